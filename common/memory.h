@@ -1,0 +1,31 @@
+// Checked memory: allocations that never fail silently and always come back zero-filled.
+//
+//     char *path = xsprintf("%s/%s", dir, name);
+//     path = xstrcat_free(path, ".cmd");
+//     ...
+//     free(path);
+//
+// Every function returns memory that the caller owns and releases with free(). When memory is
+// exhausted message 296 is raised, which ends the run; should that report return, null is returned.
+#ifndef COMMON_MEMORY_H
+#define COMMON_MEMORY_H
+
+#include <cstdarg>
+#include <cstdint>
+
+// Returns `size` zeroed bytes. A size of 0 gives a pointer that may be freed but not used.
+void *xmalloc(uint32_t size);
+
+// Returns a new string holding `a` followed by `b`. Neither may be null.
+char *xstrcat(const char *a, const char *b);
+
+// As xstrcat(), and then frees `a`: for building a string piece by piece.
+char *xstrcat_free(char *a, const char *b);
+
+// Returns a new string holding the formatted text, cut at 4095 characters. A longer result is not an
+// error: "buffer overflow in vsnprintf" (without a line end) goes to standard error and the text is
+// truncated; callers rely on the cap.
+[[gnu::format(printf, 1, 2)]] char *xsprintf(const char *format, ...);
+[[gnu::format(printf, 1, 0)]] char *xvsprintf(const char *format, va_list values);
+
+#endif

@@ -1,0 +1,212 @@
+// osdep: the one place where the program touches the operating system.
+//
+//     char *commandFile = osdep_tempFileSuffix(".cmd");    // removed at exit
+//     ...
+//     int status = osdep_spawn(program, argv);              // 0-255, or -1
+//
+// Temporary objects, child processes with and without captured output, crash handlers, questions
+// about the host, path names, sorting and searching, integers in a chosen byte order, wide strings.
+// Strings that a function returns are new and the caller's to free() unless it says otherwise; a
+// null path gives null (or 0). Nothing here reports through the message system: failures are null,
+// -1 or 0 as stated, and the caller reports them.
+#ifndef COMMON_OSDEP_H
+#define COMMON_OSDEP_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+
+struct Vector;
+
+// ---- Temporary objects ------------------------------------------------------------------------
+//
+// Names are "/tmp/qz" and seven characters chosen by the system. An object is registered for
+// removal at the end of the process that created it; a forked child removes nothing.
+
+// Creates an empty file, its name ending in `suffix` (or without one when null). Null on failure,
+// with nothing registered.
+char *osdep_tempFileSuffix(const char *suffix);
+char *osdep_tempFile();
+
+// Creates an empty directory. Null on failure.
+char *osdep_tempDir();
+
+// Keeps (non-zero) the temporary objects at the end of the run, or removes them (the default).
+void osdep_keepTempFiles(int keep);
+
+// Removes the registered objects (unless they are kept) and forgets them. Runs at exit; failures are
+// ignored. Does nothing in a process other than the one that created them.
+void osdep_removeTempFiles();
+
+// Removes a directory with all its contents. 0 on success; -1 when `path` is no directory or cannot
+// be examined; otherwise the first failing status. Symbolic links are removed, never followed.
+int osdep_removeTree(const char *path);
+
+// ---- Processes --------------------------------------------------------------------------------
+
+// Runs `program` with the null-terminated `argv` (element 0 is the program as given) and waits for
+// it. Returns its exit status 0-255; -1 when it was killed by a signal (which is reported on
+// standard error) or could not be forked. When the program cannot be executed the call returns -1
+// inside the child process, which the caller must let end.
+int osdep_spawn(const char *program, char *const *argv);
+
+// Runs a command with its standard output and error captured and returns a stream to read them
+// from, or null: for an empty command, a program that does not exist, and a child killed by a signal
+// (after which descriptors 1 and 2 stay on the capture file, see osdep_restoreOutput()).
+// `command` holds the program path, the arguments and a null entry; it is freed on every path.
+FILE *osdep_popen_vecCommand(Vector *command);
+
+// The same from a list of argument strings that a null ends.
+[[gnu::sentinel]] FILE *osdep_popen_command(const char *program, ...);
+
+// Closes a stream from osdep_popen_*() and returns the exit status of its command; -1 when the
+// stream is null or not (or no longer) open for a command.
+int osdep_pclose(FILE *stream);
+
+// Puts descriptors 1 and 2 back after a captured command has failed, for a caller that goes on.
+// Does nothing when they are in place.
+void osdep_restoreOutput();
+
+// Saves duplicates of standard output and standard error (once) and installs the handler for
+// hang-up, quit, kill, terminal stop, interrupt, terminate, abort, segmentation fault and
+// floating-point error. The handler restores both descriptors, removes the temporary objects and
+// exits with the signal's number, after a word of apology for the last three.
+void osdep_installCrashHandlers();
+
+// Makes standard input read from `path`. 1 on success; 0 when the path is no readable file (a
+// directory is none), which leaves standard input as it was.
+int osdep_reopenInput(const char *path);
+
+// Whether standard input is a terminal.
+int osdep_inputIsTerminal();
+
+// The running process, as a number that differs between a process and its fork.
+long osdep_processId();
+
+// ---- Host -------------------------------------------------------------------------------------
+
+enum OsFlag : uint32_t {
+    OSFLAG_WINDOWS = 0x10000,           // backslash separates paths, programs end in ".exe"
+    OSFLAG_POSIX = 0x80000,             //
+    OSFLAG_UNKNOWN = 0x100000,          // the system could not be identified
+    OSFLAG_LONG_COMMAND_LINE = 0x1000000, // Windows: the newer command-line limit
+};
+
+// "SYSTEM RELEASE VERSION MACHINE" of the running kernel, or "??Error: ..."; and the flags. Computed
+// once; the text is not the caller's to free.
+const char *osdep_osInfo();
+uint32_t osdep_osFlags();
+
+// The longest command line, in characters, that the host accepts.
+size_t osdep_maxCommandLine();
+
+// The number of processors, at least 1. With the hint asked for, a build server's advertised
+// capability ("bamboo_capability_Cores") wins when it is a non-zero number.
+int osdep_numCores(int useBuildServerHint);
+
+// The host's name; "localhost" when it cannot be read.
+char *osdep_hostName();
+
+// The path of the running executable, or null.
+char *osdep_exePath();
+
+// The current directory, or null.
+char *osdep_cwd();
+
+// Sets an environment variable for this process and its children. 0 on success or for a null name.
+int osdep_setenv(const char *name, const char *value);
+
+// ---- Paths ------------------------------------------------------------------------------------
+
+// dir + "/" + name, with one "/" at the join. An empty dir gives null. The second form separates
+// with a backslash when `flags` say Windows.
+char *osdep_pathJoin(const char *dir, const char *name);
+char *osdep_pathJoinFor(uint32_t flags, const char *dir, const char *name);
+
+// Collapses repeated slashes, drops "/./", resolves "/../" (never above the start) and drops one
+// trailing "/", except that of a drive root or of a result shorter than three characters.
+char *osdep_normalisePath(const char *path);
+
+// The normalised path, joined to the current directory when it is not absolute.
+char *osdep_absolutePath(const char *path);
+
+// The absolute path with the current directory taken off its front; "." for the current directory
+// itself; the absolute path when it lies elsewhere.
+char *osdep_relativePath(const char *path);
+
+int osdep_isAbsolute(const char *path);
+
+// The text behind the last "/": a pointer into the argument, or a copy.
+const char *osdep_baseName(const char *path);
+char *osdep_baseNameCopy(const char *path);
+
+// The base name without its extension; and the same with the extension's dot kept.
+char *osdep_stem(const char *path);
+char *osdep_stemDot(const char *path);
+
+// A pointer to the last "." of the path, or to an empty string.
+const char *osdep_extension(const char *path);
+
+// Everything before the last "/", or null when there is none.
+char *osdep_dirName(const char *path);
+
+int osdep_fileExists(const char *path);
+int osdep_isDirectory(const char *path);
+int osdep_fileReadable(const char *path);
+
+// Whether two existing paths name the same object of the file system, by whatever names.
+int osdep_sameFile(const char *a, const char *b);
+
+// Creates a directory and its parents. 0 when it was created or exists; 1 when the path exists as
+// something else or a parent failed; -1 for null or when the last step failed.
+int osdep_mkdirs(const char *path);
+
+// ---- Strings ----------------------------------------------------------------------------------
+
+// Fold the ASCII letters of `s` in place; return it.
+char *osdep_strlwr(char *s);
+char *osdep_strupr(char *s);
+
+// 32-bit wide strings. Compare gives -1, 0 or 1.
+char32_t *osdep_wcscpy(char32_t *destination, const char32_t *source);
+char32_t *osdep_wcsdup(const char32_t *s);
+size_t osdep_wcslen(const char32_t *s);
+int osdep_wcscmp(const char32_t *a, const char32_t *b);
+char32_t *osdep_wcslwr(char32_t *s);
+
+// ---- Sorting and searching --------------------------------------------------------------------
+
+using OsdepCompare = int (*)(const void *a, const void *b);
+using OsdepSearchCompare = int (*)(const void *key, const void *element, size_t index);
+
+// Sorts `count` elements of `size` bytes in place; not stable. No order of the input takes quadratic
+// time or deep recursion. A null base with two or more elements is a broken contract.
+void osdep_qsort(void *vbase, size_t count, size_t size, OsdepCompare compare);
+
+// The matching element of a sorted array, or null.
+void *osdep_bsearch(const void *key, const void *base, size_t count, size_t size,
+                    OsdepSearchCompare compare);
+
+// ---- Integers in a chosen byte order ----------------------------------------------------------
+//
+// A null stream or value is a broken contract. The little-endian and 8-bit readers and every writer
+// return the number of items moved (1 or 0). After a failed big-endian read the value is unspecified
+// and the stream's state tells.
+
+size_t osdep_readU8(FILE *f, uint8_t *val);
+size_t osdep_readLEU16(FILE *f, uint16_t *val);
+size_t osdep_readLEU32(FILE *f, uint32_t *val);
+size_t osdep_readLEU64(FILE *f, uint64_t *val);
+void osdep_readBEU16(FILE *f, uint16_t *val);
+void osdep_readBEU32(FILE *f, uint32_t *val);
+void osdep_readBEU64(FILE *f, uint64_t *val);
+
+size_t osdep_writeU8(FILE *f, uint8_t val);
+size_t osdep_writeLEU16(FILE *f, uint16_t val);
+size_t osdep_writeLEU32(FILE *f, uint32_t val);
+size_t osdep_writeLEU64(FILE *f, uint64_t val);
+size_t osdep_writeBEU16(FILE *f, uint16_t val);
+size_t osdep_writeBEU32(FILE *f, uint32_t val);
+size_t osdep_writeBEU64(FILE *f, uint64_t val);
+
+#endif

@@ -1,0 +1,127 @@
+// The debug trace: a readable log of the run for the suite's own developers.
+//
+// A function that is to trace opens with TRACE_ENTER and returns through TRACE_RETURN (TRACE_LEAVE
+// when it returns nothing):
+//
+//     #define MODULE "common/fileutils"
+//
+//     int fileid_isObject(const char *name)
+//     {
+//         TRACE_ENTER("name=\"%s\"", name);
+//         if (!valid_ext(name, "obj:o"))
+//             return TRACE_RETURN("%d", 0);
+//         TRACE("found extension \"%s\"", name);
+//         ...
+//     }
+//
+// While debugging is off each costs one load and test of a global word and evaluates no argument;
+// errno survives them; every format is checked by the compiler. An exit is traced only where the
+// entry was. The modules that the trace itself is built on (memory helpers, vector, hash, string
+// cache, sets, the trace) do not trace.
+#ifndef COMMON_QZDEBUG_H
+#define COMMON_QZDEBUG_H
+
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+
+struct Vector;
+
+// Feature bits of gDebugFlags.
+enum DebugFlag : uint32_t {
+    DEBUG_TRACE = 1,       // general tracing
+    DEBUG_SDB = 2,         // for child tools
+    DEBUG_DWARF = 4,       // for child tools
+    DEBUG_ALERTS = 8,      // echo every emitted message
+    DEBUG_CONTAINERS = 16, // record containers and report on them
+};
+
+extern uint32_t gDebugFlags;      // feature mask; zero: debugging is off
+extern FILE *gDebugOut;           // the debug-out file; nothing is written while it is null
+extern int gDebugEcho;            // also write everything to /dev/tty
+extern FILE *gDebugTty;           // /dev/tty, opened when an echo is first needed
+extern uint32_t gDebugAssertMode; // a null argument is: 0 ignored, 1 fatal, 2 an error, 3 a warning
+extern const char *gAlertSrc;     // where the message being emitted was raised, or null
+
+// Writes "ENTER function(arguments)", then goes one level deeper. The form without a format is for a
+// function without arguments.
+[[gnu::cold, gnu::noinline]] void trace_enter(const char *src, uint32_t line, const char *function);
+[[gnu::cold, gnu::noinline, gnu::format(printf, 4, 5)]] void
+trace_enter(const char *src, uint32_t line, const char *function, const char *format, ...);
+
+// Goes one level shallower, then writes "EXIT function() -> result", or "EXIT function()".
+[[gnu::cold, gnu::noinline]] void trace_exit(const char *src, uint32_t line, const char *function);
+[[gnu::cold, gnu::noinline, gnu::format(printf, 4, 5)]] void
+trace_exit(const char *src, uint32_t line, const char *function, const char *format, ...);
+
+// Writes one prefixed line per line of the format; the values go to the first line, later lines are
+// written as they stand. trace() takes plain text.
+[[gnu::cold, gnu::noinline, gnu::format(printf, 3, 4)]] void tracef(const char *src, uint32_t line,
+                                                                    const char *format, ...);
+[[gnu::cold, gnu::noinline]] void trace(const char *src, uint32_t line, const char *text);
+
+// Dumps `length` bytes from `address` in rows of `per_row`, with their characters when wanted.
+void trace_hexdump(const char *name, const void *address, uint32_t length, uint32_t per_row,
+                   int show_chars, const char *src, uint32_t line);
+
+// Echoes a message that is being emitted; it carries its own line end.
+void trace_alert(const char *message);
+
+// Calls `emitter(format, values)` with src and line recorded as the place the message comes from.
+using TraceEmitter = void (*)(const char *format, va_list values);
+[[gnu::format(printf, 4, 5)]] void trace_alertFrom(TraceEmitter emitter, const char *src,
+                                                   uint32_t line, const char *format, ...);
+
+// Writes the argument list, with a header that names the application.
+void trace_args(Vector *args);
+void trace_argv(int argc, char *const *argv);
+
+// Writes text and a line end without a prefix.
+[[gnu::format(printf, 1, 2)]] void trace_printf(const char *format, ...);
+[[gnu::format(printf, 1, 0)]] void trace_vprintf(const char *format, va_list values);
+void trace_puts(const char *text);
+
+// Emits the warning "QZDEBUG (warning): TEXT" through the plain message output.
+[[gnu::format(printf, 1, 2)]] void qzdebug_warning(const char *format, ...);
+
+// Indentation and the width of the location column. The level and the indent saturate.
+uint32_t trace_indentIn();
+uint32_t trace_indentOut();
+void trace_setIndentLevel(uint32_t level);
+uint32_t trace_indentLevel();
+void trace_setIndentStep(uint32_t step);
+uint32_t trace_indentStep();
+uint32_t trace_indent();
+void trace_setWidth(uint32_t width);
+uint32_t trace_width();
+
+// Whether a traced function's entry was written: what TRACE_RETURN and TRACE_LEAVE go by.
+#define TRACE_ENTER(...)                                                                           \
+    const bool traceEntered_ = gDebugFlags != 0;                                                   \
+    if (traceEntered_) [[unlikely]]                                                                \
+    trace_enter(MODULE, __LINE__, __func__ __VA_OPT__(, ) __VA_ARGS__)
+
+// Traces the result with `format` and is that result. The value is evaluated once.
+#define TRACE_RETURN(format, value)                                                                \
+    __extension__({                                                                                \
+        auto traceResult_ = (value);                                                               \
+        if (traceEntered_) [[unlikely]]                                                            \
+            trace_exit(MODULE, __LINE__, __func__, format, traceResult_);                          \
+        traceResult_;                                                                              \
+    })
+
+// Traces the end of a function that returns nothing.
+#define TRACE_LEAVE()                                                                              \
+    do {                                                                                           \
+        if (traceEntered_) [[unlikely]]                                                            \
+            trace_exit(MODULE, __LINE__, __func__);                                                \
+    } while (0)
+
+// Writes a free-form trace line.
+#define TRACE(...)                                                                                 \
+    do {                                                                                           \
+        if (gDebugFlags != 0) [[unlikely]]                                                         \
+            tracef(MODULE, __LINE__, __VA_ARGS__);                                                 \
+    } while (0)
+
+#endif
