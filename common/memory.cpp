@@ -1,1 +1,92 @@
-// to come
+#define MODULE "common/memory"
+#include "common/memory.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "common/alert.h"
+#include "common/exitpath.h"
+
+static constexpr uint32_t FORMAT_SIZE = 4096;
+static constexpr uint32_t MESSAGE_OUT_OF_MEMORY = 296;
+
+// Raising a message allocates, so it can run out of memory itself.
+[[gnu::cold, gnu::noinline]] static void *report_exhausted()
+{
+    static bool reporting;
+    if (reporting) {
+        std::fputs("out of memory\n", stderr);
+        exitpath_leave(1);
+    }
+    reporting = true;
+    alert_raiseNumber(MESSAGE_OUT_OF_MEMORY);
+    reporting = false;
+    return nullptr;
+}
+
+[[gnu::cold, gnu::noinline]] static void *end_exhausted()
+{
+    report_exhausted();
+    exitpath_leave(1);
+}
+
+void *xmalloc(uint32_t size)
+{
+    void *p = std::calloc(size != 0 ? size : 1, 1);
+    return p != nullptr ? p : report_exhausted();
+}
+
+void *xmalloc_must(uint64_t size)
+{
+    void *p = size <= UINT32_MAX ? std::calloc(size != 0 ? size : 1, 1) : nullptr;
+    return p != nullptr ? p : end_exhausted();
+}
+
+// The allocation behind the strings: their sizes are sums that may not fit 32 bits.
+static char *new_string(uint64_t size)
+{
+    void *p = size <= UINT32_MAX ? xmalloc(static_cast<uint32_t>(size)) : report_exhausted();
+    return static_cast<char *>(p);
+}
+
+char *xstrcat(const char *a, const char *b)
+{
+    const size_t length = std::strlen(a);
+    const size_t added = std::strlen(b);
+    char *text = new_string(uint64_t{length} + added + 1);
+    if (text == nullptr)
+        return nullptr;
+    std::memcpy(text, a, length);
+    std::memcpy(text + length, b, added);
+    return text;
+}
+
+char *xstrcat_free(char *a, const char *b)
+{
+    char *text = xstrcat(a, b);
+    std::free(a);
+    return text;
+}
+
+char *xvsprintf(const char *format, va_list values)
+{
+    char buffer[FORMAT_SIZE];
+    const int needed = std::vsnprintf(buffer, sizeof buffer, format, values);
+    if (needed < 0)
+        buffer[0] = '\0';
+    if (needed >= static_cast<int>(sizeof buffer))
+        std::fputs("buffer overflow in vsnprintf", stderr);
+    const size_t length = std::strlen(buffer);
+    char *text = new_string(length + 1);
+    return text != nullptr ? static_cast<char *>(std::memcpy(text, buffer, length)) : nullptr;
+}
+
+char *xsprintf(const char *format, ...)
+{
+    va_list values;
+    va_start(values, format);
+    char *text = xvsprintf(format, values);
+    va_end(values);
+    return text;
+}

@@ -16,15 +16,19 @@
 // Returns `size` zeroed bytes. A size of 0 gives a pointer that may be freed but not used.
 void *xmalloc(uint32_t size);
 
+// As xmalloc(), for sizes that are computed from counts: more than 32 bits count as exhausted, and
+// null is never returned (the run ends with status 1 should the report return).
+void *xmalloc_must(uint64_t size);
+
 // Returns a new string holding `a` followed by `b`. Neither may be null.
 char *xstrcat(const char *a, const char *b);
 
 // As xstrcat(), and then frees `a`: for building a string piece by piece.
 char *xstrcat_free(char *a, const char *b);
 
-// Returns a new string holding the formatted text, cut at 4095 characters. A longer result is not an
-// error: "buffer overflow in vsnprintf" (without a line end) goes to standard error and the text is
-// truncated; callers rely on the cap.
+// Returns a new string holding the formatted text, cut at 4095 characters. A longer result is not
+// an error: "buffer overflow in vsnprintf" (without a line end) goes to standard error and the text
+// is truncated; callers rely on the cap.
 [[gnu::format(printf, 1, 2)]] char *xsprintf(const char *format, ...);
 [[gnu::format(printf, 1, 0)]] char *xvsprintf(const char *format, va_list values);
 

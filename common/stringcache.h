@@ -31,7 +31,7 @@ const char *cache_string(const char *text);
 // frees it when an equal text is already there. Returns the interned pointer.
 const char *cache_adopt(char *text);
 
-// The interned copy of the first `length` bytes of `text`.
+// The interned copy of the first `length` bytes of `text`, or of all when it ends before.
 const char *cache_substring(const char *text, size_t length);
 
 // The formatted text, of any length.

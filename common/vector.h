@@ -18,6 +18,8 @@
 
 #include <cstdint>
 
+#include "common/exitpath.h"
+
 // One open iteration; recycled through a free cache shared by all vectors.
 struct VectorIterator {
     uint32_t index;       // position of the next element to return
@@ -109,15 +111,34 @@ void vec_sort(Vector *p, VectorCompare compare);
 // vec_iterDone(p, 0) pops. A null vector iterates as an empty one.
 void vec_iterStart(Vector *p);
 void *vec_iterFirst(Vector *p);
-void *vec_iterNext(Vector *p);
 void *vec_iterLook(Vector *p);
-int vec_iterHasNext(Vector *p);
 int vec_iterDone(Vector *p, int more);
+
+// The two that run once an element are compiled into the loop.
+inline void *vec_iterNext(Vector *p)
+{
+    if (p == nullptr)
+        return nullptr;
+    VectorIterator *it = p->iterators;
+    if (it == nullptr) [[unlikely]]
+        db_assert("p->iterator != NULL", "common/vector", 533);
+    return it->index < p->count ? p->data[it->index++] : nullptr;
+}
+
+inline int vec_iterHasNext(Vector *p)
+{
+    if (p == nullptr)
+        return 0;
+    if (p->iterators == nullptr) [[unlikely]]
+        db_assert("p->iterator != NULL", "common/vector", 590);
+    return p->iterators->index < p->count;
+}
 
 // Switches the recording of new vectors in the master list on (non-zero) or off.
 void vec_debugEnable(int on);
 
-// Prints the master list and its summary to the debug output; nothing when it was never switched on.
+// Prints the master list and its summary to the debug output; nothing when it was never switched
+// on.
 void vec_report();
 
 // One pass over a vector in a range-for loop. It pushes an iterator on construction and pops it on
@@ -144,6 +165,9 @@ template <class T> class VectorRange {
 };
 
 // Iterates over the elements of `vector` (null: none) as pointers to T.
-template <class T> VectorRange<T> vec_each(Vector *vector) { return VectorRange<T>(vector); }
+template <class T> VectorRange<T> vec_each(Vector *vector)
+{
+    return VectorRange<T>(vector);
+}
 
 #endif

@@ -1,1 +1,141 @@
-// to come
+#define MODULE "common/vector"
+#include "common/vector_debug.h"
+
+#include <cinttypes>
+#include <cstdlib>
+#include <cstring>
+
+#include "common/memory.h"
+#include "common/qzdebug.h"
+
+// Vectors and their capacity, summed.
+struct Tally {
+    uintmax_t vectors;
+    uintmax_t capacity;
+};
+
+// What the vectors of one creation place come to. Only the row of totals fills `total`.
+struct SummaryRow {
+    const char *file;
+    uint32_t line;
+    Tally living;
+    Tally dead;
+    Tally total;
+    SummaryRow *next;
+};
+
+bool gVectorRecording;
+static Vector *s_master; // VectorDebugRecord; null until recording is first switched on
+
+void vec_debugEnable(int on)
+{
+    gVectorRecording = false; // the master list must not list itself
+    if (on == 0)
+        return;
+    if (s_master == nullptr)
+        s_master = vec_new_size(10, MODULE, __LINE__);
+    gVectorRecording = true;
+}
+
+VectorDebugRecord *vec_debugRecord(const Vector *vector, const char *file, uint32_t line)
+{
+    auto *record = static_cast<VectorDebugRecord *>(xmalloc_must(sizeof(VectorDebugRecord)));
+    record->vector = vector;
+    record->flags = VECTOR_ALIVE;
+    record->file = file;
+    record->line = line;
+    record->capacity = vector->capacity;
+    record->max_count = vector->count;
+    vec_add(s_master, record);
+    return record;
+}
+
+// Largest storage first; among equals the emptiest first, then by place.
+static int compare_records(const void *slotA, const void *slotB)
+{
+    const auto *a = *static_cast<const VectorDebugRecord *const *>(slotA);
+    const auto *b = *static_cast<const VectorDebugRecord *const *>(slotB);
+    if (a->capacity != b->capacity)
+        return a->capacity > b->capacity ? -1 : 1;
+    if (a->max_count != b->max_count)
+        return a->max_count < b->max_count ? -1 : 1;
+    if (const int order = std::strcmp(a->file, b->file); order != 0)
+        return order;
+    if (a->line != b->line)
+        return a->line < b->line ? -1 : 1;
+    const auto addressA = reinterpret_cast<uintptr_t>(a);
+    const auto addressB = reinterpret_cast<uintptr_t>(b);
+    return addressA == addressB ? 0 : addressA > addressB ? -1 : 1;
+}
+
+// The row of a creation place, new at the head of the list when it has none yet.
+static SummaryRow *summary_row(SummaryRow **head, const char *file, uint32_t line)
+{
+    for (SummaryRow *row = *head; row != nullptr; row = row->next) {
+        if (row->file == file && row->line == line)
+            return row;
+    }
+    auto *row = static_cast<SummaryRow *>(xmalloc_must(sizeof(SummaryRow)));
+    row->file = file;
+    row->line = line;
+    row->next = *head;
+    *head = row;
+    return row;
+}
+
+static void tally(Tally *sum, const VectorDebugRecord *record)
+{
+    sum->vectors += 1;
+    sum->capacity += record->capacity;
+}
+
+static void count_record(const VectorDebugRecord *record, SummaryRow *row, SummaryRow *totals)
+{
+    const bool alive = (record->flags & VECTOR_ALIVE) != 0;
+    tally(alive ? &row->living : &row->dead, record);
+    tally(alive ? &totals->living : &totals->dead, record);
+    tally(&totals->total, record);
+    if (alive)
+        trace_printf("# %p    %s:%d    %u/%u    %c", static_cast<const void *>(record->vector),
+                     record->file, static_cast<int>(record->line), record->max_count,
+                     record->capacity, 'Y');
+}
+
+static void print_row(const SummaryRow *row)
+{
+    trace_printf("# %35s:%-5d                        %ju/%ju    %ju/%ju    %ju/%ju", row->file,
+                 static_cast<int>(row->line), row->living.vectors, row->living.capacity,
+                 row->dead.vectors, row->dead.capacity, row->total.vectors, row->total.capacity);
+}
+
+// Prints the rows from the head and frees all but the totals, which stand last.
+static void print_summary(SummaryRow *head, const SummaryRow *totals)
+{
+    trace_puts("# Vector Master List Summary:");
+    trace_puts("#                                                                  Living          "
+               "    Dead                Total");
+    trace_puts("#                                file:line                         vectors/capacity"
+               "    vectors/capacity    vectors/capacity");
+    while (head != totals) {
+        SummaryRow *next = head->next;
+        print_row(head);
+        std::free(head);
+        head = next;
+    }
+    print_row(totals);
+}
+
+void vec_report()
+{
+    if (s_master == nullptr)
+        return;
+    SummaryRow totals = {};
+    totals.file = "Total Summary";
+    SummaryRow *head = &totals;
+    vec_sort(s_master, compare_records);
+    trace_puts("# Living Vector Master List:");
+    trace_puts("# ptr    file:line    max_count/capacity    alive");
+    for (const auto *record : vec_each<VectorDebugRecord>(s_master))
+        count_record(record, summary_row(&head, record->file, record->line), &totals);
+    print_summary(head, &totals);
+}

@@ -1,0 +1,35 @@
+// What hash.cpp shares with its report, and with the string cache, which finds and inserts in one
+// walk; not for other modules.
+#ifndef COMMON_HASH_INTERNAL_H
+#define COMMON_HASH_INTERNAL_H
+
+#include "common/hash.h"
+
+enum : uint32_t {
+    HASH_ALIVE = 1, // bits of HashDebugRecord.flags
+    HASH_VOIDCMP = 2,
+    HASH_VOIDHASH = 4,
+};
+
+// Where a key's entry hangs, or would hang. Good until the table is changed.
+struct HashPlace {
+    HashEntry **link; // *link is the entry; null when the key is absent
+    uint32_t hash;    // the key's full hash
+    uint32_t passed;  // entries of the chain in front of it
+};
+
+// Finds the place of `key`, whose full hash is given.
+HashPlace hash_locate(const HashTable *table, const void *key, uint32_t hash);
+
+// Adds the pair at the place where its key was found to be absent.
+void hash_insertAt(HashTable *table, HashPlace place, const void *key, const void *value,
+                   const char *file, uint32_t line);
+
+// Whether new tables are recorded.
+extern bool gHashRecording;
+
+// Returns a new record of `table`, alive and with all counters 0; and adds it to the master list.
+HashDebugRecord *hash_newRecord(const HashTable *table, const char *file, uint32_t line);
+void hash_listRecord(HashDebugRecord *record);
+
+#endif

@@ -1,0 +1,15 @@
+// The recording of vectors, shared by vector.cpp and its report; not for other modules.
+#ifndef COMMON_VECTOR_DEBUG_H
+#define COMMON_VECTOR_DEBUG_H
+
+#include "common/vector.h"
+
+enum : uint32_t { VECTOR_ALIVE = 1 }; // bit of VectorDebugRecord.flags
+
+// Whether new vectors are recorded.
+extern bool gVectorRecording;
+
+// Adds a living record of `vector`, as it is now, to the master list and returns it.
+VectorDebugRecord *vec_debugRecord(const Vector *vector, const char *file, uint32_t line);
+
+#endif
