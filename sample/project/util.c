@@ -29,7 +29,7 @@ uint8_t crc8(const uint8_t *bytes, uint8_t length)
     while (length-- != 0) {
         crc ^= *bytes++;
         for (uint8_t bit = 0; bit < 8; bit++)
-            crc = (uint8_t)(crc & 0x80u ? crc << 1 ^ 0x07u : crc << 1);
+            crc = (uint8_t)(crc << 1 ^ (crc & 0x80u ? 0x07u : 0u));
     }
     return crc;
 }
