@@ -1,1 +1,546 @@
-// to come
+#define MODULE "common/qzdebug"
+
+#include "common/qzdebug.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "common/alert.h"
+#include "common/stringcache.h"
+#include "common/vector.h"
+
+uint32_t gDebugFlags = 0;
+FILE *gDebugOut = nullptr;
+int gDebugEcho = 0;
+FILE *gDebugTty = nullptr;
+uint32_t gDebugAssertMode = 0;
+const char *gAlertSrc = nullptr;
+
+static const char APPLICATION[] = "qzm-cc";
+static const uint32_t DEFAULT_WIDTH = 20;
+static const uint32_t MINIMUM_WIDTH = 4;
+
+// Beyond this many columns blanks say nothing any more, and a saturated indent would be gigabytes.
+static const uint32_t MOST_BLANKS = 65536;
+
+static uint32_t gAlertLine = 0;
+static uint32_t gWidth = DEFAULT_WIDTH;
+static uint32_t gStep = 4;
+static uint32_t gLevel = 0;
+static uint32_t gIndent = 0;
+
+// Set while a complaint of this module is on its way: the message functions are traced themselves,
+// so that one complaint could otherwise raise the next without end.
+static bool gComplaining = false;
+
+// ---- Writing ----------------------------------------------------------------------------------
+
+// The terminal to echo to, or null. A terminal that cannot be opened is not tried again.
+static FILE *echo_stream()
+{
+    static bool tried = false;
+    if (gDebugEcho == 0)
+        return nullptr;
+    if (gDebugTty == nullptr && !tried) {
+        tried = true;
+        gDebugTty = fopen("/dev/tty", "w");
+    }
+    return gDebugTty;
+}
+
+// Returns the number of characters, or a negative number when writing failed.
+[[gnu::format(printf, 1, 0)]] static int put_values(const char *format, va_list values)
+{
+    FILE *tty = echo_stream();
+    if (tty != nullptr) {
+        va_list copy;
+        va_copy(copy, values);
+        (void)vfprintf(tty, format, copy);
+        va_end(copy);
+    }
+    return vfprintf(gDebugOut, format, values);
+}
+
+[[gnu::format(printf, 1, 2)]] static int put(const char *format, ...)
+{
+    va_list values;
+    va_start(values, format);
+    int length = put_values(format, values);
+    va_end(values);
+    return length;
+}
+
+// Every operation ends here, so that the log is complete when the program dies, and errno is what
+// it was before the operation.
+static void finish(int savedErrno)
+{
+    if (gDebugEcho != 0 && gDebugTty != nullptr)
+        (void)fflush(gDebugTty);
+    (void)fflush(gDebugOut);
+    errno = savedErrno;
+}
+
+static const char *shown(const char *text)
+{
+    return text != nullptr ? text : "(null)";
+}
+
+static int blanks(uint32_t count)
+{
+    return static_cast<int>(count < MOST_BLANKS ? count : MOST_BLANKS);
+}
+
+static void put_prefix(const char *src, uint32_t line)
+{
+    const char *name = shown(src);
+    const char *slash = strrchr(name, '/');
+    int width = blanks(gWidth);
+    int used = put("%s:%d", slash != nullptr ? slash + 1 : name, static_cast<int>(line));
+    put("%*s> %*s", used < 0 || used >= width ? 0 : width - used, "", blanks(gIndent), "");
+}
+
+// ---- Complaints -------------------------------------------------------------------------------
+
+// What the message functions trace on the way must leave the indentation as it is.
+struct ComplaintState {
+    bool complaining;
+    uint32_t level;
+    uint32_t indent;
+    int savedErrno;
+};
+
+static ComplaintState complaint_begin()
+{
+    ComplaintState before = {gComplaining, gLevel, gIndent, errno};
+    gComplaining = true;
+    return before;
+}
+
+static void complaint_end(const ComplaintState &before)
+{
+    gComplaining = before.complaining;
+    gLevel = before.level;
+    gIndent = before.indent;
+    errno = before.savedErrno;
+}
+
+// Messages are cut at 8191 characters in any case.
+[[gnu::format(printf, 1, 0)]] static void emit_warning(const char *format, va_list values)
+{
+    char text[8192];
+    ComplaintState before = complaint_begin();
+    if (vsnprintf(text, sizeof text, format, values) < 0)
+        text[0] = '\0';
+    alert_print("QZDEBUG (warning): %s", text);
+    complaint_end(before);
+}
+
+void qzdebug_warning(const char *format, ...)
+{
+    va_list values;
+    va_start(values, format);
+    emit_warning(format != nullptr ? format : "(null)", values);
+    va_end(values);
+}
+
+// A complaint of the trace itself. Unlike qzdebug_warning(), which others call and which is always
+// shown (also on the way out after a fatal complaint), it is dropped inside another complaint.
+[[gnu::format(printf, 1, 2)]] static void complain(const char *format, ...)
+{
+    if (gComplaining)
+        return;
+    va_list values;
+    va_start(values, format);
+    emit_warning(format, values);
+    va_end(values);
+}
+
+// Raises the message that the assert mode asks for; `expression` is what does not hold.
+[[gnu::cold, gnu::noinline]] static void report_null(const char *expression, uint32_t line)
+{
+    static const uint32_t numbers[] = {0, 1503, 1502, 1501};
+    if (gDebugAssertMode == 0 || gDebugAssertMode >= sizeof numbers / sizeof numbers[0])
+        return;
+    if (gComplaining)
+        return;
+    ComplaintState before = complaint_begin();
+    alert_raiseNumber(numbers[gDebugAssertMode], expression, MODULE, line);
+    complaint_end(before);
+}
+
+static void check(bool holds, const char *expression, uint32_t line)
+{
+    if (!holds) [[unlikely]]
+        report_null(expression, line);
+}
+
+// ---- Indentation ------------------------------------------------------------------------------
+
+static uint32_t saturated(uint64_t columns)
+{
+    return columns > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(columns);
+}
+
+uint32_t trace_indentIn()
+{
+    if (gLevel == UINT32_MAX)
+        complain("max debug-out indent level readched");
+    else
+        gLevel++;
+    gIndent = saturated(uint64_t{gIndent} + gStep);
+    return gIndent;
+}
+
+uint32_t trace_indentOut()
+{
+    if (gLevel == 0)
+        complain("min debug-out indent level reached");
+    else
+        gLevel--;
+    gIndent -= gIndent < gStep ? gIndent : gStep;
+    return gIndent;
+}
+
+void trace_setIndentLevel(uint32_t level)
+{
+    gLevel = level;
+    gIndent = saturated(uint64_t{level} * gStep);
+}
+
+uint32_t trace_indentLevel()
+{
+    return gLevel;
+}
+
+void trace_setIndentStep(uint32_t step)
+{
+    gStep = step;
+    gIndent = saturated(uint64_t{step} * gLevel);
+}
+
+uint32_t trace_indentStep()
+{
+    return gStep;
+}
+
+uint32_t trace_indent()
+{
+    return gIndent;
+}
+
+void trace_setWidth(uint32_t width)
+{
+    check(width != 0, "width != 0", 10);
+    if (width < MINIMUM_WIDTH)
+        complain("desired trace width (%u) is < default (%u)", width, DEFAULT_WIDTH);
+    gWidth = width;
+}
+
+uint32_t trace_width()
+{
+    return gWidth;
+}
+
+// ---- Entries and exits ------------------------------------------------------------------------
+
+static void enter_begin(const char *src, uint32_t line, const char *function)
+{
+    check(src != nullptr, "src != NULL", 20);
+    check(function != nullptr, "func != NULL", 21);
+    put_prefix(src, line);
+    put("ENTER %s(", shown(function));
+}
+
+static void enter_end(int savedErrno)
+{
+    put(")\n");
+    trace_indentIn();
+    finish(savedErrno);
+}
+
+void trace_enter(const char *src, uint32_t line, const char *function)
+{
+    if (gDebugOut == nullptr)
+        return;
+    const int savedErrno = errno;
+    enter_begin(src, line, function);
+    enter_end(savedErrno);
+}
+
+void trace_enter(const char *src, uint32_t line, const char *function, const char *format, ...)
+{
+    if (gDebugOut == nullptr)
+        return;
+    const int savedErrno = errno;
+    enter_begin(src, line, function);
+    if (format != nullptr) {
+        va_list values;
+        va_start(values, format);
+        put_values(format, values);
+        va_end(values);
+    }
+    enter_end(savedErrno);
+}
+
+static void exit_begin(const char *src, uint32_t line, const char *function)
+{
+    check(src != nullptr, "src != NULL", 30);
+    check(function != nullptr, "func != NULL", 31);
+    trace_indentOut();
+    put_prefix(src, line);
+    put("EXIT %s()", shown(function));
+}
+
+static void exit_end(int savedErrno)
+{
+    put("\n");
+    finish(savedErrno);
+}
+
+void trace_exit(const char *src, uint32_t line, const char *function)
+{
+    if (gDebugOut == nullptr)
+        return;
+    const int savedErrno = errno;
+    exit_begin(src, line, function);
+    exit_end(savedErrno);
+}
+
+void trace_exit(const char *src, uint32_t line, const char *function, const char *format, ...)
+{
+    if (gDebugOut == nullptr)
+        return;
+    const int savedErrno = errno;
+    exit_begin(src, line, function);
+    if (format != nullptr) {
+        va_list values;
+        va_start(values, format);
+        put(" -> ");
+        put_values(format, values);
+        va_end(values);
+    }
+    exit_end(savedErrno);
+}
+
+// ---- Lines ------------------------------------------------------------------------------------
+
+static void put_line(const char *src, uint32_t line, const char *text)
+{
+    put_prefix(src, line);
+    put("%s\n", text);
+}
+
+[[gnu::format(printf, 3, 0)]] static void put_line_values(const char *src, uint32_t line,
+                                                          const char *format, va_list values)
+{
+    put_prefix(src, line);
+    put_values(format, values);
+    put("\n");
+}
+
+// The first line of a format is a format itself; what follows it is text.
+[[gnu::format(printf, 3, 0)]] static void put_lines_values(const char *src, uint32_t line,
+                                                           const char *format, va_list values)
+{
+    Vector *lines = cache_split(format, "\n");
+    if (vec_size(lines) == 0)
+        complain("tracef (at %s:%d) contains no lines", shown(src), static_cast<int>(line));
+    for (uint32_t i = 0; i < vec_size(lines); i++) {
+        const char *text = static_cast<const char *>(vec_elementAt(lines, i));
+        if (i > 0) {
+            put_line(src, line, text);
+            continue;
+        }
+        // A piece of a format that the compiler has checked at the call.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+        put_line_values(src, line, text, values);
+#pragma GCC diagnostic pop
+    }
+    vec_destroy(lines);
+}
+
+// A single line, which nearly every trace is, needs no splitting.
+static bool is_single_line(const char *text)
+{
+    return text[0] != '\0' && strchr(text, '\n') == nullptr;
+}
+
+void tracef(const char *src, uint32_t line, const char *format, ...)
+{
+    if (gDebugOut == nullptr)
+        return;
+    const int savedErrno = errno;
+    check(src != nullptr, "src != NULL", 40);
+    check(format != nullptr, "fmt != NULL", 41);
+    va_list values;
+    va_start(values, format);
+    if (format != nullptr && is_single_line(format))
+        put_line_values(src, line, format, values);
+    else
+        put_lines_values(src, line, format != nullptr ? format : "\n", values);
+    va_end(values);
+    finish(savedErrno);
+}
+
+void trace(const char *src, uint32_t line, const char *text)
+{
+    if (gDebugOut == nullptr)
+        return;
+    const int savedErrno = errno;
+    check(src != nullptr, "src != NULL", 50);
+    check(text != nullptr, "txt != NULL", 51);
+    Vector *lines = cache_split(text != nullptr ? text : "", "\n");
+    if (vec_size(lines) == 0)
+        complain("trace (at %s:%d) contains no lines", shown(src), static_cast<int>(line));
+    for (const char *single : vec_each<const char>(lines))
+        put_line(src, line, single);
+    vec_destroy(lines);
+    finish(savedErrno);
+}
+
+void trace_vprintf(const char *format, va_list values)
+{
+    if (gDebugOut == nullptr)
+        return;
+    const int savedErrno = errno;
+    check(format != nullptr, "fmt != NULL", 60);
+    put_values(format != nullptr ? format : "(null)", values);
+    put("\n");
+    finish(savedErrno);
+}
+
+void trace_printf(const char *format, ...)
+{
+    va_list values;
+    va_start(values, format);
+    trace_vprintf(format, values);
+    va_end(values);
+}
+
+void trace_puts(const char *text)
+{
+    if (gDebugOut == nullptr)
+        return;
+    const int savedErrno = errno;
+    check(text != nullptr, "str != NULL", 70);
+    put("%s\n", shown(text));
+    finish(savedErrno);
+}
+
+// ---- Hex dump ---------------------------------------------------------------------------------
+
+// One row of `count` bytes; it is filled up to `columns` when characters follow.
+static void put_row(const unsigned char *bytes, uint32_t count, uint32_t columns, int show_chars)
+{
+    for (uint32_t i = 0; i < count; i++)
+        put(" %02X", static_cast<unsigned>(bytes[i]));
+    if (show_chars == 0)
+        return;
+    for (uint32_t i = count; i < columns; i++)
+        put("   ");
+    put(" |");
+    for (uint32_t i = 0; i < count; i++)
+        put("%c", bytes[i] < 32 || bytes[i] > 126 ? '.' : static_cast<int>(bytes[i]));
+}
+
+static void put_rows(const unsigned char *bytes, uint32_t length, uint32_t per_row, int show_chars,
+                     const char *src, uint32_t line)
+{
+    for (uint32_t done = 0; done < length;) {
+        uint32_t count = length - done < per_row ? length - done : per_row;
+        put("\n");
+        put_prefix(src, line);
+        put("%p |", static_cast<const void *>(bytes + done));
+        put_row(bytes + done, count, per_row, show_chars);
+        done += count;
+    }
+}
+
+void trace_hexdump(const char *name, const void *address, uint32_t length, uint32_t per_row,
+                   int show_chars, const char *src, uint32_t line)
+{
+    if (gDebugOut == nullptr)
+        return;
+    const int savedErrno = errno;
+    check(name != nullptr, "name != NULL", 80);
+    check(address != nullptr, "addr != NULL", 81);
+    check(src != nullptr, "src != NULL", 82);
+    const unsigned char *bytes = static_cast<const unsigned char *>(address);
+    put_prefix(src, line);
+    put("Hexdump: %s (%p)", shown(name), address);
+    if (length == 0 || bytes == nullptr) {
+        put(" zero bytes");
+    } else if (per_row >= length || per_row == 0) {
+        put(" |");
+        put_row(bytes, length, length, show_chars);
+    } else {
+        put_rows(bytes, length, per_row, show_chars, src, line);
+    }
+    put("\n");
+    finish(savedErrno);
+}
+
+// ---- Messages ---------------------------------------------------------------------------------
+
+void trace_alert(const char *message)
+{
+    if (gDebugOut == nullptr)
+        return;
+    const int savedErrno = errno;
+    check(message != nullptr, "msg != NULL", 90);
+    if (gAlertLine != 0) {
+        check(gAlertSrc != nullptr, "gAlertSrc != NULL", 91);
+        put_prefix(gAlertSrc, gAlertLine);
+        put("%s", shown(message));
+    } else {
+        put("ALERT> %s", shown(message));
+    }
+    finish(savedErrno);
+}
+
+void trace_alertFrom(TraceEmitter emitter, const char *src, uint32_t line, const char *format, ...)
+{
+    check(emitter != nullptr, "alert_func != NULL", 100);
+    check(src != nullptr, "src != NULL", 101);
+    gAlertSrc = src;
+    gAlertLine = line;
+    if (emitter != nullptr) {
+        va_list values;
+        va_start(values, format);
+        emitter(format, values);
+        va_end(values);
+    }
+    gAlertLine = 0;
+}
+
+// ---- Argument lists ---------------------------------------------------------------------------
+
+void trace_args(Vector *args)
+{
+    if (gDebugOut == nullptr)
+        return;
+    const int savedErrno = errno;
+    check(args != nullptr, "args != NULL", 110);
+    put("\nAPP: %s\nARGS:", APPLICATION);
+    for (const char *argument : vec_each<const char>(args))
+        put(" %s", shown(argument));
+    if (vec_size(args) == 0)
+        put(" None");
+    put("\n");
+    finish(savedErrno);
+}
+
+void trace_argv(int argc, char *const *argv)
+{
+    if (gDebugOut == nullptr)
+        return;
+    const int savedErrno = errno;
+    check(argv != nullptr, "argv != NULL", 120);
+    Vector *args = vec_new(MODULE, __LINE__);
+    for (int i = 0; argv != nullptr && i < argc; i++)
+        vec_add(args, argv[i]);
+    trace_args(args);
+    vec_destroy(args);
+    errno = savedErrno;
+}
