@@ -1,1 +1,209 @@
-// to come
+#define MODULE "common/qzinstdir"
+
+#include "common/qzinstdir.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "common/exitpath.h"
+#include "common/osdep.h"
+#include "common/qzdebug.h"
+#include "common/stringcache.h"
+
+// By kind. The first two only name their kind: their directories are stored whole.
+static const char *const kindNames[QZINSTDIR_LAST] = {
+    "qzm", "v*", "bin", "docs", "include", "etc", "orb", "elm", "legasm", "orb-as",
+};
+
+static const char *qzinstall_ver = nullptr;
+static const char *qzinstall_dir = nullptr;
+
+// Set once the version directory was seen to hold "orb".
+static bool orbSeen = false;
+
+// The directory above `path`, the caller's to free; null above a root and a lone name.
+static char *parent_directory(const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    char *parent = strcmp(path, "/") == 0 ? nullptr : osdep_dirName(path);
+    if (parent != nullptr && *parent == '\0') {
+        free(parent);
+        parent = strdup("/");
+    }
+    return TRACE_RETURN("\"%s\"", parent);
+}
+
+// Frees `path` and returns the directory above it, or null.
+static char *up_from(char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    char *parent = parent_directory(path);
+    if (parent == nullptr)
+        TRACE("ERROR - path not deep enough?");
+    free(path);
+    return TRACE_RETURN("\"%s\"", parent);
+}
+
+// The last name of `path`, a pointer into it; null when it has none.
+static const char *last_name(const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    const char *name = osdep_baseName(path);
+    if (name == nullptr || *name == '\0') {
+        TRACE("ERROR - couldn't get a basename from the path: \"%s\"", path);
+        name = nullptr;
+    }
+    return TRACE_RETURN("\"%s\"", name);
+}
+
+// The directory that the program runs from, the caller's to free, or null.
+static char *program_directory()
+{
+    TRACE_ENTER();
+    char *program = osdep_exePath();
+    char *directory = program != nullptr ? osdep_dirName(program) : nullptr;
+    free(program);
+    size_t length = directory != nullptr ? strlen(directory) : 0;
+    while (length > 0 && (directory[length - 1] == '.' || directory[length - 1] == '/'))
+        directory[--length] = '\0';
+    if (length == 0) {
+        TRACE("ERROR - couldn't get a path based on progname");
+        free(directory);
+        directory = nullptr;
+    } else {
+        TRACE("Application appears to be running from directory: \"%s\"", directory);
+    }
+    return TRACE_RETURN("\"%s\"", directory);
+}
+
+// Takes a "bin" directory and returns the one above it, or null; `path` is freed.
+static char *leave_bin(char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    const char *name = last_name(path);
+    if (name == nullptr || strcmp(name, "bin") != 0) {
+        if (name != nullptr)
+            TRACE("ERROR - the application is not running from a 'bin' directory");
+        free(path);
+        return TRACE_RETURN("\"%s\"", static_cast<char *>(nullptr));
+    }
+    return TRACE_RETURN("\"%s\"", up_from(path));
+}
+
+// Takes the directory above "bin" and returns the version directory, which is the same one or the
+// one above; null on failure. `path` is freed.
+static char *leave_tool_tree(char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    // A name with an extension is neither of the two, so the extension need not be taken off.
+    const char *name = last_name(path);
+    if (name == nullptr) {
+        free(path);
+        return TRACE_RETURN("\"%s\"", static_cast<char *>(nullptr));
+    }
+    if (strcmp(name, "orb") == 0)
+        TRACE("Identified as running from the 'orb' directory: \"%s\"", path);
+    else if (strcmp(name, "orb-as") == 0)
+        TRACE("Identified as running from the 'orb-as' directory: \"%s\"", path);
+    else
+        return TRACE_RETURN("\"%s\"", path);
+    return TRACE_RETURN("\"%s\"", up_from(path));
+}
+
+// 1 when `version` holds the directory "orb".
+static int holds_orb(const char *version)
+{
+    TRACE_ENTER("version=\"%s\"", version);
+    char *orb = osdep_pathJoin(version, kindNames[QZINSTDIR_ORB]);
+    int found = osdep_isDirectory(orb);
+    if (found)
+        TRACE("Identified 'orb' directory: \"%s\"", orb);
+    else
+        TRACE("The 'orb' directory could not be found: \"%s\"", orb);
+    free(orb);
+    return TRACE_RETURN("%d", found);
+}
+
+// Stores both directories; takes `version` over. 0 when it has no parent, with nothing stored.
+static int store_directories(char *version)
+{
+    TRACE_ENTER("version=\"%s\"", version);
+    qzinstall_ver = cache_adopt(version);
+    TRACE("qzinstall_ver has been set to: \"%s\"", qzinstall_ver);
+    qzinstall_dir = cache_adopt(parent_directory(qzinstall_ver));
+    if (qzinstall_dir == nullptr) {
+        qzinstall_ver = nullptr;
+        return TRACE_RETURN("%d", 0);
+    }
+    TRACE("qzinstall_dir has been set to: \"%s\"", qzinstall_dir);
+    return TRACE_RETURN("%d", 1);
+}
+
+// Works the two directories out from where the program runs. 1 on success.
+static int set_qzinstall_paths()
+{
+    TRACE_ENTER();
+    char *path = program_directory();
+    if (path != nullptr)
+        path = leave_bin(path);
+    if (path != nullptr)
+        path = leave_tool_tree(path);
+    if (path == nullptr)
+        return TRACE_RETURN("%d", 0);
+    if (!holds_orb(path)) {
+        free(path);
+        return TRACE_RETURN("%d", 0);
+    }
+    int stored = store_directories(path);
+    orbSeen = stored != 0;
+    return TRACE_RETURN("%d", stored);
+}
+
+const char *qzinstdir(int kind)
+{
+    TRACE_ENTER("kind=%d", kind);
+    ASSERT_TEXT_AT(10, kind >= QZINSTDIR_FIRST && kind < QZINSTDIR_LAST,
+                   "(path >= QZINSTDIR_FIRST) && (path < QZINSTDIR_LAST)");
+    if ((qzinstall_ver == nullptr || qzinstall_dir == nullptr) && !set_qzinstall_paths())
+        return TRACE_RETURN("\"%s\"", static_cast<const char *>(nullptr));
+    if (kind == QZINSTDIR_INSTALL) {
+        TRACE("Returning install directory: \"%s\"", qzinstall_dir);
+        return TRACE_RETURN("\"%s\"", qzinstall_dir);
+    }
+    if (kind == QZINSTDIR_VERSION) {
+        TRACE("Returning ver directory: \"%s\"", qzinstall_ver);
+        return TRACE_RETURN("\"%s\"", qzinstall_ver);
+    }
+    TRACE("Returning concatenation of \"%s\" and \"%s\"", qzinstall_ver, kindNames[kind]);
+    return TRACE_RETURN("\"%s\"", cache_adopt(osdep_pathJoin(qzinstall_ver, kindNames[kind])));
+}
+
+int qzinstdir_hasOrb()
+{
+    TRACE_ENTER();
+    if (!orbSeen)
+        orbSeen = osdep_isDirectory(qzinstdir(QZINSTDIR_ORB)) != 0;
+    return TRACE_RETURN("%d", orbSeen ? 1 : 0);
+}
+
+int qzinstdir_set(const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    if (!osdep_fileExists(path)) {
+        TRACE("Path doesn't exist: \"%s\"", path);
+        return TRACE_RETURN("%d", 1);
+    }
+    char *version = osdep_absolutePath(path);
+    char *parent = version != nullptr ? parent_directory(version) : nullptr;
+    if (!osdep_fileExists(parent)) {
+        TRACE("Path doesn't exist: \"%s\"", parent);
+        free(version);
+        free(parent);
+        return TRACE_RETURN("%d", 1);
+    }
+    qzinstall_ver = cache_adopt(version);
+    qzinstall_dir = cache_adopt(parent);
+    orbSeen = false;
+    TRACE("Install dir set to: \"%s\"", qzinstall_ver);
+    return TRACE_RETURN("%d", 0);
+}

@@ -3,9 +3,9 @@
 //     const char *driver = qzinstdir(QZINSTDIR_ELM);      // ".../v2.32/elm"
 //
 // The executable lives in a directory "bin" of the version directory, or of its "orb" or "orb-as";
-// the version directory holds "orb" in every case. The two directories are worked out once; a failure
-// stores nothing, so the next call tries again. Nothing here reports to the user: failures are null
-// (or 1) and a line in the trace.
+// the version directory holds "orb" in every case. The two directories are worked out once; a
+// failure stores nothing, so the next call tries again. Nothing here reports to the user: failures
+// are null (or 1) and a line in the trace.
 #ifndef COMMON_QZINSTDIR_H
 #define COMMON_QZINSTDIR_H
 
@@ -27,6 +27,10 @@ enum InstallDirKind : int {
 // The interned path of a directory, or null when the installation is not known. The directory need
 // not exist. A kind outside the table is a broken contract.
 const char *qzinstdir(int kind);
+
+// 1 when the version directory is known and holds the directory "orb". Once seen, it is not looked
+// for again.
+int qzinstdir_hasOrb();
 
 // Uses `path` (which must exist, as must its parent) as version directory and its parent as
 // installation directory. 0 on success, 1 on failure, which changes nothing.
