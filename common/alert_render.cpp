@@ -1,1 +1,299 @@
-// to come
+#define MODULE "common/alert"
+#include "common/alert_internal.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "common/qzdebug.h"
+#include "common/stringcache.h"
+
+static constexpr const char *PROGRAM_NAME = "qzm-cc";
+static constexpr const char *NO_LINE = "Non line specific message";
+
+AlertSettings gAlertSettings;
+
+// A text under construction; what does not fit is dropped.
+struct Output {
+    char *data;
+    size_t size; // characters that fit, the final zero not counted
+    size_t used;
+};
+
+static void add_part(Output *output, const char *text, size_t length)
+{
+    const size_t room = output->size - output->used;
+    const size_t taken = length < room ? length : room;
+    std::memcpy(output->data + output->used, text, taken);
+    output->used += taken;
+    output->data[output->used] = '\0';
+}
+
+static void add_text(Output *output, const char *text)
+{
+    if (text != nullptr)
+        add_part(output, text, std::strlen(text));
+}
+
+static void add_number(Output *output, uint32_t number)
+{
+    char digits[16];
+    add_part(output, digits,
+             static_cast<size_t>(std::snprintf(digits, sizeof digits, "%u", number)));
+}
+
+static void add_systemError(Output *output, int systemError)
+{
+    if (systemError != 0)
+        add_text(output, std::strerror(systemError));
+}
+
+// ---- Formats ----------------------------------------------------------------------------------
+
+struct FormatSource {
+    const char *variable; // of the environment
+    const char *text;     // the default
+};
+
+static constexpr FormatSource FORMAT_SOURCES[ALERT_FORMAT_COUNT] = {
+    {"NVC_ERR_FORMAT", "%f: %l: (%n) %s (error)"},
+    {"NVC_WARN_FORMAT", "%f: %l: (%n) %s (warning)"},
+    {"NVC_MSG_FORMAT", "%f: %l: %s"},
+};
+
+void alert_chooseFormat(AlertFormat which, const char *text)
+{
+    TRACE_ENTER("which=%u, text=\"%s\"", which, text);
+    const FormatSource *source = &FORMAT_SOURCES[which];
+    // Remembering a text can itself raise a message, which then needs a format.
+    gAlertSettings.formats[which] = source->text;
+    const char *environment = std::getenv(source->variable);
+    if (environment != nullptr)
+        gAlertSettings.formats[which] = cache_string(environment);
+    else if (text != nullptr)
+        gAlertSettings.formats[which] = cache_string(text);
+    TRACE_LEAVE();
+}
+
+const char *alert_format(AlertFormat which)
+{
+    TRACE_ENTER("which=%u", which);
+    if (gAlertSettings.formats[which] == nullptr)
+        alert_chooseFormat(which, nullptr);
+    return TRACE_RETURN("\"%s\"", gAlertSettings.formats[which]);
+}
+
+static AlertFormat format_of(uint32_t kind)
+{
+    switch (kind) {
+    case ALERT_FATAL:
+    case ALERT_ERROR:
+        return ALERT_FORMAT_ERROR;
+    case ALERT_MESSAGE:
+        return ALERT_FORMAT_MESSAGE;
+    default:
+        return ALERT_FORMAT_WARNING;
+    }
+}
+
+// ---- The message's own text -------------------------------------------------------------------
+
+// Adds the system's error text to a format, where its own percent signs must not count.
+static void add_escapedSystemError(Output *output, int systemError)
+{
+    const char *at = systemError != 0 ? std::strerror(systemError) : "";
+    for (; *at != '\0' && output->size - output->used >= 2; ++at)
+        add_part(output, *at == '%' ? "%%" : at, *at == '%' ? 2 : 1);
+}
+
+// Copies `format` with "%m" replaced. Conversions are copied whole or not at all: half a one would
+// spoil everything that was formatted before it.
+static void expand_systemError(Output *output, const char *format, int systemError)
+{
+    TRACE_ENTER("format=\"%s\", systemError=%d", format, systemError);
+    while (*format != '\0') {
+        const size_t plain = std::strcspn(format, "%");
+        add_part(output, format, plain);
+        format += plain;
+        if (*format == '\0')
+            break;
+        if (format[1] == 'm') {
+            add_escapedSystemError(output, systemError);
+            format += 2;
+            continue;
+        }
+        const char *end = alert_conversionEnd(format);
+        if (end == nullptr || static_cast<size_t>(end - format) > output->size - output->used)
+            break;
+        add_part(output, format, static_cast<size_t>(end - format));
+        format = end;
+    }
+    TRACE_LEAVE();
+}
+
+// Formats into the rest of `output`.
+[[gnu::format(printf, 2, 0)]] static void add_formatted(Output *output, const char *format,
+                                                        va_list values)
+{
+    const size_t room = output->size - output->used;
+    const int needed = std::vsnprintf(output->data + output->used, room + 1, format, values);
+    if (needed > 0)
+        output->used += static_cast<size_t>(needed) < room ? static_cast<size_t>(needed) : room;
+    output->data[output->used] = '\0';
+}
+
+// The format is the caller's, or a catalogue's text with the conversions of the built-in one; only
+// "%m" has been replaced in it.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+static void add_expanded(Output *output, const char *format, va_list values)
+{
+    add_formatted(output, format, values);
+}
+#pragma GCC diagnostic pop
+
+[[gnu::format(printf, 3, 0)]] static void make_text(Output *output, const AlertMessage *message,
+                                                    const char *format, va_list values)
+{
+    TRACE_ENTER("number=%u, format=\"%s\"", message->number, format);
+    if (!gAlertSettings.formatMode && message->kind != ALERT_MESSAGE) {
+        add_text(output, "(");
+        add_number(output, message->number);
+        add_text(output, ") ");
+    }
+    // Longer than the text can be, so that a cut here cuts nothing that would be seen.
+    char expanded[4 * ALERT_TEXT_LENGTH];
+    Output expansion = {expanded, sizeof expanded - 1, 0};
+    expanded[0] = '\0';
+    expand_systemError(&expansion, format, message->systemError);
+    add_expanded(output, expanded, values);
+    TRACE_LEAVE();
+}
+
+// ---- The two forms ----------------------------------------------------------------------------
+
+static void add_fixedForm(Output *output, const AlertMessage *message, const char *text)
+{
+    TRACE_ENTER("text=\"%s\"", text);
+    const AlertSettings *settings = &gAlertSettings;
+    if (settings->file != nullptr) {
+        add_text(output, message->noLine ? NO_LINE : settings->file);
+        add_text(output, ": ");
+    }
+    if (settings->lineRef != nullptr && !message->noLine) {
+        add_number(output, *settings->lineRef);
+        add_text(output, ": ");
+    }
+    add_text(output, text);
+    if (format_of(message->kind) == ALERT_FORMAT_WARNING)
+        add_text(output, " (warning)");
+    TRACE_LEAVE();
+}
+
+static void add_column(Output *output)
+{
+    const AlertSettings *settings = &gAlertSettings;
+    if (settings->lineStartRef == nullptr || settings->currentRef == nullptr)
+        return;
+    const uintptr_t start = reinterpret_cast<uintptr_t>(*settings->lineStartRef);
+    const uintptr_t current = reinterpret_cast<uintptr_t>(*settings->currentRef);
+    add_number(output, static_cast<uint32_t>(current - start));
+}
+
+static void add_placeholder(Output *output, char placeholder, const AlertMessage *message,
+                            const char *text)
+{
+    switch (placeholder) {
+    case 'f':
+        return add_text(output, message->noLine ? NO_LINE : gAlertSettings.file);
+    case 'l':
+        if (gAlertSettings.lineRef != nullptr && !message->noLine)
+            add_number(output, *gAlertSettings.lineRef);
+        return;
+    case 'c':
+        return add_column(output);
+    case 'n':
+        return add_number(output, message->number);
+    case 's':
+        return add_text(output, text);
+    case 'a':
+        return add_text(output, PROGRAM_NAME);
+    case 'm':
+        return add_systemError(output, message->systemError);
+    default:
+        return add_part(output, &placeholder, 1);
+    }
+}
+
+static void add_userForm(Output *output, const AlertMessage *message, const char *text)
+{
+    TRACE_ENTER("text=\"%s\"", text);
+    const char *format = alert_format(format_of(message->kind));
+    while (*format != '\0') {
+        const size_t plain = std::strcspn(format, "%");
+        add_part(output, format, plain);
+        format += plain;
+        if (format[0] == '\0' || format[1] == '\0')
+            break;
+        add_placeholder(output, format[1], message, text);
+        format += 2;
+    }
+    TRACE_LEAVE();
+}
+
+void alert_render(const AlertMessage *message, const char *format, va_list values)
+{
+    TRACE_ENTER("number=%u, kind=%u, format=\"%s\"", message->number, message->kind, format);
+    char text[ALERT_TEXT_LENGTH + 1] = "";
+    Output own = {text, ALERT_TEXT_LENGTH, 0};
+    make_text(&own, message, format, values);
+
+    char shown[ALERT_OUTPUT_LENGTH + 1];
+    shown[0] = '\0';
+    Output output = {shown, ALERT_OUTPUT_LENGTH - 1, 0}; // the line end always fits
+    if (gAlertSettings.formatMode)
+        add_userForm(&output, message, text);
+    else
+        add_fixedForm(&output, message, text);
+    output.size = ALERT_OUTPUT_LENGTH;
+    add_text(&output, "\n");
+    alert_emit(shown, output.used);
+    TRACE_LEAVE();
+}
+
+// ---- Output -----------------------------------------------------------------------------------
+//
+// The trace's own warnings come through here: these functions do not trace, and an echo does not
+// echo what it has to say itself.
+
+void alert_emit(const char *text, size_t length)
+{
+    static bool echoing;
+    if ((gDebugFlags & DEBUG_ALERTS) != 0 && !echoing) {
+        echoing = true;
+        trace_alert(text);
+        echoing = false;
+    }
+    if (gAlertSettings.hook != nullptr) {
+        gAlertSettings.hook(text);
+        return;
+    }
+    std::fwrite(text, 1, length, stderr);
+    std::fflush(stderr);
+}
+
+void alert_vprint(const char *format, va_list values)
+{
+    char text[ALERT_OUTPUT_LENGTH + 1];
+    Output output = {text, ALERT_OUTPUT_LENGTH, 0};
+    add_formatted(&output, format, values);
+    add_text(&output, "\n");
+    alert_emit(text, output.used);
+}
+
+void alert_print(const char *format, ...)
+{
+    va_list values;
+    va_start(values, format);
+    alert_vprint(format, values);
+    va_end(values);
+}
