@@ -6,16 +6,17 @@
 //     value = hash_get(table, "key");
 //     hash_destroy(table);
 //
-// A table owns neither keys nor values. It never resizes: the creator chooses the bucket count. Each
-// entry remembers its key's full hash, so walking a long chain costs one comparison of numbers an
-// entry and the keys are compared only where the hashes agree. Visiting order everywhere is bucket
-// by bucket, oldest entry first.
+// A table owns neither keys nor values. It never resizes: the creator chooses the bucket count.
+// Each entry remembers its key's full hash, so walking a chain costs one comparison of numbers an
+// entry and the keys are compared only where the hashes agree; chains that have become long are
+// passed by an index. Visiting order everywhere is bucket by bucket, oldest entry first.
 #ifndef COMMON_HASH_H
 #define COMMON_HASH_H
 
 #include <cstdint>
 
 struct Vector;
+struct HashIndex;
 struct HashTable;
 
 // The hash of a key: any 32 bits. Equal keys (compare gives 0) must have equal hashes.
@@ -51,6 +52,7 @@ struct HashTable {
     HashFunction hash;   // voidhash when none was given
     HashCompare compare; // voidcmp when none was given
     HashEntry **buckets; // chain heads
+    HashIndex *index;    // a way to the entries past long chains, or null
     HashDebugRecord *debug;
 };
 
@@ -89,8 +91,8 @@ void *hash_remove(HashTable *table, const void *key);
 // The number of entries. The table must not be null.
 uint32_t hash_count(const HashTable *table);
 
-// Calls visitor(context, key, value) for each entry; stops at and returns the first non-zero result,
-// else returns 0.
+// Calls visitor(context, key, value) for each entry; stops at and returns the first non-zero
+// result, else returns 0.
 int hash_foreach(const HashTable *table, void *context, HashVisitor visitor);
 
 // New vectors of all values or keys, owned by the caller.

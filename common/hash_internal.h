@@ -25,6 +25,26 @@ HashPlace hash_locate(const HashTable *table, const void *key, uint32_t hash);
 void hash_insertAt(HashTable *table, HashPlace place, const void *key, const void *value,
                    const char *file, uint32_t line);
 
+// The index: a second way to an entry that does not walk its chain, built when the chains of a
+// table have become long (the bucket count is fixed, so they may). The chains stay as they are and
+// keep the order of visiting. A recorded table has none: its records count the entries that an
+// insert passes.
+
+// Builds the table's index, or a larger one when it is half full. For a table without a record.
+void hash_indexGrow(HashTable *table);
+
+// Frees the index, if there is one.
+void hash_indexDrop(HashTable *table);
+
+// What hash_locate() does, through the index. The place's link is good for reading the entry and
+// for hanging a new one.
+HashPlace hash_indexLocate(const HashTable *table, const void *key, uint32_t hash);
+
+// Adds an entry that hangs at the end of its chain; removes one that hangs at `link`, which it does
+// not change.
+void hash_indexAdd(HashTable *table, HashEntry *entry);
+void hash_indexRemove(HashTable *table, const HashEntry *entry, HashEntry **link);
+
 // Whether new tables are recorded.
 extern bool gHashRecording;
 

@@ -43,6 +43,17 @@ void *xmalloc_must(uint64_t size)
     return p != nullptr ? p : end_exhausted();
 }
 
+void *xrealloc_must(void *old, uint64_t used, uint64_t size)
+{
+    if (old == nullptr)
+        return xmalloc_must(size);
+    void *p = size <= UINT32_MAX ? std::realloc(old, size) : nullptr;
+    if (p == nullptr)
+        return end_exhausted();
+    std::memset(static_cast<char *>(p) + used, 0, size - used);
+    return p;
+}
+
 // The allocation behind the strings: their sizes are sums that may not fit 32 bits.
 static char *new_string(uint64_t size)
 {

@@ -20,6 +20,10 @@ void *xmalloc(uint32_t size);
 // null is never returned (the run ends with status 1 should the report return).
 void *xmalloc_must(uint64_t size);
 
+// Grows the block `old` (or null) to `size` bytes, keeping the first `used` ones; the rest is zero.
+// Fails as xmalloc_must() does.
+void *xrealloc_must(void *old, uint64_t used, uint64_t size);
+
 // Returns a new string holding `a` followed by `b`. Neither may be null.
 char *xstrcat(const char *a, const char *b);
 

@@ -100,11 +100,8 @@ static uint64_t grown_capacity(const Vector *p, uint32_t need)
 [[gnu::noinline]] static void grow(Vector *p, uint32_t need)
 {
     const uint64_t capacity = grown_capacity(p, need);
-    void **data = static_cast<void **>(xmalloc_must(capacity * sizeof(void *)));
-    if (p->count != 0)
-        std::memcpy(data, p->data, p->count * sizeof(void *));
-    std::free(p->data);
-    p->data = data;
+    const uint64_t used = uint64_t{p->count} * sizeof(void *);
+    p->data = static_cast<void **>(xrealloc_must(p->data, used, capacity * sizeof(void *)));
     p->capacity = static_cast<uint32_t>(capacity);
     if (p->debug != nullptr) {
         ASSERT_AT(197, is_alive(p));
