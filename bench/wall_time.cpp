@@ -1,0 +1,102 @@
+// Times whole commands against each other in one run: they take turns, so that what else the
+// machine does falls on all alike.
+//
+//     wall_time ROUNDS NAME COMMAND... -- NAME COMMAND... [-- ...]
+//
+// Prints each command's median time, its ratio to the first command's, and its peak memory.
+// Standard output and error of the commands go to /dev/null.
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+struct Command {
+    const char *name;
+    std::vector<char *> arguments; // ends in a null
+    std::vector<double> seconds;   // one a round
+    long peak;                     // KiB, of the command itself
+};
+
+double now()
+{
+    timespec time{};
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+[[noreturn]] void execute(const Command &command)
+{
+    const int null = open("/dev/null", O_RDWR);
+    dup2(null, 0);
+    dup2(null, 1);
+    dup2(null, 2);
+    execv(command.arguments[0], command.arguments.data());
+    _exit(127);
+}
+
+void runOnce(Command *command)
+{
+    const double start = now();
+    const pid_t child = fork();
+    if (child == 0)
+        execute(*command);
+    int status = 0;
+    rusage usage{};
+    wait4(child, &status, 0, &usage);
+    command->seconds.push_back(now() - start);
+    command->peak = std::max(command->peak, usage.ru_maxrss);
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+        std::fprintf(stderr, "wall_time: %s failed\n", command->name);
+        std::exit(1);
+    }
+}
+
+std::vector<Command> parse(int argc, char **argv)
+{
+    std::vector<Command> commands;
+    for (int i = 2; i < argc; ++i) {
+        Command command{argv[i], {}, {}, 0};
+        for (++i; i < argc && std::strcmp(argv[i], "--") != 0; ++i)
+            command.arguments.push_back(argv[i]);
+        if (command.arguments.empty()) {
+            std::fprintf(stderr, "wall_time: %s has no command\n", command.name);
+            std::exit(2);
+        }
+        command.arguments.push_back(nullptr);
+        commands.push_back(command);
+    }
+    return commands;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const int rounds = argc > 1 ? std::atoi(argv[1]) : 0;
+    std::vector<Command> commands = parse(argc, argv);
+    if (rounds <= 0 || commands.empty()) {
+        std::fprintf(stderr, "usage: wall_time ROUNDS NAME COMMAND... [-- NAME COMMAND...]...\n");
+        return 2;
+    }
+    for (int round = 0; round < rounds; ++round) {
+        for (Command &command : commands)
+            runOnce(&command);
+    }
+    double first = 0;
+    for (Command &command : commands) {
+        std::sort(command.seconds.begin(), command.seconds.end());
+        const double median = command.seconds[command.seconds.size() / 2];
+        first = first == 0 ? median : first;
+        std::printf("%-44s %10.1f us  %6.2f x  %8ld KiB\n", command.name, median * 1e6,
+                    median / first, command.peak);
+    }
+    return 0;
+}

@@ -1,0 +1,147 @@
+// Writes docs/options.md on standard output: every option that may be given, with its help text and
+// what each kind of child driver gets for it. Nothing of it is written down a second time: each
+// option is run through its own handler.
+#include "common/alert.h"
+#include "common/stringcache.h"
+#include "common/vector.h"
+#include "driver/option_handlers.h"
+
+#include <cstdio>
+#include <cstring>
+
+// How an option is written in the reference where its flags do not tell.
+static const struct {
+    const char *name;
+    const char *group; // of a member, else null
+    const char *example;
+} examples[] = {
+    {"-D", nullptr, "-DNAME=text"},
+    {"-U", nullptr, "-UNAME"},
+    {"-I", nullptr, "-Idirectory"},
+    {"-o", nullptr, "-o directory/file"},
+    {"-l", nullptr, "-lname"},
+    {"-L", nullptr, "-Ldirectory"},
+    {"-Wl", nullptr, "-Wl,item,item"},
+    {"-Wa", nullptr, "-Wa,item,item"},
+    {"-Wp", nullptr, "-Wp,item,item"},
+    {"-x", nullptr, "-x assembler-with-cpp"},
+    {"-MF", nullptr, "-MF file"},
+    {"-std", nullptr, "-std=c90"},
+    {"-mext", nullptr, "-mext=cci"},
+    {"-mreserve", nullptr, "-mreserve=ram@low:high"},
+    {"-mcpu", nullptr, "-mcpu=device"},
+    {"-save-temps", nullptr, "-save-temps"},
+    {"-v", nullptr, "-v"},
+    {"--fill", nullptr, "--fill=value"},
+    {"--memorysummary", nullptr, "--memorysummary=file"},
+    {"--memorysummary", "LKR", "-Wl,--memorysummary=file"},
+    {"-Map", "LKR", "-Wl,-Map=file"},
+    {"-mivt", nullptr, "-mivt=address"},
+    {"-mno-ivt", nullptr, "-mno-ivt"},
+    {"-muse-ivt", nullptr, "-muse-ivt=address"},
+    {"-mno-use-ivt", nullptr, "-mno-use-ivt"},
+    {"-moscval", nullptr, "-moscval=value"},
+    {"-mclink", nullptr, "-mclink"},
+    {"-mno-clink", nullptr, "-mno-clink"},
+    {"-mcmacros", nullptr, "-mcmacros"},
+    {"-mno-cmacros", nullptr, "-mno-cmacros"},
+};
+
+static char warning[1024]; // the last message that a handler raised
+
+static void keepWarning(const char *text)
+{
+    snprintf(warning, sizeof warning, "%s", text);
+}
+
+static const char *containerOf(const char *group)
+{
+    return strcmp(group, "LKR") == 0 ? "-Wl," : "-Wa,";
+}
+
+// The option as a user would write it; parts of it that are separate arguments stand behind blanks.
+static const char *exampleOf(const OptionRecord *row)
+{
+    const bool member = (row->flags & optflag::MEMBER) != 0;
+    for (const auto &example : examples) {
+        const bool sameGroup = member == (example.group != nullptr) &&
+                               (!member || strcmp(example.group, row->group) == 0);
+        if (sameGroup && strcmp(example.name, row->name) == 0)
+            return example.example;
+    }
+    if (member)
+        return cache_sprintf("%s%s", containerOf(row->group), row->name);
+    if ((row->flags & optflag::JOINED) != 0)
+        return cache_sprintf("%s=value", row->name);
+    if ((row->flags & optflag::SEPARATE) != 0)
+        return cache_sprintf("%s value", row->name);
+    return row->name;
+}
+
+// What handlers only remember and the end of the command turns into options.
+static const char *rememberedFor(const OptionRecord *row, OptionFamily family)
+{
+    if ((family & FAMILY_ORB) == 0)
+        return "";
+    if (strcmp(row->name, "-c") == 0)
+        return "`--pass1` for C sources, `-c` for assembly sources";
+    if (strcmp(row->name, "-l") == 0)
+        return "the library's path, at the end of the command";
+    if (strcmp(row->name, "-L") == 0)
+        return "(searched for `-l`)";
+    return "";
+}
+
+static void printFamily(const OptionRecord *row, const char *example, OptionFamily family)
+{
+    gOptionState = {};
+    warning[0] = '\0';
+    Vector *arguments = cache_split(example, " ");
+    Vector *emitted = options_handler(arguments, family, nullptr, false, nullptr);
+    if (strstr(warning, "(1428)") != nullptr)
+        printf(" not supported |");
+    else if (vec_size(emitted) == 0)
+        printf(" %s |", rememberedFor(row, family));
+    else
+        printf(" `%s` |", cache_join(emitted, 0, "` `"));
+    vec_destroy(emitted);
+    vec_destroy(arguments);
+}
+
+static bool isDocumented(const OptionRecord *row)
+{
+    return row->handler != nullptr && (row->flags & optflag::HIDDEN) == 0;
+}
+
+static void printRow(const OptionRecord *row)
+{
+    const char *example = exampleOf(row);
+    printf("| `%s` | %s |", example, row->help);
+    if (strcmp(row->name, "--help") == 0) {
+        printf(" (answered by qzm-cc) | `--help` |\n");
+        return;
+    }
+    printFamily(row, example, FAMILY_ORB18);
+    printFamily(row, example, FAMILY_ELM);
+    printf("\n");
+}
+
+int main()
+{
+    alert_setOutputHook(keepWarning);
+    options_initialize(optflag::ACTIVE, 1, nullptr);
+    printf(
+        "# Options of qzm-cc\n\n"
+        "What each option becomes for the driver that builds: `qzm` for the ORB families,\n"
+        "`elm-gcc` for ELM. An empty cell means that nothing is handed on. An option that is not\n"
+        "supported draws warning 1428 and is left out; an option that is not listed here is\n"
+        "passed on as it is (for ORB with warning 2044).\n\n"
+        "This page is generated from the option table: `build/release/docs/option_reference`.\n\n"
+        "| Option | Meaning | ORB | ELM |\n"
+        "|---|---|---|---|\n");
+    for (const OptionRecord *row = options_table(); row->name != nullptr; ++row) {
+        if (isDocumented(row))
+            printRow(row);
+    }
+    return 0;
+}

@@ -1,0 +1,237 @@
+#define MODULE "driver/options_process"
+#include "driver/options_process.h"
+
+#include "common/alert.h"
+#include "common/exitpath.h"
+#include "common/fileutils.h"
+#include "common/osdep.h"
+#include "common/qzdebug.h"
+#include "common/qzinstdir.h"
+#include "common/registry.h"
+#include "common/stringcache.h"
+#include "common/vector.h"
+#include "driver/machdep.h"
+#include "driver/option_handlers.h"
+
+#include <cstring>
+
+// The product version: major times 1000 plus minor times 10.
+enum { PRODUCT_VERSION = 2320 };
+
+// The formats of diagnostics on the ORB path: of this program and, through the environment and the
+// command, of the legacy driver and the tools it runs.
+enum { ERROR_FORMAT, WARNING_FORMAT, MESSAGE_FORMAT };
+static const struct MessageFormat {
+    const char *variable;
+    const char *option;
+    const char *format;
+    bool OptionState::*given; // set when the user's options carry this one already
+} formats[] = {
+    {"NVC_ERR_FORMAT", "--errformat", "%f:%l:%c: error: (%n) %s", &OptionState::errorFormatGiven},
+    {"NVC_WARN_FORMAT", "--warnformat", "%f:%l:%c: warning: (%n) %s",
+     &OptionState::warningFormatGiven},
+    {"NVC_MSG_FORMAT", "--msgformat", "%f:%l:%c: advisory: (%n) %s",
+     &OptionState::messageFormatGiven},
+};
+
+// ---- The device --------------------------------------------------------------------------------
+
+static bool beginsWithAny(const char *name, const char *const *prefixes)
+{
+    for (; *prefixes != nullptr; ++prefixes) {
+        if (option_hasPrefix(name, *prefixes))
+            return true;
+    }
+    return false;
+}
+
+OptionFamily option_DeviceType(const char *option)
+{
+    TRACE_ENTER("\"%s\"", option);
+    static const char *const elmNames[] = {"kv", "elm", nullptr};
+    static const char *const orb10Names[] = {"zq", "wtx", "wty", nullptr};
+    static const char *const orb10Cores[] = {"10", "12", "14", "16", nullptr};
+
+    const char *equals = strchr(option, '=');
+    const char *device = cache_lower(equals == nullptr ? option : equals + 1);
+    const char *core = device + (option_hasPrefix(device, "orb") ? 3 : 0);
+    OptionFamily family = FAMILY_NONE;
+    if (beginsWithAny(device, elmNames)) {
+        TRACE("device identified as an ELM");
+        family = FAMILY_ELM;
+    } else if (beginsWithAny(device, orb10Names)) {
+        family = FAMILY_ORB10;
+    } else if (option_hasPrefix(core, "18")) {
+        TRACE("device identified as a ORB18\n");
+        family = FAMILY_ORB18;
+    } else if (beginsWithAny(core, orb10Cores)) {
+        TRACE("device identified as a ORB10/12/14/16");
+        family = FAMILY_ORB10;
+    } else {
+        TRACE("device was not identified\n");
+    }
+    return TRACE_RETURN("%u", family);
+}
+
+// What the scan of the arguments for a device finds.
+struct Target {
+    OptionFamily family;
+    bool deviceGiven; // a device option is there, recognised or not
+    bool version;     // "--version", which the legacy driver answers whatever the device
+};
+
+static Target findTarget(Vector *arguments)
+{
+    TRACE_ENTER();
+    static const char *const deviceOptions[] = {"-mmcu", "-mcpu", "-mprocessor", nullptr};
+    Target target = {FAMILY_NONE, false, false};
+    for (const char *argument : vec_each<const char>(arguments)) {
+        if (option_hasPrefix(argument, "--version")) {
+            target.family = FAMILY_ORB10;
+            target.version = true;
+            break;
+        }
+        if (!target.deviceGiven && beginsWithAny(argument, deviceOptions)) {
+            target.family = option_DeviceType(argument);
+            target.deviceGiven = true;
+        }
+    }
+    TRACE_LEAVE();
+    return target;
+}
+
+// ---- Input files -------------------------------------------------------------------------------
+
+// Notes what kinds of source are among the arguments: the legacy driver is told apart from them
+// which passes to run.
+static void classifyInput(const char *argument, OptionFamily family)
+{
+    TRACE_ENTER("\"%s\"", argument);
+    if ((family & FAMILY_ORB) != 0 && *argument != '-') {
+        const uint64_t word = fileid(argument);
+        if ((word & FILEID_C) == FILEID_C)
+            gOptionState.cInput = true;
+        if (fileid_is_asm_fid(word)) {
+            gOptionState.assemblyInput = true;
+            if ((word & FILEID_S_PREPROCESS) == FILEID_S_PREPROCESS)
+                gOptionState.preprocessAssembly = true;
+        }
+    }
+    TRACE_LEAVE();
+}
+
+static void appendOptions(Vector *command, Vector *arguments, OptionFamily family)
+{
+    TRACE_ENTER("family=%u", static_cast<unsigned>(family));
+    options_initialize(optflag::ACTIVE, 1, nullptr);
+    Vector *emitted = options_handler(arguments, family, nullptr, true, classifyInput);
+    vec_addAll(command, emitted);
+    vec_destroy(emitted);
+    TRACE_LEAVE();
+}
+
+// ---- The child driver --------------------------------------------------------------------------
+
+// Joins a directory, which may be unknown, and the driver's file name.
+static const char *driverPath(const char *directory, const char *name)
+{
+    TRACE_ENTER("directory=\"%s\", name=\"%s\"", directory, name);
+    return TRACE_RETURN("\"%s\"", cache_adopt(osdep_pathJoin(directory, name)));
+}
+
+// The driver's path in the preferred directory or else in the program's own. Without it there is
+// nothing to run, whatever kind a loaded message file gives the message.
+static const char *locateDriver(const char *preferred, const char *name)
+{
+    TRACE_ENTER("preferred=\"%s\", name=\"%s\"", preferred, name);
+    if ((osdep_osFlags() & OSFLAG_WINDOWS) != 0)
+        name = cache_concat(name, ".exe");
+    const char *path = driverPath(preferred, name);
+    if (!osdep_fileExists(path)) {
+        TRACE("Could not locate driver in path: \"%s\"", path);
+        path = driverPath(qzinstdir(QZINSTDIR_BIN), name);
+    }
+    if (!osdep_fileExists(path)) {
+        TRACE("Also could not locate driver in path: \"%s\"", path);
+        alert_raiseNumber(2045, name);
+        exitpath_leave(1);
+    }
+    return TRACE_RETURN("\"%s\"", path);
+}
+
+static Vector *elmCommand(Vector *arguments)
+{
+    TRACE_ENTER();
+    const char *directory = driverPath(qzinstdir(QZINSTDIR_ELM), "bin");
+    Vector *command = vec_new(MODULE, __LINE__);
+    vec_add(command, locateDriver(directory, "elm-gcc"));
+    appendOptions(command, arguments, FAMILY_ELM);
+    vec_add(command, cache_string("-D__QZ"));
+    vec_add(command, cache_string("-D__QZM"));
+    vec_add(command, cache_string("-D__QZ__"));
+    vec_add(command, cache_string("-D__QZM__"));
+    vec_add(command, cache_sprintf("-D__QZM_VERSION=%d", PRODUCT_VERSION));
+    if (gOptionState.printBuiltins)
+        machdep_printBuiltins();
+    return TRACE_RETURN("%p", command);
+}
+
+// This program's own diagnostics first (the environment as the user left it wins), then the
+// children's.
+static void installFormats()
+{
+    TRACE_ENTER();
+    alert_reload();
+    alert_setFormats(formats[ERROR_FORMAT].format, formats[WARNING_FORMAT].format,
+                     formats[MESSAGE_FORMAT].format);
+    alert_setFormatMode(1);
+    for (const MessageFormat &format : formats)
+        osdep_setenv(format.variable, format.format);
+    TRACE_LEAVE();
+}
+
+static Vector *orbCommand(Vector *arguments, const Target &target)
+{
+    TRACE_ENTER();
+    Vector *command = vec_new(MODULE, __LINE__);
+    vec_add(command, locateDriver(reg_instdir(REG_BIN), "qzm"));
+    vec_add(command, cache_string("--qzmcc"));
+    if (!target.version)
+        vec_add(command, cache_string("-q"));
+    vec_add(command, cache_string("--opt=none"));
+    installFormats();
+    appendOptions(command, arguments, target.family);
+    for (const MessageFormat &format : formats) {
+        if (!(gOptionState.*format.given))
+            vec_add(command, cache_sprintf("%s=%s", format.option, format.format));
+    }
+    return TRACE_RETURN("%p", command);
+}
+
+// Without a family only the options that end the process are of use; what is left is an error.
+static Vector *noCommand(Vector *arguments, const Target &target)
+{
+    TRACE_ENTER();
+    Vector *command = vec_new(MODULE, __LINE__);
+    appendOptions(command, arguments, FAMILY_NONE);
+    alert_raiseNumber(target.deviceGiven ? 2043 : 2042);
+    exitpath_leave(1);
+}
+
+Vector *options_process(Vector *arguments)
+{
+    TRACE_ENTER("%u arguments", vec_size(arguments));
+    if (arguments == nullptr) {
+        TRACE("options vector was NULL");
+        return TRACE_RETURN("%p", static_cast<Vector *>(nullptr));
+    }
+    const Target target = findTarget(arguments);
+    Vector *command = nullptr;
+    if ((target.family & FAMILY_ELM) != 0)
+        command = elmCommand(arguments);
+    else if ((target.family & FAMILY_ORB) != 0)
+        command = orbCommand(arguments, target);
+    else
+        command = noCommand(arguments, target);
+    return TRACE_RETURN("%p", command);
+}

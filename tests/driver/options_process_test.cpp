@@ -1,0 +1,101 @@
+// The way from the arguments to a family and a command, as far as it needs no installation.
+#include "driver_fixture.h"
+
+#include "driver/options_process.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+class OptionsProcess : public DriverTest {
+  protected:
+    static void expectExit(const Strings &arguments, int status, const std::string &text)
+    {
+        Vector *vector = toVector(arguments);
+        alert_setOutputHook(nullptr);
+        EXPECT_EXIT(options_process(vector), testing::ExitedWithCode(status), testing::Eq(text));
+        vec_destroy(vector);
+    }
+};
+
+TEST_F(OptionsProcess, TheFamilyComesFromTheBeginningOfTheDeviceName)
+{
+    const struct {
+        const char *option;
+        OptionFamily family;
+    } devices[] = {
+        {"-mcpu=ORB16z20a", FAMILY_ORB10},
+        {"-mcpu=16z20a", FAMILY_ORB10},
+        {"-mcpu=18z40", FAMILY_ORB18},
+        {"-mcpu=elmbig1", FAMILY_ELM},
+        {"-mcpu=16", FAMILY_ORB10},
+        {"-mmcu=Elm1", FAMILY_ELM},
+        {"-mprocessor=KV10", FAMILY_ELM},
+        {"zq10", FAMILY_ORB10},
+        {"WTX1", FAMILY_ORB10},
+        {"wty", FAMILY_ORB10},
+        {"orb10x", FAMILY_ORB10},
+        {"OrB12", FAMILY_ORB10},
+        {"14z", FAMILY_ORB10},
+        {"orb18", FAMILY_ORB18},
+        {"-mcpu=orb", FAMILY_NONE},
+        {"-mcpu=", FAMILY_NONE},
+        {"-mcpu", FAMILY_NONE},
+        {"orborb16", FAMILY_NONE},
+        {"17z40", FAMILY_NONE},
+        {"orbzq10", FAMILY_NONE},
+        {"-mcpu=x=18z40", FAMILY_NONE},
+        {"", FAMILY_NONE},
+    };
+    for (const auto &device : devices)
+        EXPECT_EQ(option_DeviceType(device.option), device.family) << device.option;
+}
+
+TEST_F(OptionsProcess, NullArgumentsGiveNoCommand)
+{
+    EXPECT_EQ(options_process(nullptr), nullptr);
+    EXPECT_EQ(gMessages, "");
+}
+
+TEST_F(OptionsProcess, WithoutADeviceTheRunEndsWithMessage2042)
+{
+    const std::string text =
+        "(2042) no target device specified; use the -mcpu option to specify a target device\n";
+    expectExit({}, 1, text);
+    expectExit({"-c", "main.c", "-o"}, 1, text);
+    expectExit({"-std", "-unknown", "-mcci", "-mreserve=x"}, 1, text);
+}
+
+TEST_F(OptionsProcess, AnUnknownDeviceEndsTheRunWithMessage2043)
+{
+    const std::string text = "(2043) target device was not recognized\n";
+    expectExit({"-mcpu=pdp11", "-c", "main.c"}, 1, text);
+    expectExit({"-mcpu", "18z40"}, 1, text);
+    expectExit({"-mcpux=18z40x", "-mcpu=17"}, 1, text);
+}
+
+TEST_F(OptionsProcess, TheFirstDeviceOptionDecidesTheFamily)
+{
+    // Outside an installation the driver that was chosen is the one that is missing.
+    expectExit({"-mcpu=elmbig1", "-mcpu=16z20a"}, 1,
+               "(2045) could not find executable \"elm-gcc\"\n");
+    expectExit({"-mcpu=16z20a", "-mcpu=elmbig1"}, 1, "(2045) could not find executable \"qzm\"\n");
+    expectExit({"-mcpu=pdp11", "-mcpu=elmbig1"}, 1, "(2043) target device was not recognized\n");
+    expectExit({"-mcpufoo=18z40"}, 1, "(2045) could not find executable \"qzm\"\n");
+}
+
+TEST_F(OptionsProcess, AVersionRequestGoesToTheLegacyDriver)
+{
+    expectExit({"-mcpu=elmbig1", "--version"}, 1, "(2045) could not find executable \"qzm\"\n");
+    expectExit({"--version=x"}, 1, "(2045) could not find executable \"qzm\"\n");
+}
+
+TEST_F(OptionsProcess, HelpWithoutADeviceIsPrintedAndEndsTheRunWell)
+{
+    expectExit({"--help"}, 0, "");
+    expectExit({"-o", "--help=target"}, 0, "");
+    expectExit({"--help="}, 1, "(1195) invalid syntax for \"--help=\" option\n");
+    expectExit({"--help,x"}, 1, "(1195) invalid syntax for \"--help,x\" option\n");
+}
+
+} // namespace
