@@ -1,1 +1,221 @@
-// to come
+#define MODULE "common/cmdline"
+#include "common/cmdline.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+#include "common/alert.h"
+#include "common/cmdline_internal.h"
+#include "common/exitpath.h"
+#include "common/memory.h"
+#include "common/osdep.h"
+#include "common/qzdebug.h"
+#include "common/stringcache.h"
+#include "common/vector.h"
+
+static constexpr uint32_t MESSAGE_INCLUDES_ITSELF = 918;
+static constexpr uint32_t MESSAGE_NESTED_TOO_DEEPLY = 919;
+static constexpr uint32_t MESSAGE_TOO_MUCH = 920;
+static constexpr uint32_t MESSAGE_READ_FAILED = 921;
+
+static constexpr uint32_t DEEPEST_LEVEL = 100;
+
+// What all response files of one command line may cost together. Each costs its bytes and a little
+// for each argument; at least what opening it takes, which grows with the files that it is compared
+// with. A few small files that name each other many times thus come to an end soon.
+static constexpr uint64_t LARGEST_COST = uint64_t{64} * 1024 * 1024;
+static constexpr uint64_t COST_OF_FILE = 4096;
+static constexpr uint64_t COST_OF_LEVEL = 256;
+
+static const char DEBUG_OPTION[] = "--qzdebug";
+
+// A response file whose arguments are being taken in.
+struct OpenResponseFile {
+    const char *name;
+    const OpenResponseFile *outer; // the file that named this one, or null
+};
+
+struct Intake {
+    Vector *result;
+    CmdlineVisitor visit;              // or null
+    const OpenResponseFile *innermost; // or null: on the command line itself
+    uint32_t level;                    // response files around the current argument
+    uint64_t costLeft;
+};
+
+static const char *s_programName;
+static int s_debugSeen;
+
+static void take_arguments(Intake *intake, Vector *arguments, bool owned);
+
+int cmdline_debugSeen()
+{
+    TRACE_ENTER();
+    return TRACE_RETURN("%d", s_debugSeen);
+}
+
+const char *cmdline_programName()
+{
+    TRACE_ENTER();
+    return TRACE_RETURN("%s", s_programName);
+}
+
+// ---- Escapes ----------------------------------------------------------------------------------
+
+static bool is_escapable(char c)
+{
+    return c == ' ' || c == '"' || c == '\'' || c == '\\';
+}
+
+// The interned argument without the backslashes that only protect the next character.
+static const char *unescaped(const char *argument)
+{
+    TRACE_ENTER("argument=\"%s\"", argument);
+    if (std::strchr(argument, '\\') == nullptr)
+        return TRACE_RETURN("%s", cache_string(argument));
+    char *copy = static_cast<char *>(xmalloc_must(uint64_t{std::strlen(argument)} + 1));
+    char *to = copy;
+    for (const char *from = argument; *from != '\0'; ++from) {
+        if (*from == '\\' && is_escapable(from[1]))
+            ++from;
+        *to++ = *from;
+    }
+    const char *text = cache_string(copy);
+    std::free(copy);
+    return TRACE_RETURN("%s", text);
+}
+
+// ---- Response files ---------------------------------------------------------------------------
+
+// A message file may soften the message, not the end.
+[[noreturn, gnu::cold]] static void refuse_file(uint32_t message, const char *name)
+{
+    alert_raiseNumber(message, name);
+    exitpath_leave(1);
+}
+
+static void refuse_open_file(const Intake *intake, const char *name)
+{
+    TRACE_ENTER("name=\"%s\"", name);
+    for (const OpenResponseFile *f = intake->innermost; f != nullptr; f = f->outer)
+        if (osdep_sameFile(f->name, name))
+            refuse_file(MESSAGE_INCLUDES_ITSELF, name);
+    TRACE_LEAVE();
+}
+
+static uint64_t larger(uint64_t a, uint64_t b)
+{
+    return a > b ? a : b;
+}
+
+// Splits standard input, which is the file `name` now. The vector and its strings are the caller's.
+static Vector *read_file(Intake *intake, const char *name)
+{
+    TRACE_ENTER("name=\"%s\"", name);
+    const uint64_t least = larger(COST_OF_FILE, COST_OF_LEVEL * intake->level);
+    CmdlineReading reading = {};
+    reading.keepEmpty = intake->visit != nullptr; // nobody else would see them
+    reading.limit = intake->costLeft;
+    if (least > intake->costLeft)
+        refuse_file(MESSAGE_TOO_MUCH, name);
+    cmdline_readWithin(&reading, s_programName);
+    if (reading.failed)
+        refuse_file(MESSAGE_READ_FAILED, name);
+    if (reading.exceedsLimit || reading.cost > intake->costLeft)
+        refuse_file(MESSAGE_TOO_MUCH, name);
+    intake->costLeft -= larger(least, reading.cost);
+    return TRACE_RETURN("%p", cmdline_takeRead());
+}
+
+// Takes in the arguments of the file `name`. 0 when it is none that can be read.
+static int take_response_file(Intake *intake, const char *name)
+{
+    TRACE_ENTER("name=\"%s\"", name);
+    refuse_open_file(intake, name); // before it is opened: opening a pipe again could block
+    if (!osdep_reopenInput(name))
+        return TRACE_RETURN("%d", 0);
+    if (intake->level == DEEPEST_LEVEL)
+        refuse_file(MESSAGE_NESTED_TOO_DEEPLY, name);
+
+    Vector *arguments = read_file(intake, name);
+    const OpenResponseFile file = {name, intake->innermost};
+    intake->innermost = &file;
+    ++intake->level;
+    take_arguments(intake, arguments, true);
+    --intake->level;
+    intake->innermost = file.outer;
+    vec_destroy(arguments);
+    return TRACE_RETURN("%d", 1);
+}
+
+// ---- Intake -----------------------------------------------------------------------------------
+
+static void take_argument(Intake *intake, const char *argument)
+{
+    TRACE_ENTER("argument=\"%s\"", argument);
+    if (intake->visit != nullptr)
+        intake->visit(argument);
+    if (argument[0] == '@' && argument[1] != '\0') {
+        if (!take_response_file(intake, argument + 1))
+            vec_add(intake->result, cache_string(argument));
+    } else if (argument[0] != '\0') {
+        if (std::strncmp(argument, DEBUG_OPTION, sizeof DEBUG_OPTION - 1) == 0)
+            s_debugSeen = 1;
+        vec_add(intake->result, unescaped(argument));
+    }
+    TRACE_LEAVE();
+}
+
+// Takes in each argument, and frees it when it is owned.
+static void take_arguments(Intake *intake, Vector *arguments, bool owned)
+{
+    TRACE_ENTER("count=%u, owned=%d", vec_size(arguments), owned);
+    for (char *argument : vec_each<char>(arguments)) {
+        take_argument(intake, argument);
+        if (owned)
+            std::free(argument);
+    }
+    TRACE_LEAVE();
+}
+
+Vector *cmdline_args(int argc, char **argv, CmdlineVisitor perArgument)
+{
+    TRACE_ENTER("argc=%d", argc);
+    ASSERT_AT(10, argv != NULL);
+    if (argc >= 1 && s_programName == nullptr)
+        s_programName = cache_string(argv[0]);
+    Vector *arguments = vec_new(MODULE, __LINE__);
+    for (int i = 1; i < argc; ++i)
+        vec_add(arguments, argv[i]);
+
+    Intake intake = {};
+    intake.result = vec_new(MODULE, __LINE__);
+    intake.visit = perArgument;
+    intake.costLeft = LARGEST_COST;
+    take_arguments(&intake, arguments, false);
+    vec_destroy(arguments);
+    return TRACE_RETURN("%p", intake.result);
+}
+
+int cmdline_driver(int argc, char **argv, CmdlineProcess options_process, unsigned spawnFlag,
+                   const int *verbosity)
+{
+    TRACE_ENTER("argc=%d, spawnFlag=%u", argc, spawnFlag);
+    ASSERT_AT(20, argv != NULL);
+    ASSERT_AT(21, options_process != NULL);
+    osdep_installCrashHandlers();
+    Vector *arguments = cmdline_args(argc, argv, nullptr);
+    if (gDebugFlags != 0)
+        trace_argv(argc, argv);
+
+    Vector *args = options_process(arguments);
+    ASSERT_AT(30, args != NULL);
+    const int status = cmdline_spawn(args, spawnFlag, verbosity != nullptr ? *verbosity : 0);
+    if (args != arguments)
+        vec_destroy(args);
+    vec_destroy(arguments);
+    TRACE("Returning status: %d", status);
+    return TRACE_RETURN("%d", status);
+}

@@ -1,1 +1,249 @@
-// to come
+#define MODULE "common/cmdline"
+#include "common/cmdline.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "common/alert.h"
+#include "common/cmdline_internal.h"
+#include "common/memory.h"
+#include "common/osdep.h"
+#include "common/qzdebug.h"
+#include "common/vector.h"
+
+static constexpr uint32_t MESSAGE_TOO_LONG = 917;
+static constexpr size_t TOKEN_SIZE = 2048; // the longest token and its end
+static constexpr size_t ARRAY_STEP = 1024;
+static constexpr uint64_t TOKEN_COST = sizeof(char *); // its place in a vector
+
+// The arguments of the last reading: the program's name, the tokens, a null entry.
+static char **s_entries;
+static size_t s_count;
+static size_t s_capacity;
+
+// One pass over the input.
+struct TokenReader {
+    CmdlineReading *reading;
+    size_t length; // characters in `token`
+    char quote;    // the open quote's character, or 0
+    bool escaped;  // a backslash was seen and not used yet
+    bool tooLong;  // a character found no room in `token`
+    char token[TOKEN_SIZE];
+};
+
+int cmdline_readCount()
+{
+    return static_cast<int>(s_count);
+}
+
+// ---- The array --------------------------------------------------------------------------------
+
+static void append_entry(const char *text, size_t length)
+{
+    if (s_count + 1 >= s_capacity) {
+        const size_t capacity = s_capacity + ARRAY_STEP;
+        s_entries = static_cast<char **>(
+            xrealloc_must(s_entries, s_capacity * sizeof *s_entries, capacity * sizeof *s_entries));
+        s_capacity = capacity;
+    }
+    char *copy = static_cast<char *>(xmalloc_must(uint64_t{length} + 1));
+    std::memcpy(copy, text, length);
+    s_entries[s_count++] = copy;
+}
+
+static void reset_entries(const char *promptName)
+{
+    TRACE_ENTER("promptName=\"%s\"", promptName);
+    for (size_t i = 0; i < s_count; ++i)
+        std::free(s_entries[i]);
+    s_count = 0;
+    append_entry(promptName, std::strlen(promptName));
+    TRACE_LEAVE();
+}
+
+Vector *cmdline_takeRead()
+{
+    TRACE_ENTER();
+    Vector *strings = vec_new_size(static_cast<uint32_t>(s_count), MODULE, __LINE__);
+    for (size_t i = 1; i < s_count; ++i) {
+        vec_add(strings, s_entries[i]);
+        s_entries[i] = nullptr;
+    }
+    return TRACE_RETURN("%p", strings);
+}
+
+// ---- The characters ---------------------------------------------------------------------------
+
+static void store(TokenReader *r, char c)
+{
+    if (r->length < TOKEN_SIZE - 1)
+        r->token[r->length++] = c;
+    else
+        r->tooLong = true;
+}
+
+// A backslash that turned out to stand for nothing else is an ordinary character.
+static void store_pending_backslash(TokenReader *r)
+{
+    if (r->escaped)
+        store(r, '\\');
+    r->escaped = false;
+}
+
+static void append_token(TokenReader *r)
+{
+    if (r->length != 0 || r->reading->keepEmpty) {
+        append_entry(r->token, r->length);
+        r->reading->cost += TOKEN_COST;
+    }
+    r->length = 0;
+}
+
+static void end_token(TokenReader *r)
+{
+    store_pending_backslash(r);
+    append_token(r);
+}
+
+static void take_backslash(TokenReader *r)
+{
+    if (r->escaped)
+        store(r, '\\');
+    r->escaped = !r->escaped;
+}
+
+static void take_space(TokenReader *r)
+{
+    if (r->quote == 0 && !r->escaped) {
+        append_token(r);
+        return;
+    }
+    r->escaped = false;
+    store(r, ' ');
+}
+
+static void take_quote(TokenReader *r, char c)
+{
+    if (r->escaped || (r->quote != 0 && r->quote != c)) {
+        r->escaped = false;
+        store(r, c);
+    } else {
+        r->quote = r->quote == 0 ? c : '\0';
+    }
+}
+
+static void take_character(TokenReader *r, char c)
+{
+    switch (c) {
+    case '\n':
+        end_token(r);
+        r->quote = 0;
+        break;
+    case '\t':
+    case '\0': // no argument can hold one
+        end_token(r);
+        break;
+    case ' ':
+        take_space(r);
+        break;
+    case '\\':
+        take_backslash(r);
+        break;
+    case '\'':
+    case '"':
+        take_quote(r, c);
+        break;
+    default:
+        store_pending_backslash(r);
+        store(r, c);
+        break;
+    }
+}
+
+// ---- The input --------------------------------------------------------------------------------
+
+// Nothing else reads the stream, so it need not be locked for each character.
+static inline int next_character()
+{
+#ifdef _WIN32
+    return _getc_nolock(stdin);
+#else
+    return getc_unlocked(stdin);
+#endif
+}
+
+static void prompt(const char *name)
+{
+    std::printf("%s> ", name);
+    std::fflush(stdout);
+}
+
+// Takes in one line. Whether another one may follow.
+static bool read_line(TokenReader *r)
+{
+    CmdlineReading *reading = r->reading;
+    for (int c = next_character(); c != EOF; c = next_character()) {
+        if (++reading->cost > reading->limit) {
+            reading->exceedsLimit = 1;
+            return false;
+        }
+        take_character(r, static_cast<char>(c));
+        if (r->tooLong)
+            return false;
+        if (c == '\n')
+            return reading->singleLine == 0;
+    }
+    reading->failed = std::ferror(stdin) != 0;
+    return false;
+}
+
+// The token that the end of the input (or of the patience with it) left open.
+static void finish_token(TokenReader *r)
+{
+    store_pending_backslash(r);
+    if (r->length != 0)
+        append_token(r);
+    if (r->tooLong)
+        alert_raiseNumber(MESSAGE_TOO_LONG);
+}
+
+char **cmdline_readWithin(CmdlineReading *reading, const char *promptName)
+{
+    TRACE_ENTER("promptName=\"%s\"", promptName);
+    reset_entries(promptName);
+    reading->cost = 0;
+    reading->exceedsLimit = 0;
+    reading->failed = 0;
+
+    TokenReader reader;
+    reader.reading = reading;
+    reader.length = 0;
+    reader.quote = 0;
+    reader.escaped = false;
+    reader.tooLong = false;
+    const bool prompting = reading->singleLine == 0 && osdep_inputIsTerminal();
+    do {
+        if (prompting)
+            prompt(promptName);
+    } while (read_line(&reader));
+    const int savedErrno = errno;
+    finish_token(&reader);
+    errno = savedErrno;
+
+    s_entries[s_count] = nullptr;
+    return TRACE_RETURN("%p", s_entries);
+}
+
+char **cmdline_readArgs(int singleLine, const char *promptName)
+{
+    TRACE_ENTER("singleLine=%d, promptName=\"%s\"", singleLine, promptName);
+    CmdlineReading reading = {};
+    reading.singleLine = singleLine;
+    reading.keepEmpty = 1;
+    reading.limit = UINT64_MAX;
+    char **entries = cmdline_readWithin(&reading, promptName);
+    return TRACE_RETURN("%p", entries);
+}

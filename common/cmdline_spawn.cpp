@@ -1,1 +1,184 @@
-// to come
+#define MODULE "common/cmdline"
+#include "common/cmdline.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "common/alert.h"
+#include "common/exitpath.h"
+#include "common/osdep.h"
+#include "common/qzdebug.h"
+#include "common/stringcache.h"
+#include "common/vector.h"
+
+static const char PROGRAM_NAME[] = "qzm-cc";
+
+// The format of command files: docs/command-file.md. One pass over the escaped characters gives
+// what a pass for each of them in this order gives.
+static const char COMMAND_FILE_SUFFIX[] = ".cmd";
+static const char ESCAPED_CHARACTERS[] = "\\' ";
+static const char QUOTING_CHARACTERS[] = " \t\n\r";
+static const char SPECIAL_CHARACTERS[] = "\\' \t\n\r"; // either of them
+
+static const char *element(const Vector *command, uint32_t index)
+{
+    return static_cast<const char *>(vec_elementAt(command, index));
+}
+
+// ---- Running ----------------------------------------------------------------------------------
+
+// In a child whose program could not be started this process is a copy of the driver on its way
+// out: what it says has been said, or is the parent's to say.
+static void silence_copy(long parent)
+{
+    if (osdep_processId() == parent)
+        return;
+    gDebugFlags = 0;
+    gDebugOut = nullptr;
+}
+
+static int run(const Vector *command)
+{
+    TRACE_ENTER("driver=\"%s\"", element(command, 0));
+    Vector *argv = vec_copy_func(command, MODULE, __LINE__);
+    vec_add(argv, nullptr);
+    std::fflush(stdout);
+    std::fflush(stderr);
+    const long self = osdep_processId();
+    const int status = osdep_spawn(element(argv, 0), reinterpret_cast<char *const *>(argv->data));
+    if (status == -1)
+        silence_copy(self);
+    vec_destroy(argv);
+    TRACE("Execution returned %d", status);
+    TRACE("Returning status: %d", status);
+    return TRACE_RETURN("%d", status);
+}
+
+static int run_directly(const Vector *command, const char *text, int echo)
+{
+    TRACE_ENTER("echo=%d", echo);
+    const char *driver = element(command, 0);
+    if (echo != 0)
+        std::printf("%s %s\n", driver, text);
+    TRACE("Executing: %s %s", driver, text);
+    return TRACE_RETURN("%d", run(command));
+}
+
+// ---- The command file -------------------------------------------------------------------------
+
+static const char *command_file_line(const char *argument)
+{
+    TRACE_ENTER("argument=\"%s\"", argument);
+    const char *line = argument;
+    if (std::strpbrk(argument, SPECIAL_CHARACTERS) != nullptr) {
+        line = cache_escape(argument, ESCAPED_CHARACTERS, '\\');
+        if (std::strpbrk(line, QUOTING_CHARACTERS) != nullptr)
+            line = cache_quote(line);
+    }
+    return TRACE_RETURN("%s", line);
+}
+
+// Writes the arguments and closes the file. Whether all of them got there.
+static bool write_arguments(FILE *file, const Vector *command)
+{
+    TRACE_ENTER("count=%u", vec_size(command));
+    for (uint32_t i = 1; i < vec_size(command); ++i) {
+        const char *line = command_file_line(element(command, i));
+        TRACE("Writing option to command file: %s", line);
+        std::fputs(line, file);
+        std::putc('\n', file);
+    }
+    const bool failed = std::ferror(file) != 0;
+    const bool closed = std::fclose(file) == 0;
+    return TRACE_RETURN("%d", !failed && closed);
+}
+
+// Whether the command file `name` holds the arguments now; otherwise the user has been told.
+static bool fill_command_file(const char *name, const Vector *command)
+{
+    TRACE_ENTER("name=\"%s\"", name);
+    TRACE("Command file name: \"%s\"", name);
+    FILE *file = std::fopen(name, "w");
+    if (file == nullptr) {
+        TRACE("Could not create command file \"%s\"", name);
+        TRACE("qzmcc_spawn could not create a temp file, exiting with status 1");
+        alert_print("%s: fatal error: Could not open temporary file", PROGRAM_NAME);
+        return TRACE_RETURN("%d", false);
+    }
+    if (!write_arguments(file, command)) {
+        TRACE("qzmcc_spawn could not write a temp file, exiting with status 1");
+        alert_print("%s: fatal error: Could not write temporary file", PROGRAM_NAME);
+        return TRACE_RETURN("%d", false);
+    }
+    return TRACE_RETURN("%d", true);
+}
+
+static int run_by_command_file(const Vector *command, const char *text, int echo)
+{
+    TRACE_ENTER("echo=%d", echo);
+    char *name = osdep_tempFileSuffix(COMMAND_FILE_SUFFIX);
+    if (name == nullptr) {
+        TRACE("qzmcc_spawn could not get a temp file name, exiting with status 1");
+        alert_print("%s: fatal error: Could not create temporary file", PROGRAM_NAME);
+        return TRACE_RETURN("%d", 1);
+    }
+    const char *driver = element(command, 0);
+    const char *fileArgument = cache_concat("@", name);
+    const bool filled = fill_command_file(name, command);
+    std::free(name);
+    if (!filled)
+        return TRACE_RETURN("%d", 1);
+
+    if (echo != 0)
+        std::printf("%s %s [ %s ]\n", driver, fileArgument, text);
+    TRACE("Executing: %s %s [ %s ]", driver, fileArgument, text);
+    Vector *shortened = vec_new(MODULE, __LINE__);
+    vec_add(shortened, driver);
+    vec_add(shortened, fileArgument);
+    const int status = run(shortened);
+    vec_destroy(shortened);
+    return TRACE_RETURN("%d", status);
+}
+
+// ---- The route --------------------------------------------------------------------------------
+
+static bool is_too_long(const char *driver, const char *text)
+{
+    TRACE_ENTER("driver=\"%s\"", driver);
+    const size_t length = std::strlen(driver) + std::strlen(text) + 1;
+    if (length <= osdep_maxCommandLine())
+        return TRACE_RETURN("%d", false);
+    TRACE("Command line length is too long for OS (%u), using command file",
+          static_cast<unsigned>(length));
+    return TRACE_RETURN("%d", true);
+}
+
+static int cmdline_exe(Vector *command, unsigned mode, int echo)
+{
+    TRACE_ENTER("mode=%u, echo=%d", mode, echo);
+#ifndef NDEBUG
+    ASSERT_AT(40, mode <= COMMAND_FILE_NEVER);
+#endif
+    TRACE("Executing driver: \"%s\"", element(command, 0));
+    const bool needsText = echo != 0 || mode == COMMAND_FILE_AUTO || gDebugFlags != 0;
+    const char *text = needsText ? cache_join(command, 1, " ") : "";
+    const bool byFile = mode == COMMAND_FILE_ALWAYS ||
+                        (mode == COMMAND_FILE_AUTO && is_too_long(element(command, 0), text));
+    const int status =
+        byFile ? run_by_command_file(command, text, echo) : run_directly(command, text, echo);
+    return TRACE_RETURN("%d", status);
+}
+
+int cmdline_spawn(Vector *command, unsigned mode, int echo)
+{
+    TRACE_ENTER("command=%p, mode=%u, echo=%d", static_cast<void *>(command), mode, echo);
+    if (vec_size(command) == 0) {
+        TRACE("no options were found, exiting with status 1");
+        alert_print("%s: fatal error: no input files\nprogram terminated.", PROGRAM_NAME);
+        return TRACE_RETURN("%d", 1);
+    }
+    return TRACE_RETURN("%d", cmdline_exe(command, mode, echo));
+}
