@@ -1,0 +1,135 @@
+// Response files that are wrong, strange or large.
+#include "tests/cli/suite_fixture.h"
+
+#include <filesystem>
+
+class ResponseFileTest : public SuiteTest {
+  protected:
+    // The lines of the command file between the device's option and the final ones.
+    std::string argumentsGiven() const
+    {
+        std::string text = child().commandFile;
+        size_t from = text.find('\n') + 1;
+        return text.substr(from, text.find("-Wl,--info-linker\n") - from);
+    }
+
+    // One line on standard error that holds the name, no child, a status that says failure.
+    void expectRefused(const RunResult &result, const std::string &name)
+    {
+        EXPECT_NE(result.status, 0);
+        EXPECT_EQ(result.signal, 0);
+        EXPECT_NE(result.err.find(name), std::string::npos) << result.err;
+        EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+        EXPECT_EQ(result.out, "");
+        EXPECT_FALSE(child().ran);
+        EXPECT_LT(result.seconds, 5);
+    }
+};
+
+TEST_F(ResponseFileTest, ThatNamesItselfIsRefused)
+{
+    write("self.rsp", "-O2 @self.rsp\n");
+    expectRefused(run({"-mcpu=elmbig1", "@self.rsp"}, {.endsEarly = true}), "self.rsp");
+}
+
+TEST_F(ResponseFileTest, ThatNamesItselfTwiceIsRefusedAtOnce)
+{
+    write("self.rsp", "@self.rsp @self.rsp\n");
+    expectRefused(run({"-mcpu=elmbig1", "@self.rsp"}, {.endsEarly = true}), "self.rsp");
+}
+
+TEST_F(ResponseFileTest, ThatNamesItselfThroughAnotherIsRefused)
+{
+    write("a.rsp", "@b.rsp\n");
+    write("b.rsp", "@./a.rsp\n");
+    expectRefused(run({"-mcpu=elmbig1", "@a.rsp"}, {.endsEarly = true}), ".rsp");
+}
+
+TEST_F(ResponseFileTest, MayBeNamedTwiceSideBySide)
+{
+    write("a.rsp", "-Wall\n");
+    RunResult result = run({"-mcpu=elmbig1", "@a.rsp", "@a.rsp"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(argumentsGiven(), "-Wall\n-Wall\n");
+}
+
+TEST_F(ResponseFileTest, NestsToOneHundredLevels)
+{
+    for (int level = 1; level < 100; level++)
+        write("n" + std::to_string(level), "@n" + std::to_string(level + 1));
+    write("n100", "-Wall");
+    RunResult result = run({"-mcpu=elmbig1", "@n1"});
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(argumentsGiven(), "-Wall\n");
+}
+
+TEST_F(ResponseFileTest, ThatNestsDeeperThanOneHundredLevelsIsRefused)
+{
+    for (int level = 1; level <= 101; level++)
+        write("n" + std::to_string(level), "@n" + std::to_string(level + 1));
+    write("n102", "-Wall");
+    expectRefused(run({"-mcpu=elmbig1", "@n1"}, {.endsEarly = true}), "n10");
+}
+
+TEST_F(ResponseFileTest, ATokenOf2047CharactersIsKept)
+{
+    std::string token = "-D" + std::string(2045, 'x');
+    write("long.rsp", token + "\n-Wall\n");
+    RunResult result = run({"-mcpu=elmbig1", "@long.rsp"});
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(argumentsGiven(), token + "\n-Wall\n");
+}
+
+TEST_F(ResponseFileTest, ALongerTokenIsCutReportedAndEndsTheFile)
+{
+    std::string token = "-D" + std::string(2046, 'x');
+    write("long.rsp", token + "\n-Wall\n");
+    RunResult result = run({"-mcpu=elmbig1", "@long.rsp", "main.c"});
+    EXPECT_EQ(result.err, "(917) argument too long\n");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(argumentsGiven(), token.substr(0, 2047) + "\nmain.c\n");
+}
+
+TEST_F(ResponseFileTest, ALineOf10MegabytesOfTokensIsRead)
+{
+    std::string line;
+    while (line.size() < 10'000'000)
+        line += "-Dsome_reasonable_macro_name_" + std::string(1000, 'y') + " ";
+    write("wide.rsp", line);
+    RunResult result = run({"-mcpu=elmbig1", "@wide.rsp"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(argumentsGiven(), replaceAll(line, " ", "\n"));
+}
+
+TEST_F(ResponseFileTest, ANulEndsItsTokenAndTheRestCounts)
+{
+    write("nul.rsp", std::string("-DA\0B -Wall\n-DC\n", 16));
+    RunResult result = run({"-mcpu=elmbig1", "@nul.rsp"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(argumentsGiven(), "-DA\nB\n-Wall\n-DC\n");
+}
+
+TEST_F(ResponseFileTest, UnreadableIsAnArgument)
+{
+    if (!canBeNobody())
+        GTEST_SKIP() << "needs root, and a build folder that everybody can reach";
+    write("locked.rsp", "-Wall\n");
+    std::filesystem::permissions(work + "/locked.rsp", std::filesystem::perms::none);
+    RunResult result = run({"-mcpu=elmbig1", "@locked.rsp"}, {.asNobody = true});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(argumentsGiven(), "@locked.rsp\n");
+}
+
+// 100,000 arguments, all different; a tenth of it with the trace, which writes far more than that.
+TEST_F(ResponseFileTest, ManyArgumentsAreTakenInOrderAndInTime)
+{
+    std::string lines;
+    int count = traced() ? 10'000 : 100'000;
+    for (int i = 0; i < count; i++)
+        lines += (i % 2 == 0 ? "-DNAME" : "-Iinclude/dir") + std::to_string(i) + "\n";
+    write("many.rsp", lines);
+    RunResult result = run({"-mcpu=elmbig1", "@many.rsp"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(argumentsGiven(), lines);
+    EXPECT_LT(result.seconds, 30);
+}

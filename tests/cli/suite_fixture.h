@@ -1,0 +1,108 @@
+// The end-to-end harness: stages an installation in a scratch directory, runs the built program in
+// it and tells what came out and what the child was given.
+//
+//     TEST_F(SuiteTest, AChildsStatusIsTheProgramsStatus)
+//     {
+//         RunResult result = run({"-mcpu=elmbig1", "main.c"}, {.env = {{"QZM_CHILD_EXIT", "3"}}});
+//         EXPECT_EQ(result.status, 3);
+//         EXPECT_EQ(child().commandFile, ...);
+//     }
+//
+// The installation is VER = scratch/v2.32 with bin/qzm-cc, and a recording program (see
+// recording_child.cpp) as elm/bin/elm-gcc and orb/bin/qzm. The program runs in scratch/work. Where
+// the machine allows it (mount namespaces, as root), each run sees a /tmp of its own, and every run
+// is checked to leave nothing in it.
+//
+// CTest runs every test twice: with the program itself, and (QZM_CLI_TRACED set) with one that is
+// built to trace from its first line. Results must be the same; and the trace must close every
+// entry, except that of a run that says it ends early.
+#ifndef TESTS_CLI_SUITE_FIXTURE_H
+#define TESTS_CLI_SUITE_FIXTURE_H
+
+#include <functional>
+#include <gtest/gtest.h>
+#include <map>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+using Environment = std::map<std::string, std::string>;
+
+// What a run finds at /tmp. All but Usual need a mount namespace: see SuiteTest::hasMounts().
+enum class Tmp {
+    Usual,    // an empty directory of the run's own, or the machine's /tmp
+    Missing,  // nothing
+    ReadOnly, // a read-only file system
+    NoFiles,  // a file system that has no room for another file
+    NoSpace,  // a file system that has room for names, not for data
+};
+
+struct RunOptions {
+    Environment env = {};     // added to the test's own environment
+    Tmp tmp = Tmp::Usual;     //
+    bool endsEarly = false;   // the run ends inside a function, so that the trace stays open
+    bool asNobody = false;    // without privileges; needs root
+    int fileLimit = 0;        // open descriptors allowed; 0: as many as the test has
+    bool noProcesses = false; // no process can be started; needs asNobody
+    double timeLimit = 60;    // seconds, after which the run is killed
+    std::function<void(pid_t)> whileRunning = {}; // called once when the recording child waits
+};
+
+struct RunResult {
+    int status = -1;                          // exit status; -1 when it was killed
+    int signal = 0;                           // that killed it
+    bool timedOut = false;                    //
+    double seconds = 0;                       // of wall time
+    std::string out;                          // standard output
+    std::string err;                          // standard error
+    std::vector<std::string> leftBehind = {}; // names in the run's /tmp at its end
+};
+
+// What the recording child was given.
+struct ChildRecord {
+    bool ran = false;
+    std::vector<std::string> argv; // complete
+    std::string commandFileName;   // of its "@" argument
+    std::string commandFile;       // the bytes of that file
+    std::string directory;         // the current one
+    Environment env;               // the variables that begin with "NVC_"
+};
+
+class SuiteTest : public ::testing::Test {
+  protected:
+    SuiteTest();
+    ~SuiteTest() override;
+
+    // Runs VER/bin/qzm-cc with the arguments.
+    RunResult run(const std::vector<std::string> &args, const RunOptions &options = {});
+
+    // Runs any program in scratch/work in the same surroundings (no trace is looked at).
+    RunResult runProgram(const std::vector<std::string> &command, const RunOptions &options = {});
+
+    // What the child of the last run was given; forgotten when the next run begins.
+    ChildRecord child() const;
+
+    // Puts the sample elm-gcc where the recording child is.
+    void installSampleElmGcc();
+
+    // Writes a file, creating its directory; a relative path is one below scratch/work.
+    void write(const std::string &path, const std::string &bytes) const;
+
+    static bool hasMounts();   // whether a run can have a mount namespace
+    static bool canBeNobody(); // whether a run can drop its privileges and still reach its files
+    static bool traced();      // whether this is the run with the tracing program
+
+    std::string scratch; // absolute
+    std::string suite;   // VER
+    std::string work;    // where programs run
+
+  private:
+    void checkTrace(const RunOptions &options) const;
+};
+
+std::string readFile(const std::string &path);
+bool fileExists(const std::string &path);
+void copyProgram(const std::string &from, const std::string &to);
+std::string replaceAll(std::string text, const std::string &what, const std::string &by);
+
+#endif
