@@ -1,1 +1,259 @@
-// to come
+#define MODULE "common/osdep"
+#include "common/osdep.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "common/exitpath.h"
+#include "common/memory.h"
+#include "common/qzdebug.h"
+
+// ---- Sorting ----------------------------------------------------------------------------------
+//
+// Quicksort around a median of three, which changes over to heapsort where a range has been split
+// more often than a random input would make likely, and to insertion sort for short ranges.
+
+static constexpr size_t STACK_BUFFER = 799; // largest element that is swapped through the stack
+static constexpr size_t SHORT_RANGE = 10;
+
+struct Sort {
+    size_t size; // of an element
+    OsdepCompare compare;
+    char *buffer; // room for one element
+};
+
+static void swap_elements(const Sort *sort, char *a, char *b)
+{
+    if (sort->size == sizeof(uint64_t)) { // what vec_sort() asks for
+        uint64_t left;
+        uint64_t right;
+        std::memcpy(&left, a, sizeof left);
+        std::memcpy(&right, b, sizeof right);
+        std::memcpy(a, &right, sizeof right);
+        std::memcpy(b, &left, sizeof left);
+        return;
+    }
+    if (a == b)
+        return;
+    std::memcpy(sort->buffer, a, sort->size);
+    std::memcpy(a, b, sort->size);
+    std::memcpy(b, sort->buffer, sort->size);
+}
+
+static void sort_short(const Sort *sort, char *base, size_t count)
+{
+    const size_t size = sort->size;
+    char *end = base + count * size;
+    for (char *next = base + size; next < end; next += size)
+        for (char *at = next; at > base && sort->compare(at - size, at) > 0; at -= size)
+            swap_elements(sort, at - size, at);
+}
+
+static void sift_down(const Sort *sort, char *base, size_t root, size_t count)
+{
+    const size_t size = sort->size;
+    for (size_t child = 2 * root + 1; child < count; child = 2 * root + 1) {
+        if (child + 1 < count && sort->compare(base + child * size, base + (child + 1) * size) < 0)
+            ++child;
+        if (sort->compare(base + root * size, base + child * size) >= 0)
+            return;
+        swap_elements(sort, base + root * size, base + child * size);
+        root = child;
+    }
+}
+
+static void sort_heap(const Sort *sort, char *base, size_t count)
+{
+    for (size_t root = count / 2; root-- > 0;)
+        sift_down(sort, base, root, count);
+    for (size_t last = count; last-- > 1;) {
+        swap_elements(sort, base, base + last * sort->size);
+        sift_down(sort, base, 0, last);
+    }
+}
+
+// Puts the median of the first, middle and last element first.
+static void choose_pivot(const Sort *sort, char *base, size_t count)
+{
+    char *middle = base + count / 2 * sort->size;
+    char *last = base + (count - 1) * sort->size;
+    if (sort->compare(middle, last) > 0)
+        swap_elements(sort, middle, last);
+    if (sort->compare(base, last) > 0)
+        swap_elements(sort, base, last);
+    else if (sort->compare(base, middle) < 0)
+        swap_elements(sort, base, middle);
+}
+
+// Splits around the first element and returns the index where it ends up. Both scans are bounded,
+// so that a comparison that contradicts itself cannot lead them out of the array.
+static size_t partition(const Sort *sort, char *base, size_t count)
+{
+    const size_t size = sort->size;
+    size_t low = 1;
+    size_t high = count - 1;
+    for (;;) {
+        while (low <= high && sort->compare(base + low * size, base) < 0)
+            ++low;
+        while (low <= high && sort->compare(base + high * size, base) > 0)
+            --high;
+        if (low >= high)
+            break;
+        swap_elements(sort, base + low++ * size, base + high-- * size);
+    }
+    // What lies before `split` is not above the pivot; an element that both scans stopped at is
+    // equal to it.
+    const size_t split = low > high ? high : low;
+    swap_elements(sort, base, base + split * size);
+    return split;
+}
+
+static void sort_range(const Sort *sort, char *base, size_t count, unsigned splits_left)
+{
+    while (count > SHORT_RANGE) {
+        if (splits_left-- == 0) {
+            sort_heap(sort, base, count);
+            return;
+        }
+        choose_pivot(sort, base, count);
+        const size_t split = partition(sort, base, count);
+        const size_t above = count - split - 1;
+        char *upper = base + (split + 1) * sort->size;
+        // The smaller side recurses, so that the depth stays logarithmic.
+        if (split < above) {
+            sort_range(sort, base, split, splits_left);
+            base = upper;
+            count = above;
+        } else {
+            sort_range(sort, upper, above, splits_left);
+            count = split;
+        }
+    }
+    sort_short(sort, base, count);
+}
+
+static unsigned allowed_splits(size_t count)
+{
+    unsigned bits = 0;
+    for (; count > 1; count >>= 1)
+        ++bits;
+    return 2 * bits;
+}
+
+void osdep_qsort(void *vbase, size_t count, size_t size, OsdepCompare compare)
+{
+    TRACE_ENTER("vbase=%p, count=%zu, size=%zu", vbase, count, size);
+    if (count < 2 || size == 0) {
+        TRACE_LEAVE();
+        return;
+    }
+    ASSERT_AT(1, vbase);
+    char stack_buffer[STACK_BUFFER];
+    char *heap_buffer = size > STACK_BUFFER ? static_cast<char *>(std::malloc(size)) : nullptr;
+    const Sort sort = {size, compare, size > STACK_BUFFER ? heap_buffer : stack_buffer};
+    if (sort.buffer != nullptr)
+        sort_range(&sort, static_cast<char *>(vbase), count, allowed_splits(count));
+    std::free(heap_buffer);
+    TRACE_LEAVE();
+}
+
+void *osdep_bsearch(const void *key, const void *base, size_t count, size_t size,
+                    OsdepSearchCompare compare)
+{
+    TRACE_ENTER("key=%p, base=%p, count=%zu, size=%zu", key, base, count, size);
+    size_t low = 0;
+    size_t high = base == nullptr ? 0 : count;
+    while (low < high) {
+        const size_t middle = low + (high - low) / 2;
+        const char *element = static_cast<const char *>(base) + middle * size;
+        const int order = compare(key, element, middle);
+        if (order == 0)
+            return TRACE_RETURN("%p", const_cast<void *>(static_cast<const void *>(element)));
+        if (order < 0)
+            high = middle;
+        else
+            low = middle + 1;
+    }
+    return TRACE_RETURN("%p", static_cast<void *>(nullptr));
+}
+
+// ---- Strings ----------------------------------------------------------------------------------
+
+// Only ASCII letters, whatever the locale.
+static char32_t lower(char32_t c)
+{
+    return c >= U'A' && c <= U'Z' ? c + 32 : c;
+}
+
+char *osdep_strlwr(char *s)
+{
+    TRACE_ENTER("s=\"%s\"", s);
+    for (char *c = s; c != nullptr && *c != '\0'; ++c)
+        if (*c >= 'A' && *c <= 'Z')
+            *c = static_cast<char>(*c + 32);
+    return TRACE_RETURN("\"%s\"", s);
+}
+
+char *osdep_strupr(char *s)
+{
+    TRACE_ENTER("s=\"%s\"", s);
+    for (char *c = s; c != nullptr && *c != '\0'; ++c)
+        if (*c >= 'a' && *c <= 'z')
+            *c = static_cast<char>(*c - 32);
+    return TRACE_RETURN("\"%s\"", s);
+}
+
+static size_t wide_length(const char32_t *s)
+{
+    size_t length = 0;
+    if (s != nullptr)
+        while (s[length] != 0)
+            ++length;
+    return length;
+}
+
+char32_t *osdep_wcscpy(char32_t *destination, const char32_t *source)
+{
+    TRACE_ENTER("destination=%p, source=%p", static_cast<void *>(destination),
+                static_cast<const void *>(source));
+    if (destination != nullptr && source != nullptr)
+        std::memmove(destination, source, (wide_length(source) + 1) * sizeof *source);
+    TRACE_LEAVE();
+    return destination;
+}
+
+char32_t *osdep_wcsdup(const char32_t *s)
+{
+    TRACE_ENTER("s=%p", static_cast<const void *>(s));
+    if (s == nullptr)
+        return static_cast<char32_t *>(TRACE_RETURN("%p", static_cast<void *>(nullptr)));
+    const size_t bytes = (wide_length(s) + 1) * sizeof *s;
+    void *copy = xmalloc_must(bytes);
+    std::memcpy(copy, s, bytes);
+    return static_cast<char32_t *>(TRACE_RETURN("%p", copy));
+}
+
+size_t osdep_wcslen(const char32_t *s)
+{
+    TRACE_ENTER("s=%p", static_cast<const void *>(s));
+    return TRACE_RETURN("%zu", wide_length(s));
+}
+
+int osdep_wcscmp(const char32_t *a, const char32_t *b)
+{
+    TRACE_ENTER("a=%p, b=%p", static_cast<const void *>(a), static_cast<const void *>(b));
+    while (*a == *b && *a != 0) {
+        ++a;
+        ++b;
+    }
+    return TRACE_RETURN("%d", *a < *b ? -1 : *a > *b);
+}
+
+char32_t *osdep_wcslwr(char32_t *s)
+{
+    TRACE_ENTER("s=%p", static_cast<void *>(s));
+    for (char32_t *c = s; c != nullptr && *c != 0; ++c)
+        *c = lower(*c);
+    TRACE_LEAVE();
+    return s;
+}

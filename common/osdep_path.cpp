@@ -1,1 +1,259 @@
-// to come
+#define MODULE "common/osdep"
+#include "common/osdep.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "common/memory.h"
+#include "common/qzdebug.h"
+
+static char *copy_text(const char *text, size_t length)
+{
+    auto *copy = static_cast<char *>(xmalloc_must(uint64_t{length} + 1)); // comes zero-filled
+    std::memcpy(copy, text, length);
+    return copy;
+}
+
+static char *join(const char *dir, char separator, const char *name)
+{
+    if (dir == nullptr || name == nullptr || *dir == '\0')
+        return nullptr;
+    size_t dir_length = std::strlen(dir);
+    if (dir[dir_length - 1] == separator)
+        --dir_length;
+    if (*name == separator)
+        ++name;
+    const size_t name_length = std::strlen(name);
+    auto *path = static_cast<char *>(xmalloc_must(uint64_t{dir_length} + name_length + 2));
+    std::memcpy(path, dir, dir_length);
+    path[dir_length] = separator;
+    std::memcpy(path + dir_length + 1, name, name_length);
+    return path;
+}
+
+char *osdep_pathJoin(const char *dir, const char *name)
+{
+    TRACE_ENTER("dir=\"%s\", name=\"%s\"", dir, name);
+    return TRACE_RETURN("\"%s\"", join(dir, '/', name));
+}
+
+char *osdep_pathJoinFor(uint32_t flags, const char *dir, const char *name)
+{
+    TRACE_ENTER("flags=0x%x, dir=\"%s\", name=\"%s\"", flags, dir, name);
+    return TRACE_RETURN("\"%s\"", join(dir, (flags & OSFLAG_WINDOWS) != 0 ? '\\' : '/', name));
+}
+
+// ---- Normalising ------------------------------------------------------------------------------
+//
+// Components are copied one by one to a result that ends, between two of them, behind a slash (or
+// is empty). Only a "." or ".." with a slash on either side is resolved: one that opens or ends the
+// path is an ordinary component.
+
+struct NormalPath {
+    char *text;
+    size_t length;
+};
+
+static bool is_text(const char *text, size_t length, const char *expected)
+{
+    return length == std::strlen(expected) && std::memcmp(text, expected, length) == 0;
+}
+
+static void append(NormalPath *path, const char *text, size_t length)
+{
+    std::memcpy(path->text + path->length, text, length);
+    path->length += length;
+}
+
+// Takes the last component off; where there is none to take, a relative path climbs with "..",
+// which has to stay, and an absolute one is at its top already.
+static void climb(NormalPath *path)
+{
+    if (path->length == 0) {
+        append(path, "../", 3);
+        return;
+    }
+    if (path->length == 1 && path->text[0] == '/')
+        return;
+    size_t start = path->length - 1;
+    while (start > 0 && path->text[start - 1] != '/')
+        --start;
+    const char *last = path->text + start;
+    const size_t last_length = path->length - 1 - start;
+    if (is_text(last, last_length, "..")) {
+        append(path, "../", 3);
+        return;
+    }
+    const bool here = start == 0 && is_text(last, last_length, ".");
+    path->length = start;
+    if (here)
+        append(path, "../", 3);
+}
+
+static void add_component(NormalPath *path, const char *component, size_t length, bool opens)
+{
+    const bool closed = component[length] == '/';
+    if (!opens && closed && is_text(component, length, "."))
+        return;
+    if (!opens && closed && is_text(component, length, "..")) {
+        climb(path);
+        return;
+    }
+    append(path, component, length);
+    if (closed)
+        append(path, "/", 1);
+}
+
+static void drop_last_slash(NormalPath *path)
+{
+    const size_t length = path->length;
+    if (length >= 3 && path->text[length - 1] == '/' && path->text[length - 2] != ':')
+        --path->length;
+}
+
+static char *normalise(const char *source)
+{
+    const size_t source_length = std::strlen(source);
+    // The result is at most as long as the source, but for "." in place of nothing and the one "./"
+    // that becomes "../".
+    NormalPath path = {static_cast<char *>(xmalloc_must(uint64_t{source_length} + 4)), 0};
+    if (*source == '/')
+        append(&path, "/", 1);
+    bool opens = *source != '/';
+    for (const char *at = source + std::strspn(source, "/"); *at != '\0';) {
+        const size_t length = std::strcspn(at, "/");
+        add_component(&path, at, length, opens);
+        opens = false;
+        at += length;
+        at += std::strspn(at, "/");
+    }
+    if (path.length == 0 && source_length != 0)
+        append(&path, ".", 1); // "a/../": naming nothing would name another place
+    drop_last_slash(&path);
+    path.text[path.length] = '\0';
+    return path.text;
+}
+
+char *osdep_normalisePath(const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    return TRACE_RETURN("\"%s\"", path == nullptr ? nullptr : normalise(path));
+}
+
+static char *absolute_path(const char *path)
+{
+    if (path == nullptr)
+        return nullptr;
+    if (*path == '/')
+        return normalise(path);
+    char *cwd = osdep_cwd();
+    char *joined = join(cwd, '/', path);
+    char *result = joined == nullptr ? nullptr : normalise(joined);
+    std::free(joined);
+    std::free(cwd);
+    return result;
+}
+
+char *osdep_absolutePath(const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    return TRACE_RETURN("\"%s\"", absolute_path(path));
+}
+
+// The part of `path` that lies below `dir`; null when it lies elsewhere.
+static const char *below(const char *path, const char *dir)
+{
+    size_t length = std::strlen(dir);
+    if (length == 1) // the root: its slash is the one in front of the name
+        length = 0;
+    if (std::strncmp(path, dir, length) != 0)
+        return nullptr;
+    if (path[length] == '\0')
+        return path + length;
+    return path[length] == '/' ? path + length + 1 : nullptr;
+}
+
+static char *relative_path(const char *path)
+{
+    char *absolute = absolute_path(path);
+    char *cwd = absolute == nullptr ? nullptr : osdep_cwd();
+    const char *rest = cwd == nullptr ? nullptr : below(absolute, cwd);
+    std::free(cwd);
+    if (rest == nullptr)
+        return absolute;
+    char *result = *rest == '\0' ? copy_text(".", 1) : copy_text(rest, std::strlen(rest));
+    std::free(absolute);
+    return result;
+}
+
+char *osdep_relativePath(const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    return TRACE_RETURN("\"%s\"", relative_path(path));
+}
+
+int osdep_isAbsolute(const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    return TRACE_RETURN("%d", path != nullptr && *path == '/');
+}
+
+// ---- Parts of a name --------------------------------------------------------------------------
+
+static const char *base_name(const char *path)
+{
+    const char *slash = path == nullptr ? nullptr : std::strrchr(path, '/');
+    return slash == nullptr ? path : slash + 1;
+}
+
+const char *osdep_baseName(const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    return TRACE_RETURN("\"%s\"", base_name(path));
+}
+
+char *osdep_baseNameCopy(const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    const char *base = base_name(path);
+    char *copy = base == nullptr ? nullptr : copy_text(base, std::strlen(base));
+    return TRACE_RETURN("\"%s\"", copy);
+}
+
+// The base name up to its last dot, and `kept` characters of that.
+static char *stem(const char *path, size_t kept)
+{
+    const char *base = base_name(path);
+    const char *dot = std::strrchr(base, '.');
+    return copy_text(base,
+                     dot == nullptr ? std::strlen(base) : static_cast<size_t>(dot - base) + kept);
+}
+
+char *osdep_stem(const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    return TRACE_RETURN("\"%s\"", path == nullptr ? nullptr : stem(path, 0));
+}
+
+char *osdep_stemDot(const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    return TRACE_RETURN("\"%s\"", path == nullptr ? nullptr : stem(path, 1));
+}
+
+const char *osdep_extension(const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    const char *found = path == nullptr ? nullptr : std::strrchr(path, '.');
+    if (found == nullptr && path != nullptr)
+        found = "";
+    return TRACE_RETURN("\"%s\"", found);
+}
+
+char *osdep_dirName(const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    const char *slash = path == nullptr ? nullptr : std::strrchr(path, '/');
+    char *dir = slash == nullptr ? nullptr : copy_text(path, static_cast<size_t>(slash - path));
+    return TRACE_RETURN("\"%s\"", dir);
+}

@@ -1,1 +1,270 @@
-// to come
+#define MODULE "common/osdep"
+#include "common/osdep.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+#ifdef __GLIBC__
+#include <stdio_ext.h>
+#endif
+
+#include "common/memory.h"
+#include "common/osdep_posix.h"
+#include "common/qzdebug.h"
+
+static char *copy_text(const char *text)
+{
+    const size_t size = std::strlen(text) + 1;
+    return static_cast<char *>(std::memcpy(xmalloc_must(size), text, size));
+}
+
+// ---- Host -------------------------------------------------------------------------------------
+
+struct HostInfo {
+    bool known;      // the rest is filled in
+    int error;       // of the failed inquiry, or 0
+    utsname names;   //
+    char text[1024]; // empty until it is asked for
+};
+
+static HostInfo s_host;
+
+static void inquire_host()
+{
+    if (s_host.known)
+        return;
+    s_host.error = uname(&s_host.names) < 0 ? errno : 0;
+    s_host.known = true;
+}
+
+const char *osdep_osInfo()
+{
+    TRACE_ENTER();
+    inquire_host();
+    if (s_host.text[0] == '\0' && s_host.error != 0)
+        std::snprintf(s_host.text, sizeof s_host.text, "??Error: %s", std::strerror(s_host.error));
+    else if (s_host.text[0] == '\0')
+        std::snprintf(s_host.text, sizeof s_host.text, "%s %s %s %s", s_host.names.sysname,
+                      s_host.names.release, s_host.names.version, s_host.names.machine);
+    return TRACE_RETURN("\"%s\"", static_cast<const char *>(s_host.text));
+}
+
+uint32_t osdep_osFlags()
+{
+    TRACE_ENTER();
+    inquire_host();
+    const uint32_t unknown = s_host.error != 0 ? OSFLAG_UNKNOWN : 0U;
+    return TRACE_RETURN("0x%x", OSFLAG_POSIX | unknown);
+}
+
+size_t osdep_maxCommandLine()
+{
+    TRACE_ENTER();
+    const uint32_t flags = osdep_osFlags();
+    size_t limit = 65535;
+    if ((flags & OSFLAG_WINDOWS) != 0)
+        limit = (flags & OSFLAG_LONG_COMMAND_LINE) != 0 ? 7191 : 2047;
+    return TRACE_RETURN("%zu", limit);
+}
+
+static int at_least_one(long number)
+{
+    if (number < 1)
+        return 1;
+    return number > INT_MAX ? INT_MAX : static_cast<int>(number);
+}
+
+int osdep_numCores(int useBuildServerHint)
+{
+    TRACE_ENTER("useBuildServerHint=%d", useBuildServerHint);
+    const char *hint = useBuildServerHint ? std::getenv("bamboo_capability_Cores") : nullptr;
+    long cores = hint == nullptr ? 0 : std::strtol(hint, nullptr, 10);
+    if (cores == 0)
+        cores = sysconf(_SC_NPROCESSORS_ONLN);
+    return TRACE_RETURN("%d", at_least_one(cores));
+}
+
+char *osdep_hostName()
+{
+    TRACE_ENTER();
+    char name[256] = "";
+    if (gethostname(name, sizeof name - 1) != 0 || name[0] == '\0')
+        return TRACE_RETURN("\"%s\"", copy_text("localhost"));
+    return TRACE_RETURN("\"%s\"", copy_text(name));
+}
+
+static char *read_link(const char *link)
+{
+    char path[4097];
+    const ssize_t length = readlink(link, path, sizeof path);
+    if (length <= 0 || static_cast<size_t>(length) >= sizeof path) // a full buffer: cut short
+        return nullptr;
+    path[length] = '\0';
+    return copy_text(path);
+}
+
+char *osdep_exePath()
+{
+    TRACE_ENTER();
+    return TRACE_RETURN("\"%s\"", read_link("/proc/self/exe"));
+}
+
+char *osdep_cwd()
+{
+    TRACE_ENTER();
+    char path[20480];
+    return TRACE_RETURN("\"%s\"", getcwd(path, sizeof path) == nullptr ? nullptr : copy_text(path));
+}
+
+int osdep_setenv(const char *name, const char *value)
+{
+    TRACE_ENTER("name=\"%s\", value=\"%s\"", name, value);
+    if (name == nullptr)
+        return TRACE_RETURN("%d", 0);
+    if (value == nullptr)
+        value = "";
+    const size_t name_length = std::strlen(name);
+    const size_t value_size = std::strlen(value) + 1;
+    auto *setting = static_cast<char *>(xmalloc_must(name_length + 1 + value_size));
+    std::memcpy(setting, name, name_length);
+    setting[name_length] = '=';
+    std::memcpy(setting + name_length + 1, value, value_size);
+    return TRACE_RETURN("%d", putenv(setting));
+}
+
+long osdep_processId()
+{
+    TRACE_ENTER();
+    return TRACE_RETURN("%ld", static_cast<long>(getpid()));
+}
+
+// ---- Standard input ---------------------------------------------------------------------------
+
+int osdep_inputIsTerminal()
+{
+    TRACE_ENTER();
+    return TRACE_RETURN("%d", isatty(STDIN_FILENO));
+}
+
+// What the stream has read ahead belongs to the old input.
+static void discard_input()
+{
+#ifdef __GLIBC__
+    __fpurge(stdin);
+#else
+    std::fflush(stdin);
+#endif
+    std::clearerr(stdin);
+}
+
+static bool is_open_directory(int descriptor)
+{
+    struct stat info;
+    return fstat(descriptor, &info) != 0 || S_ISDIR(info.st_mode);
+}
+
+int osdep_reopenInput(const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    // Opened once only: a second look at a pipe would find it empty.
+    const int opened = path == nullptr ? -1 : open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY);
+    if (opened < 0)
+        return TRACE_RETURN("%d", 0);
+    int result = 0;
+    if (!is_open_directory(opened))
+        result = opened == STDIN_FILENO ? fcntl(opened, F_SETFD, 0) == 0
+                                        : dup2(opened, STDIN_FILENO) >= 0;
+    if (result != 0)
+        discard_input();
+    if (result == 0 || opened != STDIN_FILENO)
+        close(opened);
+    return TRACE_RETURN("%d", result);
+}
+
+// ---- Paths ------------------------------------------------------------------------------------
+
+int osdep_fileExists(const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    struct stat info;
+    return TRACE_RETURN("%d", path != nullptr && stat(path, &info) == 0);
+}
+
+static bool is_directory(const char *path)
+{
+    struct stat info;
+    return stat(path, &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+int osdep_isDirectory(const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    return TRACE_RETURN("%d", path != nullptr && is_directory(path));
+}
+
+int osdep_fileReadable(const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    // Without O_NONBLOCK a named pipe that nobody writes to would hold us up.
+    const int opened =
+        path == nullptr ? -1 : open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+    if (opened < 0)
+        return TRACE_RETURN("%d", 0);
+    close(opened);
+    return TRACE_RETURN("%d", 1);
+}
+
+int osdep_sameFile(const char *a, const char *b)
+{
+    TRACE_ENTER("a=\"%s\", b=\"%s\"", a, b);
+    struct stat left;
+    struct stat right;
+    if (a == nullptr || b == nullptr || stat(a, &left) != 0 || stat(b, &right) != 0)
+        return TRACE_RETURN("%d", 0);
+    return TRACE_RETURN("%d", left.st_dev == right.st_dev && left.st_ino == right.st_ino);
+}
+
+// Somebody else may create the same directory at the same moment, which is as good.
+static bool make_directory(const char *path)
+{
+    return mkdir(path, 0777) == 0 || (errno == EEXIST && is_directory(path));
+}
+
+// Creates what is missing in front of the last component. `path` is changed on the way and
+// restored.
+static bool make_parents(char *path)
+{
+    for (char *slash = std::strchr(path + 1, '/'); slash != nullptr;
+         slash = std::strchr(slash + 1, '/')) {
+        *slash = '\0';
+        const bool made = is_directory(path) || make_directory(path);
+        *slash = '/';
+        if (!made)
+            return false;
+    }
+    return true;
+}
+
+int osdep_mkdirs(const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    if (path == nullptr || *path == '\0')
+        return TRACE_RETURN("%d", -1);
+    struct stat info;
+    if (stat(path, &info) == 0)
+        return TRACE_RETURN("%d", S_ISDIR(info.st_mode) ? 0 : 1);
+    if (std::strlen(path) >= PATH_MAX)
+        return TRACE_RETURN("%d", 1); // no use in creating the part that fits
+    char *copy = copy_text(path);
+    int result = 1;
+    if (make_parents(copy))
+        result = make_directory(copy) ? 0 : -1;
+    std::free(copy);
+    return TRACE_RETURN("%d", result);
+}

@@ -1,0 +1,321 @@
+#define MODULE "common/osdep"
+#include "common/osdep.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdlib>
+#include <initializer_list>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "common/exitpath.h"
+#include "common/hash.h"
+#include "common/osdep_posix.h"
+#include "common/qzdebug.h"
+#include "common/vector.h"
+
+// Duplicates of standard output and standard error; -1: none.
+struct SavedOutput {
+    int out;
+    int err;
+};
+
+static constexpr int EXEC_FAILED =
+    255; // status of a captured child that could not become its program
+static constexpr uint32_t STATUS_BUCKETS = 5;
+
+static SavedOutput s_crashOutput = {-1, -1};   // for the crash handler
+static SavedOutput s_captureOutput = {-1, -1}; // while a capture has 1 and 2 redirected
+static bool s_crashHandlers;                   // installed
+static pid_t s_crashOwner;                     // the process that installed them
+static HashTable *s_pipeStatus;                // FILE * -> exit status of its command
+
+static bool redirect(int from, int to)
+{
+    int result = 0;
+    do {
+        result = dup2(from, to);
+    } while (result < 0 && (errno == EINTR || errno == EBUSY));
+    return result >= 0;
+}
+
+// A duplicate that children do not inherit, clear of the standard descriptors.
+static int duplicate(int descriptor)
+{
+    return fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+}
+
+// ---- Crash handlers ---------------------------------------------------------------------------
+
+static constexpr int HANDLED_SIGNALS[] = {SIGHUP,  SIGQUIT, SIGKILL, SIGTSTP, SIGINT,
+                                          SIGTERM, SIGABRT, SIGSEGV, SIGFPE};
+
+static void put_back(FILE *stream, int descriptor, int *saved)
+{
+    std::fflush(stream);
+    redirect(*saved, descriptor);
+    close(*saved);
+    *saved = -1;
+}
+
+// The temporary objects go first: flushing may find a stream in the middle of a change, or wait for
+// a reader that has stopped.
+static void on_signal(int number)
+{
+    if (getpid() != s_crashOwner)
+        _exit(number); // a child that has not become its program yet
+    osdep_removeTempFilesOnSignal();
+    if (s_crashOutput.out >= 0) {
+        put_back(stdout, STDOUT_FILENO, &s_crashOutput.out);
+        std::fputc('\n', stdout);
+        std::fflush(stdout);
+    }
+    if (s_crashOutput.err >= 0) {
+        put_back(stderr, STDERR_FILENO, &s_crashOutput.err);
+        std::fflush(stderr);
+    }
+    switch (number) {
+    case SIGABRT:
+    case SIGFPE:
+    case SIGSEGV:
+        std::fputs("\n\nAn unexpected problem has been encountered and the program must quit; "
+                   "contact Vantrix support with details\n\n",
+                   stderr);
+        std::exit(number);
+    case SIGHUP:
+    case SIGINT:
+    case SIGQUIT:
+    case SIGKILL:
+    case SIGTERM:
+    case SIGTSTP:
+        std::exit(number);
+    default:
+        std::exit(1);
+    }
+}
+
+// All are held back while one is handled: a second one must not enter the removal again.
+static void install_handlers()
+{
+    struct sigaction action = {};
+    action.sa_handler = on_signal;
+    action.sa_flags = SA_RESTART;
+    sigemptyset(&action.sa_mask);
+    for (int number : HANDLED_SIGNALS)
+        sigaddset(&action.sa_mask, number);
+    for (int number : HANDLED_SIGNALS)
+        sigaction(number, &action, nullptr); // for SIGKILL it fails
+}
+
+static void reinstall_handlers()
+{
+    if (s_crashHandlers)
+        install_handlers();
+}
+
+// A closed standard descriptor would be given to the next file that is opened, and what is meant
+// for the terminal would be written into that file. The stand-ins fail as the closed ones did.
+static void fill_standard_descriptors()
+{
+    for (int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        if (fcntl(descriptor, F_GETFD) < 0)
+            open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+}
+
+void osdep_installCrashHandlers()
+{
+    TRACE_ENTER();
+    if (!s_crashHandlers)
+        fill_standard_descriptors();
+    if (s_crashOutput.out < 0)
+        s_crashOutput.out = duplicate(STDOUT_FILENO);
+    if (s_crashOutput.err < 0)
+        s_crashOutput.err = duplicate(STDERR_FILENO);
+    s_crashOwner = getpid();
+    install_handlers();
+    s_crashHandlers = true;
+    TRACE_LEAVE();
+}
+
+// ---- Running ----------------------------------------------------------------------------------
+
+// Returns the child's process number; -1 when it could not be forked; and in the child itself 0
+// when it could not become the program.
+static pid_t start_child(const char *program, char *const *argv)
+{
+    // A parent that ignores its children's ends hands that on to us, and the status would be lost.
+    std::signal(SIGCHLD, SIG_DFL);
+    const pid_t child = fork();
+    if (child == 0)
+        execve(program, argv, environ);
+    return child;
+}
+
+static void report_signal(const char *program, int status)
+{
+    std::fprintf(stderr, "%s: signal %d %s\n", program, WTERMSIG(status),
+                 WCOREDUMP(status) ? "- Core dumped" : "");
+}
+
+// Waits for the child. Its exit status, or -1 when it ended in any other way.
+static int finish_child(const char *program, pid_t child)
+{
+    int status = 0;
+    pid_t ended = 0;
+    do {
+        ended = waitpid(child, &status, 0);
+    } while (ended < 0 && errno == EINTR);
+    if (ended == child && WIFEXITED(status))
+        return WEXITSTATUS(status);
+    if (ended == child && WIFSIGNALED(status))
+        report_signal(program, status);
+    return -1;
+}
+
+int osdep_spawn(const char *program, char *const *argv)
+{
+    TRACE_ENTER("program=\"%s\"", program);
+    const pid_t child = start_child(program, argv);
+    if (child == 0)
+        return TRACE_RETURN("%d", -1);
+    const int result = child < 0 ? -1 : finish_child(program, child);
+    reinstall_handlers();
+    return TRACE_RETURN("%d", result);
+}
+
+// ---- Capturing --------------------------------------------------------------------------------
+
+static void close_duplicates()
+{
+    for (int *saved : {&s_captureOutput.out, &s_captureOutput.err}) {
+        if (*saved >= 0)
+            close(*saved);
+        *saved = -1;
+    }
+}
+
+// After a failed capture the duplicates of that one are still the ones to go back to.
+static bool save_output()
+{
+    if (s_captureOutput.out >= 0)
+        return true;
+    s_captureOutput.out = duplicate(STDOUT_FILENO);
+    s_captureOutput.err = duplicate(STDERR_FILENO);
+    if (s_captureOutput.out >= 0 && s_captureOutput.err >= 0)
+        return true;
+    close_duplicates();
+    return false;
+}
+
+static bool redirect_output(int descriptor)
+{
+    std::fflush(stdout);
+    if (!redirect(descriptor, STDOUT_FILENO))
+        return false;
+    std::fflush(stderr);
+    return redirect(descriptor, STDERR_FILENO);
+}
+
+void osdep_restoreOutput()
+{
+    TRACE_ENTER();
+    if (s_captureOutput.out >= 0) {
+        std::fflush(stdout);
+        redirect(s_captureOutput.out, STDOUT_FILENO);
+        std::fflush(stderr);
+        redirect(s_captureOutput.err, STDERR_FILENO);
+        close_duplicates();
+    }
+    TRACE_LEAVE();
+}
+
+static FILE *open_capture(const char *name, int status)
+{
+    FILE *fp = std::fopen(name, "re");
+    if (fp == nullptr)
+        return nullptr;
+    if (s_pipeStatus == nullptr)
+        s_pipeStatus = hash_new_func(STATUS_BUCKETS, nullptr, nullptr, MODULE, __LINE__);
+    ASSERT_TEXT_AT(50, !hash_haskey(s_pipeStatus, fp), "!hash_haskey(pipe_status_tab, fp)");
+    hash_insert_func(s_pipeStatus, fp, reinterpret_cast<void *>(static_cast<intptr_t>(status)),
+                     MODULE, __LINE__);
+    return fp;
+}
+
+// Runs the command with 1 and 2 on the capture file; its exit status or -1.
+static int run_captured(char *const *argv)
+{
+    errno = 0;
+    const pid_t child = start_child(argv[0], argv);
+    if (child == 0)
+        _exit(EXEC_FAILED);
+    const int status = child < 0 ? -1 : finish_child(argv[0], child);
+    reinstall_handlers();
+    return status;
+}
+
+static FILE *capture(char *const *argv)
+{
+    if (!save_output())
+        return nullptr;
+    int descriptor = -1;
+    char *name = osdep_createTempFile(nullptr, &descriptor);
+    const bool redirected = name != nullptr && redirect_output(descriptor);
+    const int status = redirected ? run_captured(argv) : -1;
+    if (descriptor >= 0)
+        close(descriptor);
+    // A command that did not end by itself leaves the output where it is: see the header.
+    if (status >= 0 || !redirected)
+        osdep_restoreOutput();
+    FILE *stream = status >= 0 ? open_capture(name, status) : nullptr;
+    std::free(name);
+    return stream;
+}
+
+FILE *osdep_popen_vecCommand(Vector *command)
+{
+    TRACE_ENTER("command=%p", static_cast<void *>(command));
+    FILE *stream = nullptr;
+    const auto *program =
+        static_cast<const char *>(vec_size(command) == 0 ? nullptr : vec_elementAt(command, 0));
+    struct stat info;
+    if (program != nullptr && stat(program, &info) == 0) {
+        if (vec_top(command) != nullptr)
+            vec_add(command, nullptr);
+        stream = capture(reinterpret_cast<char *const *>(command->data));
+    }
+    vec_destroy(command);
+    return static_cast<FILE *>(TRACE_RETURN("%p", static_cast<void *>(stream)));
+}
+
+FILE *osdep_popen_command(const char *program, ...)
+{
+    TRACE_ENTER("program=\"%s\"", program);
+    Vector *command = vec_new(MODULE, __LINE__);
+    vec_add(command, program);
+    if (program != nullptr) {
+        va_list arguments;
+        va_start(arguments, program);
+        const char *argument = nullptr;
+        do {
+            argument = va_arg(arguments, const char *);
+            vec_add(command, argument);
+        } while (argument != nullptr);
+        va_end(arguments);
+    }
+    FILE *stream = osdep_popen_vecCommand(command);
+    return static_cast<FILE *>(TRACE_RETURN("%p", static_cast<void *>(stream)));
+}
+
+int osdep_pclose(FILE *stream)
+{
+    TRACE_ENTER("stream=%p", static_cast<void *>(stream));
+    if (stream == nullptr || s_pipeStatus == nullptr || !hash_haskey(s_pipeStatus, stream))
+        return TRACE_RETURN("%d", -1);
+    void *status = hash_remove(s_pipeStatus, stream);
+    std::fclose(stream); // read only: nothing can be lost
+    return TRACE_RETURN("%d", static_cast<int>(reinterpret_cast<intptr_t>(status)));
+}

@@ -1,0 +1,316 @@
+#define MODULE "common/osdep"
+#include "common/osdep.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <initializer_list>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "common/memory.h"
+#include "common/osdep_posix.h"
+#include "common/qzdebug.h"
+#include "common/vector.h"
+
+static constexpr char NAME_TEMPLATE[] = "/tmp/qzXXXXXXX";
+static constexpr size_t TEMPLATE_LENGTH = sizeof NAME_TEMPLATE - 1;
+static constexpr size_t LONGEST_SUFFIX = 4096; // no system makes a longer name
+
+// The names of the temporary objects. The signal handler reads it: it changes only while signals
+// are held back.
+struct Registry {
+    Vector *files;       // of char *, owned
+    Vector *directories; // of char *, owned
+    pid_t owner;         // the process that created the objects; 0 while there are no lists
+};
+
+static Registry s_registry;
+static volatile sig_atomic_t s_keep;
+static bool s_removalAtExit;
+
+void osdep_holdSignals(sigset_t *saved)
+{
+    sigset_t held;
+    sigemptyset(&held);
+    for (int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGTSTP})
+        sigaddset(&held, number);
+    sigprocmask(SIG_BLOCK, &held, saved);
+}
+
+void osdep_releaseSignals(const sigset_t *saved)
+{
+    sigprocmask(SIG_SETMASK, saved, nullptr);
+}
+
+// ---- Removing a tree --------------------------------------------------------------------------
+//
+// A tree may be deeper than there are descriptors or characters in a path. So nothing recurses: the
+// directories found inside a directory of the root are moved up into the root, where they get their
+// turn. readdir() would need the heap, which the signal that brought us here may have interrupted.
+
+struct TreeRemoval {
+    int root;              // descriptor of the tree's root
+    unsigned long renamed; // number in the last name given to a directory moved up
+};
+
+using EntryVisitor = bool (*)(TreeRemoval *removal, int directory, const char *name);
+
+static bool is_self_or_parent(const char *name)
+{
+    return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
+}
+
+// Removes whatever is no directory, or is an empty one.
+static bool remove_simple(int directory, const char *name)
+{
+    if (unlinkat(directory, name, 0) == 0)
+        return true;
+    if (errno != EISDIR && errno != EPERM)
+        return false;
+    return unlinkat(directory, name, AT_REMOVEDIR) == 0;
+}
+
+static void number_name(char *name, unsigned long number)
+{
+    *name++ = 'q';
+    *name++ = 'z';
+    for (; number != 0; number /= 10)
+        *name++ = static_cast<char>('0' + number % 10);
+    *name = '\0';
+}
+
+static bool move_up(TreeRemoval *removal, int directory, const char *name)
+{
+    char moved[32];
+    do {
+        number_name(moved, ++removal->renamed);
+        if (renameat(directory, name, removal->root, moved) == 0)
+            return true;
+    } while (errno == ENOTEMPTY || errno == EEXIST || errno == ENOTDIR); // that name is in use
+    return false;
+}
+
+// Visits the entries of a directory in one pass; their number, or -1 when a visit failed.
+static long visit_entries(TreeRemoval *removal, int directory, EntryVisitor visit)
+{
+    alignas(dirent64) char buffer[4096];
+    long visited = 0;
+    for (;;) {
+        const ssize_t filled = getdents64(directory, buffer, sizeof buffer);
+        if (filled <= 0)
+            return filled < 0 ? -1 : visited;
+        for (ssize_t at = 0; at < filled;) {
+            const auto *entry = reinterpret_cast<const dirent64 *>(buffer + at);
+            at += entry->d_reclen;
+            if (is_self_or_parent(entry->d_name))
+                continue;
+            if (!visit(removal, directory, entry->d_name))
+                return -1;
+            ++visited;
+        }
+    }
+}
+
+// Each visit takes its entry away, and a pass may miss some while that happens: it is repeated
+// until it finds nothing.
+static bool empty_directory(TreeRemoval *removal, int directory, EntryVisitor visit)
+{
+    long visited = 0;
+    do {
+        visited = visit_entries(removal, directory, visit);
+    } while (visited > 0 && lseek(directory, 0, SEEK_SET) == 0);
+    return visited == 0;
+}
+
+static bool clear_nested_entry(TreeRemoval *removal, int directory, const char *name)
+{
+    if (remove_simple(directory, name))
+        return true;
+    return (errno == ENOTEMPTY || errno == EEXIST) && move_up(removal, directory, name);
+}
+
+static bool clear_root_entry(TreeRemoval *removal, int root, const char *name)
+{
+    if (remove_simple(root, name))
+        return true;
+    if (errno != ENOTEMPTY && errno != EEXIST)
+        return false;
+    const int nested = openat(root, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (nested < 0)
+        return false;
+    const bool emptied = empty_directory(removal, nested, clear_nested_entry);
+    close(nested);
+    return emptied && unlinkat(root, name, AT_REMOVEDIR) == 0;
+}
+
+static int remove_tree(const char *path)
+{
+    const int root = open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (root < 0)
+        return -1;
+    TreeRemoval removal = {root, 0};
+    const bool emptied = empty_directory(&removal, root, clear_root_entry);
+    close(root);
+    return emptied ? rmdir(path) : -1;
+}
+
+int osdep_removeTree(const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    return TRACE_RETURN("%d", path == nullptr ? -1 : remove_tree(path));
+}
+
+// ---- The registry -----------------------------------------------------------------------------
+
+static void drop_list(Vector **list)
+{
+    for (uint32_t i = 0; i < vec_size(*list); ++i)
+        std::free(vec_elementAt(*list, i));
+    vec_destroy(*list);
+    *list = nullptr;
+}
+
+static void drop_registry()
+{
+    drop_list(&s_registry.files);
+    drop_list(&s_registry.directories);
+    s_registry.owner = 0;
+}
+
+static bool start_registry()
+{
+    if (s_registry.owner != getpid()) {
+        drop_registry(); // a forked child inherits names that are not its own
+        s_registry.files = vec_new(MODULE, __LINE__);
+        s_registry.directories = vec_new(MODULE, __LINE__);
+        s_registry.owner = getpid();
+    }
+    if (!s_removalAtExit)
+        s_removalAtExit = std::atexit(osdep_removeTempFiles) == 0;
+    return s_removalAtExit;
+}
+
+// Leaves the lists as they are: they may be walked in the middle of anything.
+static void remove_objects()
+{
+    for (uint32_t i = 0; i < vec_size(s_registry.files); ++i)
+        std::remove(static_cast<const char *>(vec_elementAt(s_registry.files, i)));
+    for (uint32_t i = 0; i < vec_size(s_registry.directories); ++i)
+        remove_tree(static_cast<const char *>(vec_elementAt(s_registry.directories, i)));
+}
+
+void osdep_keepTempFiles(int keep)
+{
+    TRACE_ENTER("keep=%d", keep);
+    s_keep = keep != 0;
+    TRACE_LEAVE();
+}
+
+void osdep_removeTempFiles()
+{
+    TRACE_ENTER();
+    if (s_registry.owner == getpid()) {
+        if (!s_keep)
+            remove_objects();
+        sigset_t saved;
+        osdep_holdSignals(&saved);
+        drop_registry();
+        osdep_releaseSignals(&saved);
+    }
+    TRACE_LEAVE();
+}
+
+void osdep_removeTempFilesOnSignal()
+{
+    if (s_registry.owner == getpid() && !s_keep)
+        remove_objects();
+    s_registry.owner = 0; // the exit handler, which frees, is to find nothing of its own
+}
+
+// ---- Creating ---------------------------------------------------------------------------------
+
+static char *copy_name(const char *name)
+{
+    const size_t size = std::strlen(name) + 1;
+    return static_cast<char *>(std::memcpy(xmalloc_must(size), name, size));
+}
+
+static char *template_name(const char *suffix, size_t suffix_length)
+{
+    auto *name = static_cast<char *>(xmalloc_must(TEMPLATE_LENGTH + suffix_length + 1));
+    std::memcpy(name, NAME_TEMPLATE, TEMPLATE_LENGTH);
+    std::memcpy(name + TEMPLATE_LENGTH, suffix, suffix_length);
+    return name;
+}
+
+static char *create_file(const char *suffix, size_t suffix_length, int *descriptor)
+{
+    char *name = template_name(suffix, suffix_length);
+    *descriptor = mkostemps(name, static_cast<int>(suffix_length), O_CLOEXEC);
+    if (*descriptor < 0) {
+        std::free(name);
+        return nullptr;
+    }
+    vec_add(s_registry.files, name);
+    return copy_name(name);
+}
+
+char *osdep_createTempFile(const char *suffix, int *descriptor)
+{
+    TRACE_ENTER("suffix=\"%s\"", suffix);
+    if (suffix == nullptr)
+        suffix = "";
+    const size_t suffix_length = std::strlen(suffix);
+    int created = -1;
+    char *name = nullptr;
+    if (suffix_length <= LONGEST_SUFFIX) {
+        // A signal between the creation and the registration would leave the file behind.
+        sigset_t saved;
+        osdep_holdSignals(&saved);
+        if (start_registry())
+            name = create_file(suffix, suffix_length, &created);
+        osdep_releaseSignals(&saved);
+    }
+    if (descriptor != nullptr)
+        *descriptor = created;
+    else if (created >= 0)
+        close(created);
+    return TRACE_RETURN("\"%s\"", name);
+}
+
+char *osdep_tempFileSuffix(const char *suffix)
+{
+    TRACE_ENTER("suffix=\"%s\"", suffix);
+    return TRACE_RETURN("\"%s\"", osdep_createTempFile(suffix, nullptr));
+}
+
+char *osdep_tempFile()
+{
+    TRACE_ENTER();
+    return TRACE_RETURN("\"%s\"", osdep_createTempFile(nullptr, nullptr));
+}
+
+static char *create_directory()
+{
+    char *name = template_name("", 0);
+    if (mkdtemp(name) == nullptr) {
+        std::free(name);
+        return nullptr;
+    }
+    vec_add(s_registry.directories, name);
+    return copy_name(name);
+}
+
+char *osdep_tempDir()
+{
+    TRACE_ENTER();
+    sigset_t saved;
+    osdep_holdSignals(&saved);
+    char *name = start_registry() ? create_directory() : nullptr;
+    osdep_releaseSignals(&saved);
+    return TRACE_RETURN("\"%s\"", name);
+}
