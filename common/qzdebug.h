@@ -43,8 +43,8 @@ extern FILE *gDebugTty;           // /dev/tty, opened when an echo is first need
 extern uint32_t gDebugAssertMode; // a null argument is: 0 ignored, 1 fatal, 2 an error, 3 a warning
 extern const char *gAlertSrc;     // where the message being emitted was raised, or null
 
-// Writes "ENTER function(arguments)", then goes one level deeper. The form without a format is for a
-// function without arguments.
+// Writes "ENTER function(arguments)", then goes one level deeper. The form without a format is for
+// a function without arguments.
 [[gnu::cold, gnu::noinline]] void trace_enter(const char *src, uint32_t line, const char *function);
 [[gnu::cold, gnu::noinline, gnu::format(printf, 4, 5)]] void
 trace_enter(const char *src, uint32_t line, const char *function, const char *format, ...);
@@ -60,7 +60,8 @@ trace_exit(const char *src, uint32_t line, const char *function, const char *for
                                                                     const char *format, ...);
 [[gnu::cold, gnu::noinline]] void trace(const char *src, uint32_t line, const char *text);
 
-// Dumps `length` bytes from `address` in rows of `per_row`, with their characters when wanted.
+// Dumps `length` bytes from `address` in rows of `per_row` (0: one row), with their characters when
+// wanted. A null address reads as no bytes.
 void trace_hexdump(const char *name, const void *address, uint32_t length, uint32_t per_row,
                    int show_chars, const char *src, uint32_t line);
 
@@ -76,7 +77,7 @@ using TraceEmitter = void (*)(const char *format, va_list values);
 void trace_args(Vector *args);
 void trace_argv(int argc, char *const *argv);
 
-// Writes text and a line end without a prefix.
+// Write text and a line end without a prefix.
 [[gnu::format(printf, 1, 2)]] void trace_printf(const char *format, ...);
 [[gnu::format(printf, 1, 0)]] void trace_vprintf(const char *format, va_list values);
 void trace_puts(const char *text);
@@ -84,7 +85,8 @@ void trace_puts(const char *text);
 // Emits the warning "QZDEBUG (warning): TEXT" through the plain message output.
 [[gnu::format(printf, 1, 2)]] void qzdebug_warning(const char *format, ...);
 
-// Indentation and the width of the location column. The level and the indent saturate.
+// Indentation and the width of the location column. The level and the indent saturate; at most
+// 65536 blanks are written for either. A width below 4 draws a warning and is stored all the same.
 uint32_t trace_indentIn();
 uint32_t trace_indentOut();
 void trace_setIndentLevel(uint32_t level);
