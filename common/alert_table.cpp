@@ -242,10 +242,16 @@ static void take_line(Reader *reader, char *start, char *end)
     parse_line(reader, start);
 }
 
+// Whether the file is evidently none of messages, so that reading on would only fill the terminal.
+static bool is_hopeless(const Reader *reader)
+{
+    return reader->malformed >= ALERT_MAX_MALFORMED;
+}
+
 // Takes the lines that end before `end`; returns the start of the one that does not.
 static char *take_lines(Reader *reader, char *at, char *end)
 {
-    while (at != end && reader->malformed < ALERT_MAX_MALFORMED) {
+    while (at != end && !is_hopeless(reader)) {
         char *lineEnd = static_cast<char *>(std::memchr(at, '\n', static_cast<size_t>(end - at)));
         if (lineEnd == nullptr)
             return reader->skipping ? end : at;
@@ -261,7 +267,7 @@ static char *take_lines(Reader *reader, char *at, char *end)
 static void take_all_lines(Reader *reader, char *at, char *end)
 {
     at = take_lines(reader, at, end);
-    if (at != end && reader->malformed < ALERT_MAX_MALFORMED)
+    if (at != end && !is_hopeless(reader))
         take_line(reader, at, end);
 }
 
@@ -272,6 +278,8 @@ static void take_all_lines(Reader *reader, char *at, char *end)
 static size_t take_part(Reader *reader, char *buffer, char *end)
 {
     char *rest = take_lines(reader, buffer, end);
+    if (is_hopeless(reader))
+        return 0;
     size_t held = static_cast<size_t>(end - rest);
     if (held > ALERT_LINE_LENGTH) {
         take_line(reader, rest, end);
@@ -293,8 +301,7 @@ static int read_stream(Reader *reader, FILE *stream, char *buffer, size_t size)
         if (std::ferror(stream) != 0)
             return TRACE_RETURN("%d", 0);
         char *end = buffer + held + got;
-        if (got < size - held || total > ALERT_MAX_FILE ||
-            reader->malformed >= ALERT_MAX_MALFORMED) {
+        if (got < size - held || total > ALERT_MAX_FILE || is_hopeless(reader)) {
             take_all_lines(reader, buffer, end);
             return TRACE_RETURN("%d", 1);
         }
