@@ -58,7 +58,7 @@ TEST_F(SampleSuiteTest, WritesTheDependencyFile)
     write("main.c", "#include \"x.h\"\nint i;\n");
     write("x.h", "\n");
     RunResult result =
-        run({"-mcpu=elmbig1", "-c", "main.c", "-MD", "-MP", "-MF", "main.d", "-o", "main.o"});
+        run({"-mcpu=elmbig1", "-c", "main.c", "-MMD", "-MP", "-MF", "main.d", "-o", "main.o"});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(readFile(work + "/main.d"), "main.o: main.c x.h\nx.h:\n");
 }

@@ -4,7 +4,8 @@
 //     [arguments]            the command line, one argument a line
 //     [file NAME]            a file in the current directory; NAME may begin with {VER}/
 //     [directory NAME]       an empty directory
-//     [no child]             there is no elm-gcc in the suite
+//     [child PATH]           the program of VER that is to be run; elm/bin/elm-gcc when left out
+//     [no child]             that program is not in the suite
 //     [environment]          NAME=VALUE a line
 //     [command file]         what the child is to be given, byte for byte
 //     [child environment]    its variables that begin with "NVC_", NAME=VALUE a line, sorted
@@ -26,6 +27,7 @@ struct Transcript {
     std::map<std::string, std::string> files;
     std::vector<std::string> directories;
     std::map<std::string, std::string> environment;
+    std::string childPath = "elm/bin/elm-gcc";
     bool childMissing = false;
     bool childRuns = false;
     std::string commandFile;

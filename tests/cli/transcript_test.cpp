@@ -38,6 +38,8 @@ static void takeSection(Transcript &transcript, const std::string &title, const 
         transcript.files[file] = body;
     else if (std::string directory = behind(title, "directory "); !directory.empty())
         transcript.directories.push_back(directory);
+    else if (std::string path = behind(title, "child "); !path.empty() && path != "environment")
+        transcript.childPath = path;
     else if (title == "no child")
         transcript.childMissing = true;
     else if (title == "environment")
@@ -102,7 +104,7 @@ class TranscriptTest : public SuiteTest, public ::testing::WithParamInterface<st
         for (const std::string &name : transcript.directories)
             std::filesystem::create_directories(std::filesystem::path(work) / inPlace(name, ""));
         if (transcript.childMissing)
-            std::filesystem::remove(suite + "/elm/bin/elm-gcc");
+            std::filesystem::remove(suite + "/" + transcript.childPath);
     }
 };
 
@@ -125,7 +127,7 @@ TEST_P(TranscriptTest, IsReproduced)
     EXPECT_EQ(record.ran, expected.childRuns);
     EXPECT_EQ(record.commandFile, inPlace(expected.commandFile, record.commandFileName));
     if (record.ran) {
-        EXPECT_EQ(record.argv, (std::vector<std::string>{suite + "/elm/bin/elm-gcc",
+        EXPECT_EQ(record.argv, (std::vector<std::string>{suite + "/" + expected.childPath,
                                                          "@" + record.commandFileName}));
         EXPECT_EQ(record.directory, work);
         std::string environment;
