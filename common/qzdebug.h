@@ -103,12 +103,20 @@ uint32_t trace_width();
     if (traceEntered_) [[unlikely]]                                                                \
     trace_enter(MODULE, __LINE__, __func__ __VA_OPT__(, ) __VA_ARGS__)
 
+// The value as the formatter gets it. A null string is a value like any other here (it shows as
+// "(null)"), so the compiler must not warn where it can tell that one is returned.
+template <class T> inline T trace_shown(T value)
+{
+    volatile T shown = value;
+    return shown;
+}
+
 // Traces the result with `format` and is that result. The value is evaluated once.
 #define TRACE_RETURN(format, value)                                                                \
     __extension__({                                                                                \
         auto traceResult_ = (value);                                                               \
         if (traceEntered_) [[unlikely]]                                                            \
-            trace_exit(MODULE, __LINE__, __func__, format, traceResult_);                          \
+            trace_exit(MODULE, __LINE__, __func__, format, trace_shown(traceResult_));             \
         traceResult_;                                                                              \
     })
 
