@@ -32,6 +32,7 @@ static const struct {
     {"-mcpu", nullptr, "-mcpu=device"},
     {"-save-temps", nullptr, "-save-temps"},
     {"-v", nullptr, "-v"},
+    {"--help", nullptr, "--help=class,class"},
     {"--fill", nullptr, "--fill=value"},
     {"--memorysummary", nullptr, "--memorysummary=file"},
     {"--memorysummary", "LKR", "-Wl,--memorysummary=file"},
@@ -108,6 +109,12 @@ static void printFamily(const OptionRecord *row, const char *example, OptionFami
     vec_destroy(arguments);
 }
 
+// "--help" would end this program, too.
+static bool isHelp(const OptionRecord *row)
+{
+    return strcmp(row->name, "--help") == 0;
+}
+
 static bool isDocumented(const OptionRecord *row)
 {
     return row->handler != nullptr && (row->flags & optflag::HIDDEN) == 0;
@@ -117,8 +124,8 @@ static void printRow(const OptionRecord *row)
 {
     const char *example = exampleOf(row);
     printf("| `%s` | %s |", example, row->help);
-    if (strcmp(row->name, "--help") == 0) {
-        printf(" (answered by qzm-cc) | `--help` |\n");
+    if (isHelp(row)) {
+        printf(" (answered by qzm-cc) | `%s` |\n", example);
         return;
     }
     printFamily(row, example, FAMILY_ORB18);

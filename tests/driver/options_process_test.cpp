@@ -71,7 +71,7 @@ TEST_F(OptionsProcess, AnUnknownDeviceEndsTheRunWithMessage2043)
     const std::string text = "(2043) target device was not recognized\n";
     expectExit({"-mcpu=pdp11", "-c", "main.c"}, 1, text);
     expectExit({"-mcpu", "18z40"}, 1, text);
-    expectExit({"-mcpux=18z40x", "-mcpu=17"}, 1, text);
+    expectExit({"-mcpux=17", "-mcpu=18z40"}, 1, text);
 }
 
 TEST_F(OptionsProcess, TheFirstDeviceOptionDecidesTheFamily)
