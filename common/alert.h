@@ -48,15 +48,16 @@ enum AlertOperation : unsigned {
 // Receives each finished text, line end included.
 using AlertHook = void (*)(const char *text);
 
-// Loads the message file `path`. 1 when it exists and is (or already was) the loaded file, else 0,
-// which leaves the tables as they were.
+// Loads the message file `path`. Malformed lines are raised as messages and skipped. 1 when it
+// exists and is (or already was) the loaded file, else 0, which leaves the tables as they were.
 int alert_loadFile(const char *path);
 
 // Searches for the message file again and loads it when it differs from the loaded one. A file that
 // cannot be loaded ends the run with status 1.
 void alert_reload();
 
-// Sets the three formats; for each the environment wins, then the argument, then (null) the default.
+// Sets the three formats; for each the environment wins, then the argument, then (null) the
+// default.
 void alert_setFormats(const char *error, const char *warning, const char *message);
 
 // Switches the expansion of the formats on or off (the default).
@@ -84,8 +85,9 @@ void alert_setCountWarnings(int on);
 void alert_setEmitAlways(int on);
 int alert_emitAlways();
 
-// A new record for the number, the caller's to free(): kind and level from the base table, text from
-// the current one, the rules applied. An unknown number gives an error with a text that says so.
+// A new record for the number, the caller's to free(): kind and level from the base table (the
+// first ever loaded), text from the current one, the rules applied. An unknown number gives an
+// error whose text says that there is no description.
 AlertRecord *alert_lookup(uint32_t number);
 
 // Raises a message of the given number, kind ("F", "E", "M" or a warning level such as "-1") and
