@@ -124,3 +124,15 @@ TEST_F(ChildTest, AVersionRequestGoesToTheLegacyDriverWhateverTheDevice)
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(child().argv.at(0), suite + "/orb/bin/qzm");
 }
+
+// The one case in which a file stays; it also shows that these tests would notice one.
+TEST_F(ChildTest, AKilledProgramLeavesItsCommandFile)
+{
+    if (!hasMounts())
+        GTEST_SKIP() << "this machine does not allow mounts of one's own";
+    RunResult result = runProgram(
+        {suite + "/bin/qzm-cc", "-mcpu=elmbig1", "main.c"},
+        {.env = {{"QZM_CHILD_WAIT", "1"}}, .whileRunning = [](pid_t pid) { kill(pid, SIGKILL); }});
+    EXPECT_EQ(result.signal, SIGKILL);
+    EXPECT_EQ(result.leftBehind.size(), 1u);
+}
