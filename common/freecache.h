@@ -1,5 +1,5 @@
-// A bounded free list of equal-sized objects: short-lived bookkeeping records are recycled without a
-// trip to the allocator.
+// A bounded free list of equal-sized objects: short-lived bookkeeping records are recycled without
+// a trip to the allocator.
 //
 //     Freecache *cache = freecache_new(sizeof(Record), 8192);
 //     Record *record = freecache_get(cache);     // zero-filled
@@ -20,15 +20,15 @@ struct Freecache {
     void *free_list;   // head of the list; each free object's first 8 bytes link to the next
 };
 
-// Returns a new, empty cache, owned by the caller. `obj_size` must be at least the size of a pointer
-// and `max_objs` at least 1; anything else is a broken contract and ends the run.
+// Returns a new, empty cache, owned by the caller. `obj_size` must be at least the size of a
+// pointer and `max_objs` at least 1; anything else is a broken contract and ends the run.
 Freecache *freecache_new(uint64_t obj_size, uint32_t max_objs);
 
 // Frees the cache and every object on its list. Null is allowed. Returns 0.
 int freecache_destroy(Freecache *cache);
 
-// Returns a zero-filled object of obj_size bytes, owned by the caller: the one handed back last, or a
-// new one. Null only for a null cache.
+// Returns a zero-filled object of obj_size bytes, owned by the caller: the one handed back last, or
+// a new one. Null only for a null cache.
 void *freecache_get(Freecache *cache);
 
 // Hands `object` back. Returns the new number of free objects, or 0 when the list was full and the

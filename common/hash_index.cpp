@@ -5,7 +5,7 @@
 
 #include "common/memory.h"
 
-// Open addressing with linear probing, at most half full.
+// Open addressing with linear probing, at most three quarters full.
 struct HashSlot {
     HashEntry *entry; // null: free
     uint32_t hash;    // the entry's, so that a probe need not visit it
@@ -20,6 +20,7 @@ struct HashIndex {
 
 static constexpr uint32_t SMALLEST_LOG = 10;
 static constexpr uint32_t LARGEST_LOG = 27; // more do not fit one allocation
+static constexpr uint32_t LARGEST_COUNT = (uint32_t{1} << LARGEST_LOG) / 4 * 3;
 
 // Spreads hashes whose low bits are alike (pointers, say) over the slots.
 static uint32_t home_of(const HashIndex *index, uint32_t hash)
@@ -27,43 +28,51 @@ static uint32_t home_of(const HashIndex *index, uint32_t hash)
     return hash * 0x9E3779B1U >> index->shift;
 }
 
-static void place_entry(HashIndex *index, HashEntry *entry)
+static void place_entry(HashIndex *index, HashSlot slot)
 {
-    uint32_t at = home_of(index, entry->hash);
+    uint32_t at = home_of(index, slot.hash);
     while (index->slots[at].entry != nullptr)
         at = (at + 1) & index->mask;
-    index->slots[at] = {entry, entry->hash};
+    index->slots[at] = slot;
 }
 
-static HashIndex *new_index(const HashTable *table)
+// Gives the index empty slots, between a quarter and half of which `count` entries will fill.
+static void new_slots(HashIndex *index, uint32_t count)
 {
     uint32_t log = SMALLEST_LOG;
-    while (log < LARGEST_LOG && (uint64_t{1} << log) < uint64_t{table->count} * 4)
+    while (log < LARGEST_LOG && (uint64_t{1} << log) <= uint64_t{count} * 2)
         ++log;
-    auto *index = static_cast<HashIndex *>(xmalloc_must(sizeof(HashIndex)));
     index->mask = (uint32_t{1} << log) - 1;
     index->shift = 32 - log;
     index->slots = static_cast<HashSlot *>(xmalloc_must((uint64_t{1} << log) * sizeof(HashSlot)));
-    index->ends =
-        static_cast<HashEntry ***>(xmalloc_must(uint64_t{table->size} * sizeof(HashEntry **)));
-    return index;
 }
 
 static void build(HashTable *table)
 {
-    HashIndex *index = new_index(table);
+    auto *index = static_cast<HashIndex *>(xmalloc_must(sizeof(HashIndex)));
+    new_slots(index, table->count);
+    index->ends =
+        static_cast<HashEntry ***>(xmalloc_must(uint64_t{table->size} * sizeof(HashEntry **)));
     for (uint32_t i = 0; i < table->size; ++i) {
         HashEntry **link = &table->buckets[i];
         for (; *link != nullptr; link = &(*link)->next)
-            place_entry(index, *link);
+            place_entry(index, {*link, (*link)->hash});
         index->ends[i] = link;
     }
     table->index = index;
 }
 
-static bool is_half_full(const HashTable *table)
+// Moves the entries to more slots, without visiting them.
+static void enlarge(HashIndex *index, uint32_t count)
 {
-    return table->count > table->index->mask / 2;
+    HashSlot *old = index->slots;
+    const uint32_t last = index->mask;
+    new_slots(index, count);
+    for (uint32_t at = 0; at <= last; ++at) {
+        if (old[at].entry != nullptr)
+            place_entry(index, old[at]);
+    }
+    std::free(old);
 }
 
 void hash_indexDrop(HashTable *table)
@@ -78,11 +87,12 @@ void hash_indexDrop(HashTable *table)
 
 void hash_indexGrow(HashTable *table)
 {
-    if (table->index != nullptr && !is_half_full(table))
-        return;
-    hash_indexDrop(table);
-    if (table->count < uint32_t{1} << (LARGEST_LOG - 1))
+    if (table->count > LARGEST_COUNT)
+        hash_indexDrop(table);
+    else if (table->index == nullptr)
         build(table);
+    else if (table->count > table->index->mask / 4 * 3)
+        enlarge(table->index, table->count);
 }
 
 HashPlace hash_indexLocate(const HashTable *table, const void *key, uint32_t hash)
@@ -99,7 +109,7 @@ HashPlace hash_indexLocate(const HashTable *table, const void *key, uint32_t has
 
 void hash_indexAdd(HashTable *table, HashEntry *entry)
 {
-    place_entry(table->index, entry);
+    place_entry(table->index, {entry, entry->hash});
     table->index->ends[entry->hash % table->size] = &entry->next;
 }
 

@@ -30,7 +30,7 @@ void hash_insertAt(HashTable *table, HashPlace place, const void *key, const voi
 // keep the order of visiting. A recorded table has none: its records count the entries that an
 // insert passes.
 
-// Builds the table's index, or a larger one when it is half full. For a table without a record.
+// Builds the table's index, or enlarges it when it has become full. For a table without a record.
 void hash_indexGrow(HashTable *table);
 
 // Frees the index, if there is one.

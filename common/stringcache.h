@@ -69,9 +69,9 @@ const char *cache_trim(const char *text);
 const char *cache_trimLineEnd(const char *text);
 const char *cache_separators(const char *text, char separator);
 
-// `name` with the text behind its last "." replaced by `suffix`; with ".suffix" added (a suffix that
-// begins with "." keeps one dot); and without the text from its last "." on, unless a "/" follows
-// that dot.
+// `name` with the text behind its last "." replaced by `suffix`; with ".suffix" added (a suffix
+// that begins with "." keeps one dot); and without the text from its last "." on, unless a "/"
+// follows that dot.
 const char *cache_replaceSuffix(const char *name, const char *suffix);
 const char *cache_addSuffix(const char *name, const char *suffix);
 const char *cache_stripSuffix(const char *name);
