@@ -722,7 +722,7 @@ TEST_F(FileUtils, GetStringReadsUpToTheTerminator)
 {
     EXPECT_EQ(stringOf(std::string("one\0two", 7)), "one");
     EXPECT_EQ(stringOf(std::string(1, '\0')), "");
-    for (size_t length : {63, 64, 65, 127, 128, 5000, 65535}) {
+    for (size_t length : {63u, 64u, 65u, 127u, 128u, 5000u, 65535u}) {
         const std::string text(length, 'x');
         EXPECT_EQ(stringOf(text + '\0'), text);
         EXPECT_EQ(stringOf(text), "(null)") << length;

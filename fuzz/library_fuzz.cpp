@@ -1,0 +1,18 @@
+// Reads the bytes as a library.
+#include "common/fileutils.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    if (size == 0)
+        return 0;
+    FILE *stream = fmemopen(const_cast<uint8_t *>(data), size, "rb");
+    const int found = fileid_is_library_fp(stream);
+    fclose(stream);
+    if (found < 0 || found > 3)
+        abort();
+    return 0;
+}
