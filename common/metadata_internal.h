@@ -16,6 +16,8 @@ consteval uint64_t metadata_magic(const char (&text)[9])
     return magic;
 }
 
+// The magics of the sections, as docs/metadata-format.md lists them; the test
+// MetadataFormat.LayoutIsPinned holds both to the bytes.
 inline constexpr uint64_t METADATA_MAGIC_HEADER = metadata_magic("!QZMMETA");
 inline constexpr uint64_t METADATA_MAGIC_GENERAL = metadata_magic("GENATTRS");
 inline constexpr uint64_t METADATA_MAGIC_PRINTF = metadata_magic("PRFATTRS");
