@@ -3,6 +3,13 @@
 
 #include <filesystem>
 
+// Under a sanitizer the program needs more of everything.
+#ifdef __SANITIZE_ADDRESS__
+static const long MEMORY_FACTOR = 10;
+#else
+static const long MEMORY_FACTOR = 1;
+#endif
+
 class ResponseFileTest : public SuiteTest {
   protected:
     // The lines of the command file between the device's option and the final ones.
@@ -23,6 +30,7 @@ class ResponseFileTest : public SuiteTest {
         EXPECT_EQ(result.out, "");
         EXPECT_FALSE(child().ran);
         EXPECT_LT(result.seconds, 5);
+        EXPECT_LT(result.peakKilobytes, MEMORY_FACTOR * 64 * 1024);
     }
 };
 
@@ -56,7 +64,7 @@ TEST_F(ResponseFileTest, MayBeNamedTwiceSideBySide)
 TEST_F(ResponseFileTest, NestsToOneHundredLevels)
 {
     for (int level = 1; level < 100; level++)
-        write("n" + std::to_string(level), "@n" + std::to_string(level + 1));
+        write(numbered("n", level), numbered("@n", level + 1));
     write("n100", "-Wall");
     RunResult result = run({"-mcpu=elmbig1", "@n1"});
     EXPECT_EQ(result.err, "");
@@ -66,7 +74,7 @@ TEST_F(ResponseFileTest, NestsToOneHundredLevels)
 TEST_F(ResponseFileTest, ThatNestsDeeperThanOneHundredLevelsIsRefused)
 {
     for (int level = 1; level <= 101; level++)
-        write("n" + std::to_string(level), "@n" + std::to_string(level + 1));
+        write(numbered("n", level), numbered("@n", level + 1));
     write("n102", "-Wall");
     expectRefused(run({"-mcpu=elmbig1", "@n1"}, {.endsEarly = true}), "n10");
 }
@@ -126,10 +134,11 @@ TEST_F(ResponseFileTest, ManyArgumentsAreTakenInOrderAndInTime)
     std::string lines;
     int count = traced() ? 10'000 : 100'000;
     for (int i = 0; i < count; i++)
-        lines += (i % 2 == 0 ? "-DNAME" : "-Iinclude/dir") + std::to_string(i) + "\n";
+        lines += numbered(i % 2 == 0 ? "-DNAME" : "-Iinclude/dir", i) + "\n";
     write("many.rsp", lines);
     RunResult result = run({"-mcpu=elmbig1", "@many.rsp"});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(argumentsGiven(), lines);
     EXPECT_LT(result.seconds, 30);
+    EXPECT_LT(result.peakKilobytes, MEMORY_FACTOR * 256 * 1024);
 }

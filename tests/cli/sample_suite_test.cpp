@@ -78,7 +78,7 @@ TEST_F(SampleSuiteTest, AParallelBuildOf200FilesLeavesNothingBehind)
 {
     std::string makefile = "all:";
     for (int i = 0; i < 200; i++) {
-        std::string name = "f" + std::to_string(i);
+        std::string name = numbered("f", i);
         write(name + ".c", "int " + name + "(int a) { return a + " + std::to_string(i) + "; }\n");
         makefile += " " + name + ".o";
     }
@@ -89,7 +89,7 @@ TEST_F(SampleSuiteTest, AParallelBuildOf200FilesLeavesNothingBehind)
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.leftBehind, std::vector<std::string>{});
     for (int i = 0; i < 200; i++)
-        EXPECT_TRUE(isElf("f" + std::to_string(i) + ".o")) << i;
+        EXPECT_TRUE(isElf(numbered("f", i) + ".o")) << i;
 }
 
 // The sample's own reader of command files.

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <signal.h>
 #include <sstream>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -33,6 +34,11 @@ void copyProgram(const std::string &from, const std::string &to)
 {
     fs::create_directories(fs::path(to).parent_path());
     fs::copy_file(from, to, fs::copy_options::overwrite_existing);
+}
+
+std::string numbered(const std::string &front, int number)
+{
+    return front + std::to_string(number);
 }
 
 std::string replaceAll(std::string text, const std::string &what, const std::string &by)
@@ -169,7 +175,8 @@ static void waitForEnd(pid_t pid, const std::string &ready, const RunOptions &op
     auto start = std::chrono::steady_clock::now();
     bool told = !options.whileRunning;
     int status = 0;
-    while (waitpid(pid, &status, WNOHANG) == 0) {
+    struct rusage usage = {};
+    while (wait4(pid, &status, WNOHANG, &usage) == 0) {
         if (!told && fileExists(ready)) {
             told = true;
             options.whileRunning(pid);
@@ -181,6 +188,7 @@ static void waitForEnd(pid_t pid, const std::string &ready, const RunOptions &op
         usleep(500);
     }
     result.seconds = secondsSince(start);
+    result.peakKilobytes = usage.ru_maxrss;
     kill(-pid, SIGKILL); // a child that outlived the program
     if (WIFEXITED(status))
         result.status = WEXITSTATUS(status);

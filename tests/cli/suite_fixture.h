@@ -53,6 +53,7 @@ struct RunResult {
     int signal = 0;                           // that killed it
     bool timedOut = false;                    //
     double seconds = 0;                       // of wall time
+    long peakKilobytes = 0;                   // of memory, of the program or its child
     std::string out;                          // standard output
     std::string err;                          // standard error
     std::vector<std::string> leftBehind = {}; // names in the run's /tmp at its end
@@ -103,6 +104,7 @@ class SuiteTest : public ::testing::Test {
 std::string readFile(const std::string &path);
 bool fileExists(const std::string &path);
 void copyProgram(const std::string &from, const std::string &to);
+std::string numbered(const std::string &front, int number); // the two joined
 std::string replaceAll(std::string text, const std::string &what, const std::string &by);
 
 #endif
