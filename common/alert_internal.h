@@ -52,10 +52,10 @@ void alert_tableDestroy(AlertTable *table);
 // Fills `record` with kind, level and text of its number, or leaves it and answers 0 when the table
 // has none. The text belongs to the table; its conversions are those of the built-in text of that
 // number.
-int alert_tableFind(const AlertTable *table, AlertRecord *record);
+int alert_tableFind(AlertTable *table, AlertRecord *record);
 
 // The kind of a number; ALERT_UNSET when the table has none of that number.
-uint32_t alert_tableKind(const AlertTable *table, uint32_t number);
+uint32_t alert_tableKind(AlertTable *table, uint32_t number);
 
 // The kind that a kind field says: its first character decides ("F", "E", "M" in either case, a
 // warning level). ALERT_UNSET when it says none. Stores the level of a warning, else 0.

@@ -62,7 +62,7 @@ static constexpr FormatSource FORMAT_SOURCES[ALERT_FORMAT_COUNT] = {
 
 void alert_chooseFormat(AlertFormat which, const char *text)
 {
-    TRACE_ENTER("which=%u, text=\"%s\"", which, text);
+    TRACE_ENTER("which=%u, text=\"%s\"", which, text != nullptr ? text : "(null)");
     const FormatSource *source = &FORMAT_SOURCES[which];
     // Remembering a text can itself raise a message, which then needs a format.
     gAlertSettings.formats[which] = source->text;

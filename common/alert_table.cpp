@@ -8,36 +8,26 @@
 #include "common/memory.h"
 #include "common/osdep.h"
 #include "common/qzdebug.h"
-#include "common/vector.h"
 
 // Reading a catalogue is most of what a run spends that shows one warning. So a line is looked at
-// once, nothing is allocated for it but a slot of a block, and its text stays where it was read
-// until somebody asks for it.
+// once, nothing is allocated for it, and its text stays where it was read until somebody asks.
 
-// A message of a table.
+// A message of a table; all zero when there is none of its number.
 struct Entry {
     const char *text;    // as read; once `checked` is set it is safe to format
-    const char *builtin; // the built-in text of the number, or null
-    int32_t level;       // of a warning, else 0
+    const char *builtin; // the kind field and text of the built-in message of the number, or null
+    int8_t level;        // of a warning, else 0
     uint8_t kind;        // AlertKind
     bool fromFile;       // not from the built-in catalogue
-    bool checked;
-    bool ownsText; // the text is an allocation of its own
+    bool checked;        // the text has been compared with the built-in one
+    bool ownsText;       // the text is an allocation of its own
 };
-
-struct EntryBlock {
-    EntryBlock *next;
-    uint32_t used;
-    Entry entries[128];
-};
-
-static constexpr uint32_t BLOCK_ENTRIES = sizeof(EntryBlock::entries) / sizeof(Entry);
 
 struct AlertTable {
-    Vector *entries;    // Entry or null, by number
-    EntryBlock *blocks; // where the entries live; the newest first
-    char *fileText;     // what the texts point into, or null
-    char *builtinText;  //
+    char *fileText;                      // what the file's texts point into, or null
+    char *builtinText;                   // the same of the built-in catalogue
+    bool complete;                       // the built-in messages have been added
+    Entry entries[ALERT_MAX_NUMBER + 1]; // by number
 };
 
 // One pass over the lines of a file.
@@ -125,36 +115,26 @@ static uint32_t level_of(const char *field, int32_t *level)
     return ALERT_WARNING;
 }
 
-uint32_t alert_kindOf(const char *field, int32_t *level)
+static uint32_t kind_of(const char *field, int32_t *level)
 {
     *level = 0;
-    switch (*field) {
-    case 'F':
-    case 'f':
-        return ALERT_FATAL;
-    case 'E':
-    case 'e':
+    const char letter = static_cast<char>(*field | 0x20); // in lower case, should it be one
+    if (letter == 'e')
         return ALERT_ERROR;
-    case 'M':
-    case 'm':
+    if (letter == 'f')
+        return ALERT_FATAL;
+    if (letter == 'm')
         return ALERT_MESSAGE;
-    default:
-        return level_of(field, level);
-    }
+    return level_of(field, level);
+}
+
+uint32_t alert_kindOf(const char *field, int32_t *level)
+{
+    TRACE_ENTER("field=\"%s\"", field);
+    return TRACE_RETURN("%u", kind_of(field, level));
 }
 
 // ---- Lines ------------------------------------------------------------------------------------
-
-static Entry *new_entry(AlertTable *table)
-{
-    EntryBlock *block = table->blocks;
-    if (block == nullptr || block->used == BLOCK_ENTRIES) {
-        block = static_cast<EntryBlock *>(xmalloc_must(sizeof(EntryBlock)));
-        block->next = table->blocks;
-        table->blocks = block;
-    }
-    return &block->entries[block->used++];
-}
 
 [[gnu::cold, gnu::noinline]] static void report_malformed(Reader *reader)
 {
@@ -191,19 +171,25 @@ static const char *text_behind(const char *kind)
     return kind;
 }
 
-static void store(const Reader *reader, uint32_t number, Entry *entry, uint32_t kind, int32_t level,
-                  const char *text)
+static void drop_text(Entry *entry)
 {
-    if (entry == nullptr) {
-        entry = new_entry(reader->table);
-        vec_setAt(reader->table->entries, entry, number);
-    } else if (entry->ownsText) {
+    if (entry->ownsText)
         std::free(const_cast<char *>(entry->text));
-    }
+    entry->ownsText = false;
+}
+
+static void store(const Reader *reader, Entry *entry, const char *kindField, const char *text,
+                  uint32_t kind, int32_t level)
+{
+    drop_text(entry);
     const bool fromFile = reader->fromFile;
-    const char *kept = reader->copyTexts ? xstrcat(text, "") : text;
-    *entry = {kept,      fromFile ? nullptr : kept, level, static_cast<uint8_t>(kind), fromFile,
-              !fromFile, reader->copyTexts};
+    entry->text = reader->copyTexts ? xstrcat(text, "") : text;
+    entry->builtin = fromFile ? nullptr : kindField;
+    entry->level = static_cast<int8_t>(level);
+    entry->kind = static_cast<uint8_t>(kind);
+    entry->fromFile = fromFile;
+    entry->checked = !fromFile;
+    entry->ownsText = reader->copyTexts;
 }
 
 // Takes the line `text`, which a zero ends.
@@ -213,19 +199,19 @@ static void parse_line(Reader *reader, const char *text)
     const uint32_t number = number_of(text, &kindField);
     if (number == 0)
         return report_malformed(reader);
-    const char *message = text_behind(kindField);
-    Entry *entry = static_cast<Entry *>(vec_elementAt(reader->table->entries, number));
-    if (!reader->fromFile && entry != nullptr && entry->fromFile) {
-        entry->builtin = message;
+    Entry *entry = &reader->table->entries[number];
+    if (!reader->fromFile && entry->fromFile) {
+        entry->builtin = kindField;
         return;
     }
+    const char *message = text_behind(kindField);
     if (*message == '\0')
         return report_malformed(reader);
     int32_t level;
-    const uint32_t kind = alert_kindOf(kindField, &level);
+    const uint32_t kind = kind_of(kindField, &level);
     if (kind == ALERT_UNSET)
         report_malformed(reader);
-    store(reader, number, entry, kind, level, message);
+    store(reader, entry, kindField, message, kind, level);
 }
 
 // Takes the line from `start` to `end`, where a character can be overwritten.
@@ -290,8 +276,17 @@ static size_t take_part(Reader *reader, char *buffer, char *end)
     return held;
 }
 
-// Reads the stream through `buffer`, which holds size + 1 characters. 0 when reading fails.
-static int read_stream(Reader *reader, FILE *stream, char *buffer, size_t size)
+static bool is_builtin(const char *text, size_t length)
+{
+    return length == alertBuiltinTextSize && std::memcmp(text, alertBuiltinText, length) == 0;
+}
+
+enum ReadResult { READ_FAILED, READ_FILE, READ_BUILTIN };
+
+// Reads the stream through `buffer`, which holds size + 1 characters. The built-in catalogue, which
+// an installed file most often is, is left as it is: it may not be wanted, and has nothing to
+// report.
+static ReadResult read_stream(Reader *reader, FILE *stream, char *buffer, size_t size)
 {
     TRACE_ENTER("name=\"%s\"", reader->name);
     size_t held = 0;
@@ -299,28 +294,40 @@ static int read_stream(Reader *reader, FILE *stream, char *buffer, size_t size)
         const size_t got = std::fread(buffer + held, 1, size - held, stream);
         total += got;
         if (std::ferror(stream) != 0)
-            return TRACE_RETURN("%d", 0);
+            return TRACE_RETURN("%d", READ_FAILED);
         char *end = buffer + held + got;
         if (got < size - held || total > ALERT_MAX_FILE || is_hopeless(reader)) {
+            if (!reader->copyTexts && is_builtin(buffer, got))
+                return TRACE_RETURN("%d", READ_BUILTIN);
             take_all_lines(reader, buffer, end);
-            return TRACE_RETURN("%d", 1);
+            return TRACE_RETURN("%d", READ_FILE);
         }
         reader->copyTexts = true;
         held = take_part(reader, buffer, end);
     }
 }
 
+// A buffer that is filled at once needs no zeroes.
+static char *new_buffer(size_t size)
+{
+    void *buffer = std::malloc(size);
+    return static_cast<char *>(buffer != nullptr ? buffer : xmalloc_must(size));
+}
+
+// 0 when reading fails.
 static int read_file(AlertTable *table, FILE *stream, const char *name, uint32_t size)
 {
     TRACE_ENTER("name=\"%s\"", name);
     Reader reader = {table, name, 0, 0, true, false, false};
-    char *buffer = static_cast<char *>(xmalloc_must(uint64_t{size} + 1));
-    const int done = read_stream(&reader, stream, buffer, size);
+    char *buffer = new_buffer(size_t{size} + 1);
+    const ReadResult result = read_stream(&reader, stream, buffer, size);
     if (reader.copyTexts)
         std::free(buffer);
+    else if (result == READ_BUILTIN)
+        table->builtinText = buffer;
     else
         table->fileText = buffer;
-    return TRACE_RETURN("%d", done);
+    return TRACE_RETURN("%d", result != READ_FAILED);
 }
 
 // ---- The built-in catalogue -------------------------------------------------------------------
@@ -364,44 +371,46 @@ static int read_builtin(const char *path, char *text)
         return TRACE_RETURN("%d", 0);
     const size_t got = std::fread(text, 1, alertBuiltinTextSize, file);
     std::fclose(file);
-    return TRACE_RETURN("%d", got == alertBuiltinTextSize);
+    return TRACE_RETURN("%d", is_builtin(text, got));
 }
 
-// Fills the numbers that the table lacks. Without its file the catalogue is taken from where it is.
-static void add_builtin(AlertTable *table)
+// The catalogue in a buffer of its own. What is not in its file as it was written is taken from the
+// program: the built-in texts are what others are checked against.
+static char *builtin_text()
 {
     TRACE_ENTER();
     const char *path = builtin_path();
-    table->builtinText = static_cast<char *>(xmalloc_must(alertBuiltinTextSize + 1));
-    if (!read_builtin(path, table->builtinText))
-        std::memcpy(table->builtinText, alertBuiltinText, alertBuiltinTextSize);
-    Reader reader = {table, path != nullptr ? path : ALERT_FILE_NAME, 0, 0, false, false, false};
+    char *text = new_buffer(alertBuiltinTextSize + 1);
+    if (!read_builtin(path, text))
+        std::memcpy(text, alertBuiltinText, alertBuiltinTextSize);
+    return TRACE_RETURN("%p", text);
+}
+
+// Fills the numbers that the table lacks, when a number is first asked for.
+static void complete(AlertTable *table)
+{
+    TRACE_ENTER();
+    table->complete = true;
+    if (table->builtinText == nullptr)
+        table->builtinText = builtin_text();
+    Reader reader = {table, ALERT_FILE_NAME, 0, 0, false, false, false};
     take_all_lines(&reader, table->builtinText, table->builtinText + alertBuiltinTextSize);
     TRACE_LEAVE();
 }
 
 // ---- Tables -----------------------------------------------------------------------------------
 
+// So large that it comes zeroed from the system, page by page as it is used.
 static AlertTable *new_table()
 {
-    AlertTable *table = static_cast<AlertTable *>(xmalloc_must(sizeof(AlertTable)));
-    table->entries = vec_new_size(ALERT_MAX_NUMBER + 1, MODULE, __LINE__);
-    return table;
+    return static_cast<AlertTable *>(xmalloc_must(sizeof(AlertTable)));
 }
 
 void alert_tableDestroy(AlertTable *table)
 {
     TRACE_ENTER("table=%p", static_cast<void *>(table));
-    while (table->blocks != nullptr) {
-        EntryBlock *block = table->blocks;
-        table->blocks = block->next;
-        for (uint32_t i = 0; i < block->used; ++i) {
-            if (block->entries[i].ownsText)
-                std::free(const_cast<char *>(block->entries[i].text));
-        }
-        std::free(block);
-    }
-    vec_destroy(table->entries);
+    for (Entry &entry : table->entries)
+        drop_text(&entry);
     std::free(table->fileText);
     std::free(table->builtinText);
     std::free(table);
@@ -415,17 +424,8 @@ AlertTable *alert_tableRead(FILE *stream, const char *name, uint32_t readSize)
     AlertTable *table = new_table();
     if (!read_file(table, stream, name, readSize)) {
         alert_tableDestroy(table);
-        return TRACE_RETURN("%p", static_cast<AlertTable *>(nullptr));
+        table = nullptr;
     }
-    add_builtin(table);
-    return TRACE_RETURN("%p", table);
-}
-
-static AlertTable *builtin_table()
-{
-    TRACE_ENTER();
-    AlertTable *table = new_table();
-    add_builtin(table);
     return TRACE_RETURN("%p", table);
 }
 
@@ -433,7 +433,7 @@ AlertTable *alert_tableLoad(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
     if (path == nullptr)
-        return TRACE_RETURN("%p", builtin_table());
+        return TRACE_RETURN("%p", new_table());
     FILE *stream = std::fopen(path, "rb");
     if (stream == nullptr)
         return TRACE_RETURN("%p", static_cast<AlertTable *>(nullptr));
@@ -447,28 +447,34 @@ static const char *checked_text(Entry *entry)
 {
     if (entry->checked)
         return entry->text;
-    const char *builtin = entry->builtin;
-    const char *fallback = builtin != nullptr ? builtin : ALERT_NO_DESCRIPTION;
+    const char *builtin = entry->builtin != nullptr ? text_behind(entry->builtin) : nullptr;
     if (!alert_sameConversions(entry->text, builtin != nullptr ? builtin : "")) {
-        if (entry->ownsText)
-            std::free(const_cast<char *>(entry->text));
-        entry->ownsText = false;
-        entry->text = fallback;
+        drop_text(entry);
+        entry->text = builtin != nullptr ? builtin : ALERT_NO_DESCRIPTION;
     }
     entry->checked = true;
     return entry->text;
 }
 
-uint32_t alert_tableKind(const AlertTable *table, uint32_t number)
+// The message of a number, or null.
+static Entry *entry_of(AlertTable *table, uint32_t number)
 {
-    const Entry *entry = static_cast<const Entry *>(vec_elementAt(table->entries, number));
+    if (!table->complete)
+        complete(table);
+    const bool known = number <= ALERT_MAX_NUMBER && table->entries[number].text != nullptr;
+    return known ? &table->entries[number] : nullptr;
+}
+
+uint32_t alert_tableKind(AlertTable *table, uint32_t number)
+{
+    const Entry *entry = entry_of(table, number);
     return entry != nullptr ? entry->kind : uint32_t{ALERT_UNSET};
 }
 
-int alert_tableFind(const AlertTable *table, AlertRecord *record)
+int alert_tableFind(AlertTable *table, AlertRecord *record)
 {
     TRACE_ENTER("number=%u", record->number);
-    Entry *entry = static_cast<Entry *>(vec_elementAt(table->entries, record->number));
+    Entry *entry = entry_of(table, record->number);
     if (entry == nullptr)
         return TRACE_RETURN("%d", 0);
     record->kind = entry->kind;

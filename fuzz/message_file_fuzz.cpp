@@ -28,15 +28,14 @@ static AlertTable *readAll(const uint8_t *data, size_t size, uint32_t readSize)
     return table;
 }
 
-static AlertRecord find(const AlertTable *table, uint32_t number)
+static AlertRecord find(AlertTable *table, uint32_t number)
 {
     AlertRecord record = {ALERT_UNSET, number, ALERT_NO_DESCRIPTION, 0};
     alert_tableFind(table, &record);
     return record;
 }
 
-static void checkNumber(const AlertTable *whole, const AlertTable *parts, const AlertTable *builtin,
-                        uint32_t number)
+static void checkNumber(AlertTable *whole, AlertTable *parts, AlertTable *builtin, uint32_t number)
 {
     const AlertRecord a = find(whole, number);
     const AlertRecord b = find(parts, number);

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "common/alert_internal.h"
+#include "common/exitpath.h"
 #include "common/osdep.h"
 #include "common/qzinstdir.h"
 #include "tests/common/alert_fixture.h"
@@ -462,6 +463,21 @@ TEST_F(AlertFileSearch, AFileThatCannotBeReadGivesNoDescriptionsUntilTheReload)
                           "available\nCould not open message file en_msgs.txt\n\n"}));
 }
 
+TEST_F(AlertFileSearch, AFileWithoutReadPermissionEndsTheReload)
+{
+    writeFile(scratch / "en_msgs.txt", "9999 M secret\n");
+    std::filesystem::permissions(scratch, std::filesystem::perms(0755));
+    std::filesystem::permissions(scratch / "en_msgs.txt", std::filesystem::perms::none);
+    EXPECT_EQ(run([] {
+                  // A changed user cannot be examined for leaks, so it leaves at once.
+                  exitpath_setRoutine([](int status) { _exit(status); });
+                  if (geteuid() == 0 && seteuid(65534) != 0)
+                      _exit(97);
+                  alert_reload();
+              }),
+              (Outcome{1, "Could not open message file en_msgs.txt\n\n"}));
+}
+
 TEST_F(AlertFileSearch, AReloadLoadsTheFileThatIsThereNow)
 {
     EXPECT_EQ(run([] {
@@ -531,7 +547,6 @@ TEST_F(AlertFile, TheBuiltInCatalogueIsWrittenToOneTemporaryFileThatIsRemoved)
                   alert_reload();
                   std::ofstream out(names);
                   for (const std::string &name : temporaryFiles()) {
-                      std::error_code ignored;
                       if (!before.contains(name) && readFile(name) == alertBuiltinText)
                           out << name << "\n";
                   }
@@ -541,6 +556,58 @@ TEST_F(AlertFile, TheBuiltInCatalogueIsWrittenToOneTemporaryFileThatIsRemoved)
     std::string name;
     EXPECT_TRUE(std::getline(written, name));
     EXPECT_FALSE(std::filesystem::exists(name)) << name;
+}
+
+TEST_F(AlertFile, AnInstalledCopyOfTheCatalogueNeedsNoTemporaryFile)
+{
+    writeFile(scratch / "en_msgs.txt", std::string(alertBuiltinText, alertBuiltinTextSize));
+    EXPECT_EQ(run([] {
+                  const std::set<std::string> before = temporaryFiles();
+                  alert_reload();
+                  sayText(917);
+                  sayText(9999);
+                  alert_raiseNumber(2044, "-x");
+                  for (const std::string &name : temporaryFiles()) {
+                      if (!before.contains(name) && readFile(name) == alertBuiltinText)
+                          std::fprintf(stderr, "%s\n", name.c_str());
+                  }
+              }),
+              (Outcome{0, "argument too long\n"
+                          "An error, warning or message was generated, but no description is "
+                          "available\n(2044) unrecognized option \"-x\" (warning)\n"}));
+}
+
+TEST_F(AlertFile, NothingIsWrittenBeforeANumberIsAskedFor)
+{
+    EXPECT_EQ(run([] {
+                  struct rlimit limit;
+                  getrlimit(RLIMIT_FSIZE, &limit);
+                  const struct rlimit none = {0, limit.rlim_max};
+                  setrlimit(RLIMIT_FSIZE, &none); // a write would be a signal
+                  alert_reload();
+                  setrlimit(RLIMIT_FSIZE, &limit);
+                  sayText(917);
+              }),
+              (Outcome{0, "argument too long\n"}));
+}
+
+TEST_F(AlertFile, ATemporaryFileThatWasChangedIsNotBelieved)
+{
+    writeFile(scratch / "m", "9999 M one\n");
+    EXPECT_EQ(run([] {
+                  const std::set<std::string> before = temporaryFiles();
+                  sayText(917);
+                  for (const std::string &name : temporaryFiles()) {
+                      if (!before.contains(name) && readFile(name) == alertBuiltinText) {
+                          std::string changed = alertBuiltinText;
+                          changed.replace(changed.find("too long"), 8, "%n%n%n%n");
+                          writeFile(name, changed);
+                      }
+                  }
+                  alert_loadFile("m");
+                  sayText(917);
+              }),
+              (Outcome{0, "argument too long\nargument too long\n"}));
 }
 
 TEST_F(AlertFile, WithoutASpareDescriptorForItTheCatalogueIsTakenFromTheProgram)
@@ -567,7 +634,8 @@ TEST_F(AlertFile, OnAFullDiskTheCatalogueIsTakenFromTheProgramAndNothingIsLeft)
                   alert_raiseNumber(917);
                   std::ofstream out(names);
                   for (const std::string &name : temporaryFiles()) {
-                      if (!before.contains(name) && std::filesystem::file_size(name) == 4096)
+                      std::error_code gone; // another program's, perhaps
+                      if (!before.contains(name) && std::filesystem::file_size(name, gone) == 4096)
                           out << name << "\n";
                   }
               }),
