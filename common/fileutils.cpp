@@ -299,7 +299,7 @@ enum : uint32_t { STRING_FIRST_SIZE = 64, STRING_LIMIT = 65535 };
 static char *largerBuffer(char *buffer, uint32_t size)
 {
     TRACE_ENTER("buffer=%p, size=%u", static_cast<void *>(buffer), size);
-    char *larger = static_cast<char *>(malloc(2 * size));
+    char *larger = static_cast<char *>(malloc(size_t{2} * size));
     if (larger == nullptr) {
         TRACE("could not allocate %d bytes", static_cast<int>(2 * size));
     } else {

@@ -268,13 +268,13 @@ static uint32_t readLevel(Metadata *metadata, FILE *in)
         return TRACE_RETURN("%u", METADATA_LEVEL_LIST);
     if (level.id == 0)
         return TRACE_RETURN("%u", METADATA_OK);
-    uint32_t code = METADATA_OK;
-    if (!readLevelFields(metadata, in, &level))
-        code = METADATA_LEVEL_LIST;
-    else if (level.mask == 0)
-        code = METADATA_BAD_MASK;
-    else if (metadata_keepLevel(metadata, &level) == nullptr)
-        code = METADATA_LEVEL_LIST;
+    uint32_t code = METADATA_LEVEL_LIST;
+    if (readLevelFields(metadata, in, &level)) {
+        if (level.mask == 0)
+            code = METADATA_BAD_MASK;
+        else if (metadata_keepLevel(metadata, &level) != nullptr)
+            code = METADATA_OK;
+    }
     if (code != METADATA_OK)
         vec_destroy(level.roots);
     return TRACE_RETURN("%u", code);
