@@ -504,10 +504,11 @@ TEST_F(PathTest, RemoveTreeCopesWithATreeDeeperThanDescriptorsAndPaths)
 {
     ASSERT_EQ(mkdir("tree", 0777), 0);
     ASSERT_EQ(chdir("tree"), 0);
-    for (int i = 0; i < 5000; ++i) {
-        ASSERT_EQ(mkdir("d", 0777), 0);
-        write_file("file", "x");
-        ASSERT_EQ(chdir("d"), 0);
+    for (int i = 0; i < 600; ++i) { // 5,400 characters
+        ASSERT_EQ(mkdir("deeper..", 0777), 0);
+        if (i % 100 == 0)
+            write_file("file", "x");
+        ASSERT_EQ(chdir("deeper.."), 0);
     }
     ASSERT_EQ(chdir(root_.c_str()), 0);
     rlimit before;
