@@ -95,7 +95,6 @@ static const char *rememberedFor(const OptionRecord *row, OptionFamily family)
 
 static void printFamily(const OptionRecord *row, const char *example, OptionFamily family)
 {
-    gOptionState = {};
     warning[0] = '\0';
     Vector *arguments = cache_split(example, " ");
     Vector *emitted = options_handler(arguments, family, nullptr, false, nullptr);
@@ -107,6 +106,10 @@ static void printFamily(const OptionRecord *row, const char *example, OptionFami
         printf(" `%s` |", cache_join(emitted, 0, "` `"));
     vec_destroy(emitted);
     vec_destroy(arguments);
+    // What this option is remembered for must not show in the next one's row.
+    vec_destroy(gOptionState.libraries);
+    vec_destroy(gOptionState.libraryDirectories);
+    gOptionState = {};
 }
 
 // "--help" would end this program, too.
