@@ -17,8 +17,8 @@ enum CommandFileMode : unsigned {
     COMMAND_FILE_NEVER = 2,  // on the command line
 };
 
-// Turns the argument vector (interned strings, in order) into the command to run, driver path first;
-// or null. It may end the process.
+// Turns the argument vector (interned strings, in order) into the command to run, driver path
+// first; or null. It may end the process.
 using CmdlineProcess = Vector *(*)(Vector *arguments);
 
 // Receives each raw argument before it is examined.
@@ -32,9 +32,9 @@ int cmdline_driver(int argc, char **argv, CmdlineProcess options_process, unsign
 
 // Takes in `argc` arguments: skips the first (the program's name, remembered on the first call),
 // drops empty ones, puts the arguments of response files ("@file", nested to any of 100 levels) in
-// their place, and removes the backslash before blanks, quotes and backslashes. Returns a new vector
-// of interned strings, the caller's to destroy. `perArgument` may be null. A response file that
-// names itself or nests too deep is a fatal error.
+// their place, and removes the backslash before blanks, quotes and backslashes. Returns a new
+// vector of interned strings, the caller's to destroy. `perArgument` may be null. A response file
+// that names itself or nests too deep is a fatal error.
 Vector *cmdline_args(int argc, char **argv, CmdlineVisitor perArgument);
 
 // Splits standard input into arguments: the whole of it, or one line. Entry 0 of the result is a
@@ -53,8 +53,9 @@ int cmdline_debugSeen();
 const char *cmdline_programName();
 
 // Runs `command` (driver path, arguments; not modified) and returns the child's exit status 0-255;
-// -1 when it was killed by a signal or could not be started; 1, with a message, for an empty command
-// or a command file that cannot be written. A non-zero `echo` shows the command on standard output.
+// -1 when it was killed by a signal or could not be started; 1, with a message, for an empty
+// command or a command file that cannot be written. A non-zero `echo` shows the command on standard
+// output.
 int cmdline_spawn(Vector *command, unsigned mode, int echo);
 
 #endif

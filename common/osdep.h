@@ -34,8 +34,8 @@ char *osdep_tempDir();
 // Keeps (non-zero) the temporary objects at the end of the run, or removes them (the default).
 void osdep_keepTempFiles(int keep);
 
-// Removes the registered objects (unless they are kept) and forgets them. Runs at exit; failures are
-// ignored. Does nothing in a process other than the one that created them.
+// Removes the registered objects (unless they are kept) and forgets them. Runs at exit; failures
+// are ignored. Does nothing in a process other than the one that created them.
 void osdep_removeTempFiles();
 
 // Removes a directory with all its contents. 0 on success; -1 when `path` is no directory or cannot
@@ -51,8 +51,8 @@ int osdep_removeTree(const char *path);
 int osdep_spawn(const char *program, char *const *argv);
 
 // Runs a command with its standard output and error captured and returns a stream to read them
-// from, or null: for an empty command, a program that does not exist, and a child killed by a signal
-// (after which descriptors 1 and 2 stay on the capture file, see osdep_restoreOutput()).
+// from, or null: for an empty command, a program that does not exist, and a child killed by a
+// signal (after which descriptors 1 and 2 stay on the capture file, see osdep_restoreOutput()).
 // `command` holds the program path, the arguments and a null entry; it is freed on every path.
 FILE *osdep_popen_vecCommand(Vector *command);
 
@@ -86,14 +86,14 @@ long osdep_processId();
 // ---- Host -------------------------------------------------------------------------------------
 
 enum OsFlag : uint32_t {
-    OSFLAG_WINDOWS = 0x10000,           // backslash separates paths, programs end in ".exe"
-    OSFLAG_POSIX = 0x80000,             //
-    OSFLAG_UNKNOWN = 0x100000,          // the system could not be identified
+    OSFLAG_WINDOWS = 0x10000,             // backslash separates paths, programs end in ".exe"
+    OSFLAG_POSIX = 0x80000,               //
+    OSFLAG_UNKNOWN = 0x100000,            // the system could not be identified
     OSFLAG_LONG_COMMAND_LINE = 0x1000000, // Windows: the newer command-line limit
 };
 
-// "SYSTEM RELEASE VERSION MACHINE" of the running kernel, or "??Error: ..."; and the flags. Computed
-// once; the text is not the caller's to free.
+// "SYSTEM RELEASE VERSION MACHINE" of the running kernel, or "??Error: ..."; and the flags.
+// Computed once; the text is not the caller's to free.
 const char *osdep_osInfo();
 uint32_t osdep_osFlags();
 
@@ -179,8 +179,8 @@ char32_t *osdep_wcslwr(char32_t *s);
 using OsdepCompare = int (*)(const void *a, const void *b);
 using OsdepSearchCompare = int (*)(const void *key, const void *element, size_t index);
 
-// Sorts `count` elements of `size` bytes in place; not stable. No order of the input takes quadratic
-// time or deep recursion. A null base with two or more elements is a broken contract.
+// Sorts `count` elements of `size` bytes in place; not stable. No order of the input takes
+// quadratic time or deep recursion. A null base with two or more elements is a broken contract.
 void osdep_qsort(void *vbase, size_t count, size_t size, OsdepCompare compare);
 
 // The matching element of a sorted array, or null.
@@ -190,8 +190,8 @@ void *osdep_bsearch(const void *key, const void *base, size_t count, size_t size
 // ---- Integers in a chosen byte order ----------------------------------------------------------
 //
 // A null stream or value is a broken contract. The little-endian and 8-bit readers and every writer
-// return the number of items moved (1 or 0). After a failed big-endian read the value is unspecified
-// and the stream's state tells.
+// return the number of items moved (1 or 0). After a failed big-endian read the value is
+// unspecified and the stream's state tells.
 
 size_t osdep_readU8(FILE *f, uint8_t *val);
 size_t osdep_readLEU16(FILE *f, uint16_t *val);
