@@ -147,16 +147,15 @@ static const char *locateDriver(const char *preferred, const char *name)
     if ((osdep_osFlags() & OSFLAG_WINDOWS) != 0)
         name = cache_concat(name, ".exe");
     const char *path = driverPath(preferred, name);
-    if (!osdep_fileExists(path)) {
-        TRACE("Could not locate driver in path: \"%s\"", path);
-        path = driverPath(qzinstdir(QZINSTDIR_BIN), name);
-    }
-    if (!osdep_fileExists(path)) {
-        TRACE("Also could not locate driver in path: \"%s\"", path);
-        alert_raiseNumber(2045, name);
-        exitpath_leave(1);
-    }
-    return TRACE_RETURN("\"%s\"", path);
+    if (osdep_fileExists(path))
+        return TRACE_RETURN("\"%s\"", path);
+    TRACE("Could not locate driver in path: \"%s\"", path);
+    path = driverPath(qzinstdir(QZINSTDIR_BIN), name);
+    if (osdep_fileExists(path))
+        return TRACE_RETURN("\"%s\"", path);
+    TRACE("Also could not locate driver in path: \"%s\"", path);
+    alert_raiseNumber(2045, name);
+    exitpath_leave(1);
 }
 
 static Vector *elmCommand(Vector *arguments)
