@@ -1,0 +1,26 @@
+// The host's C compiler, "cc" of the search path, at work for the legacy sample programs.
+#ifndef SAMPLE_HOST_COMPILER_H
+#define SAMPLE_HOST_COMPILER_H
+
+#include "sample/orb_module.h"
+#include "sample/report.h"
+
+// Runs "cc" with the arguments and shows its messages through `report`; what does not look like a
+// message of a compiler is passed on as it stands. Its standard output goes to `output`, or, when
+// that is null, where this program's goes. 1 when it ended with status 0; otherwise 0, and an error
+// has been reported.
+int host_run(const Strings *arguments, const char *output, Report *report);
+
+// Shows what a compiler wrote to standard error, as host_run() does.
+void host_report(const char *messages, Report *report);
+
+// Ends the program by the signal that asked it to stop while a compiler ran, if one did. Temporary
+// files are removed first.
+void host_stopIfAsked();
+
+// Reads the relocatable file that the host's compiler made: its code and data as sections, its
+// global names, each with the "_" in front that C names have on the device, as symbols. What is to
+// be relocated stays as it is. 0 when the file is none that this program understands.
+int host_readObject(const Buffer *file, OrbModule *module);
+
+#endif

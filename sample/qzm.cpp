@@ -1,0 +1,282 @@
+// qzm of the sample installation: the legacy driver of the ORB devices.
+//
+// It preprocesses and checks C sources with the host's C compiler, assembles, and links what became
+// of them into an Intel HEX file. See README.md for what is real about the result.
+#include "sample/files.h"
+#include "sample/host_compiler.h"
+#include "sample/orb_linker.h"
+#include "sample/qzm_compile.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
+static const char VERSION[] = "QZM sample C compiler driver V2.32\n";
+
+static const char BUILTINS[] = "__builtin_nop\n__builtin_disable_interrupts\n"
+                               "__builtin_enable_interrupts\n__builtin_reset\n__builtin_sleep\n";
+
+static void write_output(const QzmJob *job, const char *path, const Buffer *content)
+{
+    if (!file_write(path, content))
+        report_error(job->report, {}, 105, "could not write file \"%s\": %s", path,
+                     strerror(errno));
+}
+
+static void write_module(const QzmJob *job, const char *path, const OrbModule *module)
+{
+    Buffer file = {};
+    if (orbmodule_write(module, &file))
+        write_output(job, path, &file);
+    else
+        report_error(job->report, {module->file, 0, 0}, 1620,
+                     "object file \"%s\" would have a record that is too long", path);
+}
+
+static int is_only(const QzmJob *job)
+{
+    const QzmOptions *options = job->options;
+    return options->compileOnly || options->pass1 || options->assemblyOnly;
+}
+
+// Translates one source and, when nothing is linked, leaves the result. Null when there is no
+// module to link.
+static OrbModule *translate(const QzmJob *job, const char *source, int isAlone)
+{
+    int isC = qzm_inputKind(source) == INPUT_C;
+    int keep = is_only(job) || job->options->keepTemporary;
+    const char *target = qzm_objectPath(job, source, isC ? "p1" : "o", is_only(job) && isAlone);
+    if (job->options->preprocess) {
+        qzm_preprocess(job, source);
+        return nullptr;
+    }
+    if (qzm_wantsOnlyDependencies(job)) {
+        qzm_writeDependencies(job, source, target);
+        return nullptr;
+    }
+    if (job->options->assemblyOnly && isC) {
+        qzm_compileToAssembly(job, source);
+        return nullptr;
+    }
+    OrbModule *module = isC ? qzm_compile(job, source, target) : qzm_assemble(job, source, target);
+    if (module != nullptr && keep)
+        write_module(job, target, module);
+    return module;
+}
+
+static void add_library(const QzmJob *job, OrbProgram *program, const char *name,
+                        const Buffer *file)
+{
+    Library library = {};
+    if (!orblibrary_read(file, &library)) {
+        report_error(job->report, {}, 133, "file \"%s\" is damaged: %s", name,
+                     "it is neither a module nor a library");
+        return;
+    }
+    for (LibraryModule &module : library) {
+        module.name = arena_format("%s(%s)", name, module.name);
+        list_add(&program->libraryModules, module);
+    }
+}
+
+static void add_linkInput(const QzmJob *job, OrbProgram *program, const char *name)
+{
+    // The bytes are the library modules' until the end.
+    Buffer file = {};
+    if (!file_read(name, &file)) {
+        int isLibrary = strchr(name, '/') == nullptr && *path_extension(name) == 0;
+        report_error(job->report, {}, isLibrary ? 1666 : 104,
+                     isLibrary ? "library \"%s\" was not found" : "could not read file \"%s\"",
+                     name);
+        return;
+    }
+    OrbModule *module = orbmodule_read(name, file.items, file.count);
+    if (module == nullptr) {
+        add_library(job, program, name, &file);
+        return;
+    }
+    if (*module->chip != 0 && strcmp(module->chip, job->chip->name) != 0)
+        report_error(job->report, {name, 0, 0}, 1405,
+                     "file \"%s\" was made for device \"%s\", not \"%s\"", name, module->chip,
+                     job->chip->name);
+    list_add(&program->modules, module);
+}
+
+static void print_summary(const QzmJob *job, const OrbProgram *program)
+{
+    static const char *const WANTED[] = {"mem", "+mem", "psect", "+psect", "class", "+class"};
+    Buffer text = {};
+    orblink_writeSummary(program, &text);
+    for (const char *item : WANTED)
+        if (qzmoptions_has(&job->options->summary, item)) {
+            write_output(job, "-", &text);
+            return;
+        }
+}
+
+static void write_program(const QzmJob *job, const OrbProgram *program, const char *output)
+{
+    const QzmOptions *options = job->options;
+    Buffer hex = {};
+    Buffer elf = {};
+    Buffer map = {};
+    Buffer xml = {};
+    int zero = qzmoptions_has(&options->outputFormats, "+inhx032");
+    orblink_writeHex(program, zero, &hex);
+    write_output(job, path_withExtension(output, "hex"), &hex);
+    if (strcmp(path_extension(output), "elf") == 0) {
+        orblink_writeElf(program, &elf);
+        write_output(job, output, &elf);
+    }
+    if (options->mapFile != nullptr || options->wantsMap) {
+        orblink_writeMap(program, &map);
+        write_output(
+            job, options->mapFile != nullptr ? options->mapFile : path_withExtension(output, "map"),
+            &map);
+    }
+    if (options->summaryFile != nullptr) {
+        orblink_writeXml(program, &xml);
+        const char *path = file_isDirectory(options->summaryFile)
+                               ? path_join(options->summaryFile, "memoryfile.xml")
+                               : options->summaryFile;
+        write_output(job, path, &xml);
+    }
+    print_summary(job, program);
+}
+
+// "-o" in "--outdir", or the first input's name; ".hex" when it has no extension.
+static const char *output_path(const QzmOptions *options)
+{
+    const char *name = options->output;
+    if (name == nullptr)
+        name = path_withExtension(path_base(options->inputs.items[0]), "hex");
+    if (*path_extension(name) == 0)
+        name = path_withExtension(name, "hex");
+    return path_join(options->outputDir == nullptr ? "" : options->outputDir, name);
+}
+
+static void link_program(const QzmJob *job, OrbProgram *program)
+{
+    const QzmOptions *options = job->options;
+    const char *output = output_path(options);
+    program->chip = job->chip;
+    program->report = job->report;
+    program->name = output;
+    program->noStartup = qzmoptions_has(&options->runtime, "+no_startup");
+    program->noLibrary = qzmoptions_has(&options->runtime, "-clib");
+    if (options->codeOffset != nullptr)
+        program->codeOffset =
+            static_cast<uint32_t>(strtoul(options->codeOffset, nullptr, 16)) & 0xFFFFFFFEu;
+    if (orblink(program))
+        write_program(job, program, output);
+}
+
+static int is_source(const char *input)
+{
+    InputKind kind = qzm_inputKind(input);
+    return kind == INPUT_C || kind == INPUT_ASSEMBLY;
+}
+
+static void build(const QzmJob *job)
+{
+    OrbProgram program = {};
+    size_t sources = 0;
+    int links = !is_only(job) && !job->options->preprocess && !qzm_wantsOnlyDependencies(job);
+    for (const char *input : job->options->inputs)
+        sources += is_source(input) != 0;
+    if (is_only(job) && job->options->output != nullptr && sources > 1)
+        report_error(job->report, {}, 128, "one output file was named for %zu input files",
+                     sources);
+    for (const char *input : job->options->inputs) {
+        host_stopIfAsked();
+        OrbModule *module = nullptr;
+        if (is_source(input))
+            module = translate(job, input, sources == 1);
+        else if (links)
+            add_linkInput(job, &program, input);
+        if (module != nullptr)
+            list_add(&program.modules, module);
+    }
+    if (links && job->report->errors == 0)
+        link_program(job, &program);
+}
+
+static void check_directory(Report *report, const char *path, unsigned number, const char *what)
+{
+    if (path != nullptr && !file_isDirectory(path))
+        report_error(report, {}, number, "%s directory \"%s\" does not exist", what, path);
+}
+
+// Everything that must be right before the first file is looked at.
+static int check(const QzmOptions *options, const OrbChip **chip, Report *report)
+{
+    *chip = options->chip == nullptr ? nullptr : orbchip_find(options->chip);
+    if (options->inputs.count == 0)
+        report_error(report, {}, 100, "no input file was given");
+    if (options->chip == nullptr)
+        report_error(report, {}, 2006, "option \"--chip\" is missing");
+    else if (*chip == nullptr)
+        report_error(report, {}, 230, "device \"%s\" is not known to this installation",
+                     options->chip);
+    check_directory(report, options->objectDir, 2014, "object");
+    check_directory(report, options->outputDir, 2015, "output");
+    return report->errors == 0;
+}
+
+static void print_plan(const QzmOptions *options)
+{
+    for (const char *input : options->inputs)
+        fprintf(stderr, "%s %s for %s\n", is_source(input) ? "translate" : "link", input,
+                options->chip == nullptr ? "no device" : options->chip);
+}
+
+static void start_report(const QzmOptions *options, Report *report)
+{
+    for (int i = 0; i < SEVERITY_COUNT; i++)
+        if (options->formats[i] != nullptr)
+            report->formats[i] = options->formats[i];
+    report->hideWarnings = options->hidden != nullptr && strcmp(options->hidden, "0") == 0;
+    if (options->warningLevel != nullptr)
+        report->threshold = atoi(options->warningLevel);
+    if (options->errorLimit != nullptr)
+        report->limit = static_cast<unsigned>(strtoul(options->errorLimit, nullptr, 10));
+}
+
+static int print_text(const char *text)
+{
+    return fputs(text, stdout) >= 0 && fflush(stdout) == 0 ? 0 : 1;
+}
+
+static int run(const CommandArguments *arguments)
+{
+    QzmOptions options = {};
+    Report report = {};
+    report_start(&report);
+    int understood = qzmoptions_parse(arguments, &options, &report);
+    if (options.showVersion && understood)
+        return print_text(VERSION);
+    if (qzmoptions_has(&options.info, "builtins") && understood)
+        return print_text(BUILTINS);
+    start_report(&options, &report);
+    const OrbChip *chip = nullptr;
+    if (!understood || !check(&options, &chip, &report))
+        return 1;
+    if (options.verbose)
+        fputs(VERSION, stderr);
+    if (options.noExecute || options.verbose)
+        print_plan(&options);
+    if (options.noExecute)
+        return 0;
+    QzmJob job = {&options, chip, &report};
+    build(&job);
+    host_stopIfAsked();
+    return report.errors != 0 ? 1 : 0;
+}
+
+int main(int argc, char **argv)
+{
+    CommandArguments arguments = {};
+    int status = commandfile_expand(argc, argv, &arguments) ? run(&arguments) : 1;
+    commandfile_free(&arguments);
+    return status;
+}

@@ -1,0 +1,307 @@
+#include "sample/qzm_compile.h"
+
+#include "sample/files.h"
+#include "sample/host_compiler.h"
+#include "sample/orb_assembler.h"
+
+#include <cctype>
+#include <cerrno>
+
+static const struct {
+    const char *extension;
+    InputKind kind;
+    int needsPreprocessing;
+} EXTENSIONS[] = {
+    {"c", INPUT_C, 1},          {"usb", INPUT_C, 1},      {"as", INPUT_ASSEMBLY, 0},
+    {"asm", INPUT_ASSEMBLY, 0}, {"s", INPUT_ASSEMBLY, 0}, {"S", INPUT_ASSEMBLY, 1},
+    {"sx", INPUT_ASSEMBLY, 1},  {"p1", INPUT_LINK, 0},    {"o", INPUT_LINK, 0},
+    {"obj", INPUT_LINK, 0},     {"a", INPUT_LINK, 0},     {"lib", INPUT_LINK, 0},
+    {"lpp", INPUT_LINK, 0},
+};
+
+InputKind qzm_inputKind(const char *name)
+{
+    for (const auto &row : EXTENSIONS)
+        if (strcmp(row.extension, path_extension(name)) == 0)
+            return row.kind;
+    return INPUT_UNKNOWN;
+}
+
+static int needs_preprocessing(const QzmJob *job, const char *source)
+{
+    for (const auto &row : EXTENSIONS)
+        if (strcmp(row.extension, path_extension(source)) == 0)
+            return row.needsPreprocessing || job->options->preprocessAssembly;
+    return 1;
+}
+
+static const char *text_or_empty(const char *text)
+{
+    return text == nullptr ? "" : text;
+}
+
+const char *qzm_objectPath(const QzmJob *job, const char *source, const char *extension,
+                           int takesOutput)
+{
+    const char *name = path_withExtension(path_base(source), extension);
+    if (takesOutput && job->options->output != nullptr) {
+        name = job->options->output;
+        if (*path_extension(name) == 0)
+            name = path_withExtension(name, extension);
+    }
+    return path_join(text_or_empty(job->options->objectDir), name);
+}
+
+static int is_c90(const QzmJob *job)
+{
+    return job->options->standard != nullptr && strcmp(job->options->standard, "c90") == 0;
+}
+
+// The suite's own headers, and those of the C library unless "--runtime=-cinc" took them away. As
+// system folders they are left out of what "-MM" lists.
+static void add_headers(const QzmJob *job, Strings *command)
+{
+    const char *headers = path_besideProgram("include");
+    if (headers == nullptr)
+        return;
+    if (!qzmoptions_has(&job->options->runtime, "-cinc")) {
+        list_add(command, "-isystem");
+        list_add(command, path_join(headers, is_c90(job) ? "c90" : "c99"));
+    }
+    list_add(command, "-isystem");
+    list_add(command, headers);
+}
+
+static void add_macros(const QzmJob *job, Strings *command)
+{
+    char *chip = arena_copy(job->chip->name);
+    for (char *at = chip; *at != 0; at++)
+        *at = static_cast<char>(toupper(static_cast<unsigned char>(*at)));
+    static const char *const MACROS[] = {
+        "-D__QZ", "-D__QZM", "-D__QZ__", "-D__QZM__", "-D__QZM_VERSION=2320", "-D__ORB__"};
+    for (const char *macro : MACROS)
+        list_add(command, macro);
+    list_add(command, arena_format("-D__%s__=1", chip));
+    list_add(command, arena_format("-D__%s__=1", job->chip->family));
+}
+
+static void add_language(const QzmJob *job, Strings *command)
+{
+    const char *base = job->options->strict ? "c" : "gnu";
+    list_add(command, arena_format("-std=%s%s", base, is_c90(job) ? "90" : "99"));
+    if (job->options->strict)
+        list_add(command, "-pedantic");
+    if (job->options->characters != nullptr)
+        list_add(command, arena_format("-f%s-char", job->options->characters));
+    if (job->report->hideWarnings)
+        list_add(command, "-w");
+}
+
+// The command that preprocesses, without the source.
+static Strings preprocess_command(const QzmJob *job, InputKind kind)
+{
+    Strings command = {};
+    list_add(&command, "-E");
+    list_add(&command, "-nostdinc");
+    list_add(&command, "-undef");
+    list_add(&command, "-fno-diagnostics-show-caret");
+    add_macros(job, &command);
+    add_language(job, &command);
+    for (const char *option : job->options->preprocessor)
+        list_add(&command, option);
+    add_headers(job, &command);
+    if (qzmoptions_has(&job->options->info, "defvals"))
+        list_add(&command, "-dM");
+    list_add(&command, "-x");
+    list_add(&command, kind == INPUT_C ? "c" : "assembler-with-cpp");
+    return command;
+}
+
+// Reports a file that cannot be read; the host's compiler would name itself.
+static int check_source(const QzmJob *job, const char *source)
+{
+    if (!file_exists(source))
+        report_error(job->report, {}, 101, "file \"%s\" does not exist", source);
+    else if (file_isDirectory(source))
+        report_error(job->report, {}, 102, "\"%s\" is a directory; a file is needed", source);
+    else
+        return 1;
+    return 0;
+}
+
+static const char *temporary(const QzmJob *job, const char *extension)
+{
+    const char *name = temp_name(extension);
+    if (name == nullptr)
+        report_error(job->report, {}, 2082, "internal error: could not create a temporary file");
+    return name;
+}
+
+static void add_dependencies(const QzmJob *job, const char *source, const char *target,
+                             Strings *command)
+{
+    const QzmOptions *options = job->options;
+    int noSystem = qzmoptions_has(&options->dependencies, "-sys");
+    list_add(command, noSystem ? "-MMD" : "-MD");
+    const char *file = options->dependencyFile;
+    if (file == nullptr)
+        file = target != nullptr ? path_withExtension(target, "d")
+                                 : path_withExtension(path_base(source), "d");
+    list_add(command, "-MF");
+    list_add(command, file);
+    list_add(command, "-MT");
+    list_add(command, target);
+}
+
+int qzm_wantsOnlyDependencies(const QzmJob *job)
+{
+    return qzmoptions_has(&job->options->dependencies, "+stop");
+}
+
+int qzm_writeDependencies(const QzmJob *job, const char *source, const char *target)
+{
+    if (!check_source(job, source))
+        return 0;
+    Strings command = preprocess_command(job, qzm_inputKind(source));
+    int noSystem = qzmoptions_has(&job->options->dependencies, "-sys");
+    list_add(&command, noSystem ? "-MM" : "-M");
+    list_add(&command, "-MT");
+    list_add(&command, target);
+    if (job->options->dependencyFile != nullptr) {
+        list_add(&command, "-MF");
+        list_add(&command, job->options->dependencyFile);
+    }
+    list_add(&command, source);
+    return host_run(&command, nullptr, job->report);
+}
+
+int qzm_preprocess(const QzmJob *job, const char *source)
+{
+    if (!check_source(job, source))
+        return 0;
+    Strings command = preprocess_command(job, qzm_inputKind(source));
+    list_add(&command, source);
+    const char *output = job->options->output;
+    if (output != nullptr) {
+        const char *directory = job->options->outputDir;
+        output = path_join(text_or_empty(directory), output);
+    }
+    return host_run(&command, output, job->report);
+}
+
+// Preprocesses into a temporary file, or, when temporary files are to be kept, a file beside the
+// object. Null after an error.
+static const char *preprocess_for(const QzmJob *job, const char *source, const char *target,
+                                  const char *extension)
+{
+    if (!check_source(job, source))
+        return nullptr;
+    const char *text = job->options->keepTemporary ? qzm_objectPath(job, source, extension, 0)
+                                                   : temporary(job, extension);
+    if (text == nullptr)
+        return nullptr;
+    Strings command = preprocess_command(job, qzm_inputKind(source));
+    if (job->options->dependencies.count != 0 || job->options->dependencyFile != nullptr)
+        add_dependencies(job, source, target, &command);
+    list_add(&command, source);
+    return host_run(&command, text, job->report) ? text : nullptr;
+}
+
+// The host's optimization that comes nearest to the last "--opt=".
+static const char *optimization(const QzmJob *job)
+{
+    const char *level = "-O0";
+    for (const char *value : job->options->optimize)
+        if (strchr("123s", value[1]) != nullptr && value[0] == '+')
+            level = arena_format("-O%c", value[1]);
+        else if (strcmp(value, "+debug") == 0)
+            level = "-Og";
+    return level;
+}
+
+static Strings compile_command(const QzmJob *job, const char *what)
+{
+    static const char *const FIXED[] = {
+        "-ffreestanding",
+        "-fno-pic",
+        "-fno-common",
+        "-fno-stack-protector",
+        "-fno-asynchronous-unwind-tables",
+        "-fno-diagnostics-show-caret",
+        "-x",
+        "cpp-output",
+    };
+    Strings command = {};
+    list_add(&command, what);
+    for (const char *option : FIXED)
+        list_add(&command, option);
+    list_add(&command, optimization(job));
+    add_language(job, &command);
+    for (const char *option : job->options->parser)
+        list_add(&command, option);
+    return command;
+}
+
+// Runs the host's compiler proper on the source; `output` is what it leaves.
+static int run_compiler(const QzmJob *job, const char *what, const char *text, const char *output)
+{
+    Strings command = compile_command(job, what);
+    list_add(&command, "-o");
+    list_add(&command, output);
+    list_add(&command, text);
+    return host_run(&command, nullptr, job->report);
+}
+
+OrbModule *qzm_compile(const QzmJob *job, const char *source, const char *target)
+{
+    const char *text = preprocess_for(job, source, target, "i");
+    const char *object = text == nullptr ? nullptr : temporary(job, "o");
+    if (object == nullptr || !run_compiler(job, "-c", text, object))
+        return nullptr;
+    OrbModule *module = static_cast<OrbModule *>(arena_alloc(sizeof(OrbModule)));
+    *module = {};
+    module->file = module->source = source;
+    module->chip = job->chip->name;
+    module->isIntermediate = 1;
+    Buffer file = {};
+    if (file_read(object, &file) && host_readObject(&file, module))
+        return module;
+    report_error(job->report, {source, 0, 0}, 203, "program \"cc\" left no file of a known kind");
+    return nullptr;
+}
+
+int qzm_compileToAssembly(const QzmJob *job, const char *source)
+{
+    const char *output = qzm_objectPath(job, source, "s", 1);
+    const char *text = preprocess_for(job, source, output, "i");
+    return text != nullptr && run_compiler(job, "-S", text, output);
+}
+
+static void write_listing(const QzmJob *job, const char *source, const Buffer *listing)
+{
+    const char *path = qzm_objectPath(job, source, "lst", 0);
+    if (!file_write(path, listing))
+        report_error(job->report, {}, 105, "could not write file \"%s\": %s", path,
+                     strerror(errno));
+}
+
+OrbModule *qzm_assemble(const QzmJob *job, const char *source, const char *target)
+{
+    const char *text = source;
+    if (needs_preprocessing(job, source))
+        text = preprocess_for(job, source, target, "pre");
+    Buffer file = {};
+    if (text == nullptr || !check_source(job, text))
+        return nullptr;
+    if (!file_read(text, &file)) {
+        report_error(job->report, {}, 104, "could not read file \"%s\": %s", text, strerror(errno));
+        return nullptr;
+    }
+    Buffer listing = {};
+    int wanted = job->options->assemblyListing;
+    OrbModule *module = orbasm_assemble(buffer_text(&file), source, job->chip->name, job->report,
+                                        wanted ? &listing : nullptr);
+    if (module != nullptr && wanted)
+        write_listing(job, source, &listing);
+    return module;
+}

@@ -1,0 +1,43 @@
+// What qzm does with one source file.
+#ifndef SAMPLE_QZM_COMPILE_H
+#define SAMPLE_QZM_COMPILE_H
+
+#include "sample/orb_chips.h"
+#include "sample/orb_module.h"
+#include "sample/qzm_options.h"
+#include "sample/report.h"
+
+enum InputKind { INPUT_C, INPUT_ASSEMBLY, INPUT_LINK, INPUT_UNKNOWN };
+
+// By the extension: ".c" and ".usb" are C sources, ".as", ".asm", ".s", ".S" and ".sx" assembly
+// sources, ".p1", ".o", ".obj", ".a", ".lib" and ".lpp" are for the linker.
+InputKind qzm_inputKind(const char *name);
+
+struct QzmJob {
+    const QzmOptions *options;
+    const OrbChip *chip;
+    Report *report;
+};
+
+// Where a file goes that is made of the source: into "--objdir" under the source's base name with
+// the extension, or under the name of "-o" when `takesOutput`.
+const char *qzm_objectPath(const QzmJob *job, const char *source, const char *extension,
+                           int takesOutput);
+
+// Preprocesses for the user ("--pre"): to standard output, or the file of "-o".
+int qzm_preprocess(const QzmJob *job, const char *source);
+
+// Whether only dependencies are wanted, and writing them: to the file of "--depfile" or standard
+// output. `target` is what depends on the source.
+int qzm_wantsOnlyDependencies(const QzmJob *job);
+int qzm_writeDependencies(const QzmJob *job, const char *source, const char *target);
+
+// Translate a source. Null after the errors have been reported. A dependency file is written beside
+// when it was asked for; `target` is what depends on the source.
+OrbModule *qzm_compile(const QzmJob *job, const char *source, const char *target);
+OrbModule *qzm_assemble(const QzmJob *job, const char *source, const char *target);
+
+// Leaves the host's assembly text of a C source ("-S").
+int qzm_compileToAssembly(const QzmJob *job, const char *source);
+
+#endif
