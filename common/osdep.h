@@ -53,7 +53,8 @@ int osdep_spawn(const char *program, char *const *argv);
 // Runs a command with its standard output and error captured and returns a stream to read them
 // from, or null: for an empty command, a program that does not exist, and a child killed by a
 // signal (after which descriptors 1 and 2 stay on the capture file, see osdep_restoreOutput()).
-// `command` holds the program path, the arguments and a null entry; it is freed on every path.
+// `command` holds the program path, the arguments and a null entry; it is freed on every path. A
+// file that exists and cannot be executed is a command with status 255 and no output.
 FILE *osdep_popen_vecCommand(Vector *command);
 
 // The same from a list of argument strings that a null ends.
@@ -70,7 +71,8 @@ void osdep_restoreOutput();
 // Saves duplicates of standard output and standard error (once) and installs the handler for
 // hang-up, quit, kill, terminal stop, interrupt, terminate, abort, segmentation fault and
 // floating-point error. The handler restores both descriptors, removes the temporary objects and
-// exits with the signal's number, after a word of apology for the last three.
+// exits with the signal's number, after a word of apology for the last three. Standard descriptors
+// that are closed are filled first, with something that fails every read and write.
 void osdep_installCrashHandlers();
 
 // Makes standard input read from `path`. 1 on success; 0 when the path is no readable file (a
@@ -124,7 +126,9 @@ char *osdep_pathJoin(const char *dir, const char *name);
 char *osdep_pathJoinFor(uint32_t flags, const char *dir, const char *name);
 
 // Collapses repeated slashes, drops "/./", resolves "/../" (never above the start) and drops one
-// trailing "/", except that of a drive root or of a result shorter than three characters.
+// trailing "/", except that of a drive root or of a result shorter than three characters. A "." or
+// ".." that opens or ends the path stays; so does the ".." of a relative path that climbs above its
+// start. Links are not looked at. Nothing but an empty path gives an empty result.
 char *osdep_normalisePath(const char *path);
 
 // The normalised path, joined to the current directory when it is not absolute.

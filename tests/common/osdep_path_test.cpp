@@ -1,4 +1,5 @@
 #include "common/osdep.h"
+#include "common/qzdebug.h"
 
 #include <gtest/gtest.h>
 
@@ -554,4 +555,37 @@ TEST_F(PathTest, RemoveTreeReportsWhatItMayNotRemove)
     EXPECT_EQ(osdep_removeTree("tree"), -1);
     EXPECT_TRUE(fs::exists("tree"));
     fs::permissions("tree/locked", fs::perms::owner_all);
+}
+
+// ---- Tracing ----------------------------------------------------------------------------------
+
+TEST_F(PathTest, TracedFunctionsGiveTheSameResultsAndLeaveAsOftenAsTheyEnter)
+{
+    gDebugOut = std::tmpfile();
+    ASSERT_NE(gDebugOut, nullptr);
+    gDebugFlags = DEBUG_TRACE;
+    EXPECT_EQ(osdep_pathJoin(nullptr, "%s%n"), nullptr);
+    EXPECT_EQ(taken(osdep_normalisePath("/%n//%s")), "/%n/%s");
+    EXPECT_EQ(osdep_absolutePath(nullptr), nullptr);
+    EXPECT_EQ(taken(osdep_relativePath(".")), ".");
+    EXPECT_EQ(taken(osdep_stem("dir/name.c")), "name");
+    EXPECT_EQ(osdep_mkdirs("a/b"), 0);
+    EXPECT_EQ(osdep_removeTree("a"), 0);
+    gDebugFlags = 0;
+    std::rewind(gDebugOut);
+    std::string text;
+    for (int c; (c = std::fgetc(gDebugOut)) != EOF;)
+        text += static_cast<char>(c);
+    std::fclose(gDebugOut);
+    gDebugOut = nullptr;
+    const auto count = [&](const std::string &word) {
+        int found = 0;
+        for (size_t at = text.find(word); at != std::string::npos; at = text.find(word, at + 1))
+            ++found;
+        return found;
+    };
+    EXPECT_EQ(count("ENTER osdep_"), 9); // seven, and the current directory asked for twice
+    EXPECT_EQ(count("EXIT osdep_"), count("ENTER osdep_"));
+    EXPECT_EQ(count("ENTER osdep_normalisePath(path=\"/%n//%s\")"), 1) << text;
+    EXPECT_EQ(count("EXIT osdep_normalisePath() -> \"/%n/%s\""), 1) << text;
 }

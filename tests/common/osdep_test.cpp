@@ -95,7 +95,7 @@ TEST(Sort, SortsEveryOrderOfAShortArray)
 TEST(Sort, SortsRandomArraysWithFewAndManyEqualElements)
 {
     std::mt19937_64 random(1);
-    for (size_t count : {11, 12, 13, 50, 100, 1000, 10000})
+    for (size_t count : std::initializer_list<size_t>{11, 12, 13, 50, 100, 1000, 10000})
         for (uint64_t distinct : {1ULL, 2ULL, 10ULL, 1000000ULL}) {
             std::vector<uint64_t> values(count);
             for (uint64_t &value : values)
