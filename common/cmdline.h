@@ -18,7 +18,8 @@ enum CommandFileMode : unsigned {
 };
 
 // Turns the argument vector (interned strings, in order) into the command to run, driver path
-// first; or null. It may end the process.
+// first: a new vector, which cmdline_driver() destroys, or the one it was given. It may end the
+// process.
 using CmdlineProcess = Vector *(*)(Vector *arguments);
 
 // Receives each raw argument before it is examined.
@@ -26,15 +27,18 @@ using CmdlineVisitor = void (*)(const char *argument);
 
 // Runs the whole program: intake, options_process, execution. `verbosity` is read after
 // options_process has run; non-zero shows the command. Returns the exit status of the child, or -1
-// or 1 as cmdline_spawn() says. Neither argv nor the callback may be null.
+// or 1 as cmdline_spawn() says. Neither argv, the callback nor what it returns may be null; a null
+// `verbosity` counts as 0.
 int cmdline_driver(int argc, char **argv, CmdlineProcess options_process, unsigned spawnFlag,
                    const int *verbosity);
 
 // Takes in `argc` arguments: skips the first (the program's name, remembered on the first call),
 // drops empty ones, puts the arguments of response files ("@file", nested to any of 100 levels) in
 // their place, and removes the backslash before blanks, quotes and backslashes. Returns a new
-// vector of interned strings, the caller's to destroy. `perArgument` may be null. A response file
-// that names itself or nests too deep is a fatal error.
+// vector of interned strings, the caller's to destroy. `perArgument` may be null. What
+// cannot be read as a file stays as it is written. A response file that names itself, nests too
+// deep or fails while it is read, and files that come to more than 64 MiB together, end the run
+// (messages 918 to 921).
 Vector *cmdline_args(int argc, char **argv, CmdlineVisitor perArgument);
 
 // Splits standard input into arguments: the whole of it, or one line. Entry 0 of the result is a

@@ -14,6 +14,7 @@
 #include "common/qzdebug.h"
 #include "common/vector.h"
 
+// The format of response files: docs/command-file.md.
 static constexpr uint32_t MESSAGE_TOO_LONG = 917;
 static constexpr size_t TOKEN_SIZE = 2048; // the longest token and its end
 static constexpr size_t ARRAY_STEP = 1024;

@@ -399,7 +399,9 @@ TEST_F(CmdlineSpawn, ACommandFileThatCannotBeCreatedIsAFatalError)
 {
     const auto run = [] {
         limit(RLIMIT_NOFILE, 3);
-        return spawn_here({CHILD, "a"}, COMMAND_FILE_ALWAYS, 1);
+        const int status = spawn_here({CHILD, "a"}, COMMAND_FILE_ALWAYS, 1);
+        limit(RLIMIT_NOFILE, 64); // for the leak check at the end
+        return status;
     };
     EXPECT_EQ(outcome_of(run),
               Outcome({1, "", "qzm-cc: fatal error: Could not create temporary file\n"}));
@@ -421,7 +423,7 @@ TEST_F(CmdlineSpawn, ACommandFileThatCannotBeOpenedIsAFatalError)
 TEST_F(CmdlineSpawn, ACommandFileThatCannotBeWrittenIsAFatalErrorAndNothingIsRun)
 {
     // Both a file that overflows while it is written, and one that does so when it is closed.
-    for (const size_t length : {1'000'000, 2'000}) {
+    for (const size_t length : {size_t{1'000'000}, size_t{2'000}}) {
         const auto run = [length] {
             std::signal(SIGXFSZ, SIG_IGN);
             alert_print("first");

@@ -528,8 +528,10 @@ TEST_F(CmdlineResponseFile, AMessageFileCannotSoftenTheEnd)
 
 TEST_F(CmdlineResponseFile, FilesThatMultiplyEndTheRun)
 {
-    for (int i = 1; i <= 30; ++i)
-        write(std::to_string(i), "@" + std::to_string(i + 1) + " @" + std::to_string(i + 1));
+    for (int i = 1; i <= 30; ++i) {
+        const std::string next = std::to_string(i + 1);
+        write(std::to_string(i), "@" + next + " @" + next);
+    }
     write("31", "lol");
     EXPECT_EXIT(
         intake({"@1"}), ExitedWithCode(1),
