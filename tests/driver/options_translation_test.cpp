@@ -3,9 +3,12 @@
 #include "driver_fixture.h"
 
 #include "common/osdep.h"
+#include "common/qzinstdir.h"
+#include "driver/options_process.h"
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -681,6 +684,166 @@ TEST_F(OptionsTranslation, EveryRowDoesWhatTheTableSays)
             EXPECT_EQ(gMessages, elm ? row.elmMessages : row.orbMessages);
         }
     }
+}
+
+// The whole command of an installed driver, for one option behind the device option.
+class CompleteCommand : public OptionsTranslation {
+  protected:
+    void SetUp() override
+    {
+        OptionsTranslation::SetUp();
+        char *directory = osdep_tempDir();
+        version_ = std::string(directory) + "/v2.32";
+        free(directory);
+        for (const char *program : {"/orb/bin/qzm", "/elm/bin/elm-gcc"}) {
+            const std::string path = version_ + program;
+            std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+            std::ofstream file(path);
+        }
+        ASSERT_EQ(qzinstdir_set(version_.c_str()), 0);
+    }
+    void TearDown() override
+    {
+        alert_setFormatMode(0); // processing for an ORB device turns it on
+        std::filesystem::remove_all(std::filesystem::path(version_).parent_path());
+        OptionsTranslation::TearDown();
+    }
+    static Strings command(const std::string &device, const Strings &options)
+    {
+        Strings arguments = {device};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        Vector *vector = toVector(arguments);
+        Strings result = toStrings(options_process(vector));
+        vec_destroy(vector);
+        return result;
+    }
+    static Strings joined(std::initializer_list<Strings> lists)
+    {
+        Strings all;
+        for (const Strings &list : lists)
+            all.insert(all.end(), list.begin(), list.end());
+        return all;
+    }
+    static bool begins(const std::string &text, const char *prefix)
+    {
+        return text.rfind(prefix, 0) == 0;
+    }
+
+    Strings expectedOrb(const char *chip, const Translation &row) const
+    {
+        const std::string &option = row.arguments[0];
+        const bool standard = begins(option, "-ansi") || begins(option, "-std");
+        const bool library = begins(option, "-l");
+        Strings last;
+        if (!standard)
+            last.emplace_back("--std=c99");
+        last.emplace_back("--callgraph=none");
+        if (!begins(option, "-mwarn"))
+            last.emplace_back("--warn=-3");
+        if (option == "-w")
+            last.emplace_back("-R-w");
+        if (library)
+            last.emplace_back("foo");
+        const Strings quiet = option == "--version" ? Strings{} : Strings{"-q"};
+        return joined(
+            {{version_ + "/orb/bin/qzm", "--qzmcc"},
+             quiet,
+             {"--opt=none", chip},
+             row.orb,
+             last,
+             {"--errformat=%f:%l:%c: error: (%n) %s", "--warnformat=%f:%l:%c: warning: (%n) %s",
+              "--msgformat=%f:%l:%c: advisory: (%n) %s"}});
+    }
+    Strings expectedElm(const Translation &row) const
+    {
+        const std::string &option = row.arguments[0];
+        std::string device = "elmbig1"; // the last "-mcpu" wins
+        if (begins(option, "-mcpu="))
+            device = cache_lower(option.c_str() + 6);
+        Strings last = {"-Wl,--info-linker"};
+        if (!begins(option, "-mdevice"))
+            last.push_back("-mdevice=" + device);
+        if (option.find("const-data") == std::string::npos)
+            last.emplace_back("-mconst-data-in-progmem");
+        return joined({{version_ + "/elm/bin/elm-gcc", "-mmcu=elmbig1"},
+                       row.elm,
+                       last,
+                       {"-D__QZ", "-D__QZM", "-D__QZ__", "-D__QZM__", "-D__QZM_VERSION=2320"}});
+    }
+
+    std::string version_;
+};
+
+TEST_F(CompleteCommand, OfEveryRowForTheOrbFamilies)
+{
+    const struct {
+        const char *device;
+        const char *chip;
+    } devices[] = {{"-mcpu=ORB16z20a", "--chip=16z20a"}, {"-mcpu=18z40", "--chip=18z40"}};
+    for (const auto &device : devices) {
+        for (const Translation &row : translations) {
+            SCOPED_TRACE(std::string(device.device) + " " + row.arguments[0]);
+            if (row.arguments[0] == "main.c")
+                continue; // a source brings a pass of its own, see below
+            resetState();
+            EXPECT_EQ(command(device.device, row.arguments), expectedOrb(device.chip, row));
+        }
+    }
+}
+
+TEST_F(CompleteCommand, OfEveryRowForElm)
+{
+    for (const Translation &row : translations) {
+        SCOPED_TRACE(row.arguments[0]);
+        if (row.arguments[0] == "--version")
+            continue; // goes to the legacy driver whatever the device
+        resetState();
+        EXPECT_EQ(command("-mcpu=elmbig1", row.arguments), expectedElm(row));
+    }
+}
+
+TEST_F(CompleteCommand, SourcesDecideWhichPassesTheLegacyDriverRuns)
+{
+    const struct {
+        Strings arguments;
+        Strings passes; // what is appended before the standard
+    } cases[] = {
+        {{"-c", "a.c"}, {"--pass1"}},
+        {{"-c", "a.usb"}, {"--pass1"}},
+        {{"a.c"}, {}},
+        {{"-c", "a.as"}, {"-c"}},
+        {{"-c", "a.asm", "b.s"}, {"-c"}},
+        {{"-c", "a.S"}, {"-c", "-P"}},
+        {{"-c", "a.sx", "b.c"}, {"-c", "--pass1", "-P"}},
+        {{"a.S"}, {"-P"}},
+        {{"-c", "a.inc", "b.h", "c.i", "d.pre", "e.o", "f.p1", "g.hex", "none"}, {}},
+        {{"-c", "-Wl,a.c", "-Wa,b.s"}, {}},
+    };
+    for (const auto &entry : cases) {
+        SCOPED_TRACE(entry.arguments.back());
+        resetState();
+        const Strings all = command("-mcpu=16z20a", entry.arguments);
+        const auto standard = std::find(all.begin(), all.end(), "--std=c99");
+        ASSERT_NE(standard, all.end());
+        const auto count = static_cast<std::ptrdiff_t>(entry.passes.size());
+        ASSERT_GE(standard - all.begin(), count);
+        EXPECT_EQ(Strings(standard - count, standard), entry.passes);
+        EXPECT_EQ(std::count(all.begin(), all.end(), "--pass1"),
+                  std::count(entry.passes.begin(), entry.passes.end(), "--pass1"));
+        EXPECT_EQ(std::count(all.begin(), all.end(), "-P"),
+                  std::count(entry.passes.begin(), entry.passes.end(), "-P"));
+        EXPECT_EQ(std::count(all.begin(), all.end(), "-c"),
+                  std::count(entry.passes.begin(), entry.passes.end(), "-c"));
+    }
+}
+
+TEST_F(CompleteCommand, FormatsThatTheUserGaveAreNotAppendedAgain)
+{
+    const Strings all = command("-mcpu=16z20a", {"-Xqzm", "--warnformat=mine"});
+    EXPECT_EQ(all, (Strings{version_ + "/orb/bin/qzm", "--qzmcc", "-q", "--opt=none",
+                            "--chip=16z20a", "--warnformat=mine", "--std=c99", "--callgraph=none",
+                            "--warn=-3", "--errformat=%f:%l:%c: error: (%n) %s",
+                            "--msgformat=%f:%l:%c: advisory: (%n) %s"}));
 }
 
 TEST_F(OptionsTranslation, WithoutAFamilyNothingIsConsumedOrReported)
