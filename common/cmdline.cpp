@@ -23,11 +23,12 @@ static constexpr uint32_t MESSAGE_READ_FAILED = 921;
 static constexpr uint32_t DEEPEST_LEVEL = 100;
 
 // What all response files of one command line may cost together. Each costs its bytes and a little
-// for each argument; at least what opening it takes, which grows with the files that it is compared
-// with. A few small files that name each other many times thus come to an end soon.
+// for each argument, but at least what opening it takes; and a name that is found costs its
+// comparison with each file that is open around it. A few small files that name each other many
+// times thus come to an end soon.
 static constexpr uint64_t LARGEST_COST = uint64_t{64} * 1024 * 1024;
 static constexpr uint64_t COST_OF_FILE = 4096;
-static constexpr uint64_t COST_OF_LEVEL = 256;
+static constexpr uint64_t COST_OF_COMPARISON = 256;
 
 static const char DEBUG_OPTION[] = "--qzdebug";
 
@@ -96,36 +97,37 @@ static const char *unescaped(const char *argument)
     exitpath_leave(1);
 }
 
-static void refuse_open_file(const Intake *intake, const char *name)
+// Takes `cost` from what is left, or ends the run.
+static void charge(Intake *intake, uint64_t cost, const char *name)
+{
+    TRACE_ENTER("cost=%llu, name=\"%s\"", static_cast<unsigned long long>(cost), name);
+    if (cost > intake->costLeft)
+        refuse_file(MESSAGE_TOO_MUCH, name);
+    intake->costLeft -= cost;
+    TRACE_LEAVE();
+}
+
+static void refuse_open_file(Intake *intake, const char *name)
 {
     TRACE_ENTER("name=\"%s\"", name);
+    charge(intake, COST_OF_COMPARISON * intake->level, name);
     for (const OpenResponseFile *f = intake->innermost; f != nullptr; f = f->outer)
         if (osdep_sameFile(f->name, name))
             refuse_file(MESSAGE_INCLUDES_ITSELF, name);
     TRACE_LEAVE();
 }
 
-static uint64_t larger(uint64_t a, uint64_t b)
-{
-    return a > b ? a : b;
-}
-
 // Splits standard input, which is the file `name` now. The vector and its strings are the caller's.
 static Vector *read_file(Intake *intake, const char *name)
 {
     TRACE_ENTER("name=\"%s\"", name);
-    const uint64_t least = larger(COST_OF_FILE, COST_OF_LEVEL * intake->level);
     CmdlineReading reading = {};
     reading.keepEmpty = intake->visit != nullptr; // nobody else would see them
     reading.limit = intake->costLeft;
-    if (least > intake->costLeft)
-        refuse_file(MESSAGE_TOO_MUCH, name);
     cmdline_readWithin(&reading, s_programName);
     if (reading.failed)
         refuse_file(MESSAGE_READ_FAILED, name);
-    if (reading.exceedsLimit || reading.cost > intake->costLeft)
-        refuse_file(MESSAGE_TOO_MUCH, name);
-    intake->costLeft -= larger(least, reading.cost);
+    charge(intake, reading.cost > COST_OF_FILE ? reading.cost : COST_OF_FILE, name);
     return TRACE_RETURN("%p", cmdline_takeRead());
 }
 
@@ -133,7 +135,11 @@ static Vector *read_file(Intake *intake, const char *name)
 static int take_response_file(Intake *intake, const char *name)
 {
     TRACE_ENTER("name=\"%s\"", name);
-    refuse_open_file(intake, name); // before it is opened: opening a pipe again could block
+    if (intake->level != 0) {
+        if (!osdep_fileExists(name))
+            return TRACE_RETURN("%d", 0);
+        refuse_open_file(intake, name); // before it is opened: opening a pipe again could block
+    }
     if (!osdep_reopenInput(name))
         return TRACE_RETURN("%d", 0);
     if (intake->level == DEEPEST_LEVEL)

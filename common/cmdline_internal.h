@@ -9,12 +9,11 @@ struct Vector;
 
 // How one reading of standard input is to be done, and what came of it.
 struct CmdlineReading {
-    int singleLine;   // in: stop behind the first line
-    int keepEmpty;    // in: adjacent separators give empty tokens
-    uint64_t limit;   // in: what the input may cost: its bytes, and eight more for each token
-    uint64_t cost;    // out: what it did cost, as far as it was read
-    int exceedsLimit; // out: the reading ended early because the cost passed the limit
-    int failed;       // out: the reading ended early because of an input error (errno says which)
+    int singleLine; // in: stop behind the first line
+    int keepEmpty;  // in: adjacent separators give empty tokens
+    uint64_t limit; // in: what the input may cost: its bytes, and eight more for each token
+    uint64_t cost;  // out: what it did cost; above the limit when that ended the reading
+    int failed;     // out: the reading ended early because of an input error (errno says which)
 };
 
 // Splits standard input as cmdline_readArgs() does, within the limit of `reading`, which must be

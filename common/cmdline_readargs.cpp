@@ -187,10 +187,8 @@ static bool read_line(TokenReader *r)
 {
     CmdlineReading *reading = r->reading;
     for (int c = next_character(); c != EOF; c = next_character()) {
-        if (++reading->cost > reading->limit) {
-            reading->exceedsLimit = 1;
+        if (++reading->cost > reading->limit)
             return false;
-        }
         take_character(r, static_cast<char>(c));
         if (r->tooLong)
             return false;
@@ -216,7 +214,6 @@ char **cmdline_readWithin(CmdlineReading *reading, const char *promptName)
     TRACE_ENTER("promptName=\"%s\"", promptName);
     reset_entries(promptName);
     reading->cost = 0;
-    reading->exceedsLimit = 0;
     reading->failed = 0;
 
     TokenReader reader;

@@ -538,6 +538,19 @@ TEST_F(CmdlineResponseFile, FilesThatMultiplyEndTheRun)
         testing::MatchesRegex("\\(920\\) response files expand to too much at \"[0-9]+\"\n"));
 }
 
+TEST_F(CmdlineResponseFile, ManyNamesDeepInsideEndTheRun)
+{
+    // Each would be compared with all the files around it, though none of them is read.
+    write_chain(99);
+    std::filesystem::create_directory("directory");
+    std::string names;
+    for (int i = 0; i < 10'000; ++i)
+        names += "@directory ";
+    write("99", names);
+    EXPECT_EXIT(intake({"@1"}), ExitedWithCode(1),
+                Eq("(920) response files expand to too much at \"directory\"\n"));
+}
+
 TEST_F(CmdlineResponseFile, AnEndlessFileEndsTheRun)
 {
     EXPECT_EXIT(intake({"@/dev/zero"}), ExitedWithCode(1),
