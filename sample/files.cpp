@@ -8,9 +8,8 @@
 
 enum { MAX_FILE = 64 << 20 };
 
-static char tempDirectory[64];
+static char *tempDirectory;
 static Strings tempFiles;
-static int keepTemporary;
 
 static int read_stream(FILE *file, Buffer *content)
 {
@@ -121,8 +120,6 @@ const char *path_besideProgram(const char *name)
 
 static void remove_temporary()
 {
-    if (keepTemporary)
-        return;
     for (const char *name : tempFiles)
         unlink(name);
     rmdir(tempDirectory);
@@ -130,20 +127,16 @@ static void remove_temporary()
 
 const char *temp_name(const char *extension)
 {
-    if (*tempDirectory == 0) {
-        strcpy(tempDirectory, "/tmp/qzmXXXXXX");
-        if (mkdtemp(tempDirectory) == nullptr) {
-            *tempDirectory = 0;
+    if (tempDirectory == nullptr) {
+        const char *parent = getenv("TMPDIR");
+        char *created =
+            arena_format("%s/qzmXXXXXX", parent != nullptr && *parent != 0 ? parent : "/tmp");
+        if (mkdtemp(created) == nullptr)
             return nullptr;
-        }
+        tempDirectory = created;
         atexit(remove_temporary);
     }
     const char *name = arena_format("%s/%zu.%s", tempDirectory, tempFiles.count, extension);
     list_add(&tempFiles, name);
     return name;
-}
-
-void temp_keep()
-{
-    keepTemporary = 1;
 }

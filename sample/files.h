@@ -32,9 +32,8 @@ const char *path_withExtension(const char *path, const char *extension);
 const char *path_besideProgram(const char *name);
 
 // The name of a temporary file with the extension, in a directory of this run that is created by
-// the first call; null when it cannot be. The directory and its files are removed when the program
-// ends, unless temp_keep() was called.
+// the first call, in TMPDIR or /tmp; null when it cannot be. The directory and its files are
+// removed when the program ends.
 const char *temp_name(const char *extension);
-void temp_keep();
 
 #endif
