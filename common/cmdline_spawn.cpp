@@ -30,16 +30,6 @@ static const char *element(const Vector *command, uint32_t index)
 
 // ---- Running ----------------------------------------------------------------------------------
 
-// In a child whose program could not be started this process is a copy of the driver on its way
-// out: what it says has been said, or is the parent's to say.
-static void silence_copy(long parent)
-{
-    if (osdep_processId() == parent)
-        return;
-    gDebugFlags = 0;
-    gDebugOut = nullptr;
-}
-
 static int run(const Vector *command)
 {
     TRACE_ENTER("driver=\"%s\"", element(command, 0));
@@ -47,10 +37,7 @@ static int run(const Vector *command)
     vec_add(argv, nullptr);
     std::fflush(stdout);
     std::fflush(stderr);
-    const long self = osdep_processId();
     const int status = osdep_spawn(element(argv, 0), reinterpret_cast<char *const *>(argv->data));
-    if (status == -1)
-        silence_copy(self);
     vec_destroy(argv);
     TRACE("Execution returned %d", status);
     TRACE("Returning status: %d", status);

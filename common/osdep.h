@@ -82,9 +82,6 @@ int osdep_reopenInput(const char *path);
 // Whether standard input is a terminal.
 int osdep_inputIsTerminal();
 
-// The running process, as a number that differs between a process and its fork.
-long osdep_processId();
-
 // ---- Host -------------------------------------------------------------------------------------
 
 enum OsFlag : uint32_t {

@@ -138,12 +138,6 @@ int osdep_setenv(const char *name, const char *value)
     return TRACE_RETURN("%d", putenv(setting));
 }
 
-long osdep_processId()
-{
-    TRACE_ENTER();
-    return TRACE_RETURN("%ld", static_cast<long>(getpid()));
-}
-
 // ---- Standard input ---------------------------------------------------------------------------
 
 int osdep_inputIsTerminal()

@@ -179,8 +179,12 @@ int osdep_spawn(const char *program, char *const *argv)
 {
     TRACE_ENTER("program=\"%s\"", program);
     const pid_t child = start_child(program, argv);
-    if (child == 0)
-        return TRACE_RETURN("%d", -1);
+    if (child == 0) {
+        // The trace is the parent's: this copy on its way out must not write into it.
+        gDebugFlags = 0;
+        gDebugOut = nullptr;
+        return -1;
+    }
     const int result = child < 0 ? -1 : finish_child(program, child);
     reinstall_handlers();
     return TRACE_RETURN("%d", result);

@@ -352,9 +352,9 @@ TEST_F(CmdlineSpawn, TheChildOfADriverThatCannotBeStartedEndsSilently)
 TEST_F(CmdlineSpawn, TheChildOfADriverThatCannotBeStartedKeepsOutOfTheTrace)
 {
     const Strings lines = trace_lines_while("cmdline", [&] {
-        const long parent = osdep_processId();
+        const pid_t parent = getpid();
         const int status = spawn_here({"/no/such/driver"}, COMMAND_FILE_NEVER, 0);
-        if (osdep_processId() != parent)
+        if (getpid() != parent)
             _exit(status == -1 ? 42 : 43);
     });
     EXPECT_EQ(lines,

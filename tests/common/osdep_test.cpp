@@ -531,8 +531,3 @@ TEST(Host, SetenvPublishesAndReplacesAVariable)
     EXPECT_STREQ(std::getenv("OSDEP_TEST_VARIABLE"), "");
     EXPECT_EQ(osdep_setenv(nullptr, "value"), 0);
 }
-
-TEST(Host, ProcessIdIsThisProcess)
-{
-    EXPECT_EQ(osdep_processId(), static_cast<long>(getpid()));
-}
