@@ -42,6 +42,16 @@ int file_read(const char *path, Buffer *content)
     return done;
 }
 
+// Removes what was written of a file; a device or a link stays.
+static void remove_part(const char *path)
+{
+    int saved = errno;
+    struct stat status;
+    if (lstat(path, &status) == 0 && S_ISREG(status.st_mode))
+        unlink(path);
+    errno = saved;
+}
+
 int file_write(const char *path, const Buffer *content)
 {
     int isOutput = strcmp(path, "-") == 0;
@@ -56,9 +66,7 @@ int file_write(const char *path, const Buffer *content)
     if (fclose(file) == 0 && written)
         return 1;
     errno = written ? errno : saved;
-    saved = errno;
-    unlink(path);
-    errno = saved;
+    remove_part(path);
     return 0;
 }
 

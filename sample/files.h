@@ -8,8 +8,8 @@
 // larger than 64 MiB.
 int file_read(const char *path, Buffer *content);
 
-// Writes the whole file anew ("-": standard output). 0 on failure, with errno set; nothing is left
-// at `path` then.
+// Writes the whole file anew ("-": standard output). 0 on failure, with errno set; no part of a
+// file is left then.
 int file_write(const char *path, const Buffer *content);
 
 int file_exists(const char *path);

@@ -297,6 +297,11 @@ OrbModule *qzm_assemble(const QzmJob *job, const char *source, const char *targe
         report_error(job->report, {}, 104, "could not read file \"%s\": %s", text, strerror(errno));
         return nullptr;
     }
+    if (strlen(buffer_text(&file)) != file.count) {
+        report_error(job->report, {}, 133, "file \"%s\" is damaged: %s", source,
+                     "it holds a NUL character");
+        return nullptr;
+    }
     Buffer listing = {};
     int wanted = job->options->assemblyListing;
     OrbModule *module = orbasm_assemble(buffer_text(&file), source, job->chip->name, job->report,

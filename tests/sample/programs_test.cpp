@@ -276,6 +276,24 @@ TEST_F(OrbPrograms, AnAssemblyErrorIsShownInTheGivenFormat)
     EXPECT_EQ(result.err, "bad.S:3:: error: (1210) instruction \"frob\" is not known\n");
 }
 
+TEST_F(OrbPrograms, AnAssemblySourceWithANulIsRefused)
+{
+    write("nul.s", std::string("\tpsect t\n\0\tfrob\n", 16));
+    Result result = compile({"nul.s", "-c"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "::: error: (133) file \"nul.s\" is damaged: it holds a NUL character\n");
+}
+
+TEST_F(OrbPrograms, AFullDiskIsReported)
+{
+    fs::create_symlink("/dev/full", work / "full.p1");
+    Result result = compile({"main.c", "--pass1", "-ofull.p1"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "::: error: (105) could not write file \"full.p1\": No space left on "
+                          "device\n");
+    EXPECT_TRUE(fs::is_symlink(work / "full.p1"));
+}
+
 TEST_F(OrbPrograms, AnUnknownOptionIsRefused)
 {
     Result result = compile({"main.c", "--pass1", "--frobnicate"});
