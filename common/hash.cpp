@@ -10,7 +10,7 @@
 
 static constexpr uint32_t FIRST_BLOCK = 64; // nodes; blocks double up to the largest
 static constexpr uint32_t LARGEST_BLOCK = 4096;
-static constexpr uint32_t LONG_CHAIN = 4; // the average length from which an index pays
+static constexpr uint32_t LONG_CHAIN = 16; // entries passed by an insert from which an index pays
 
 // Nodes are shared by all tables and never returned to the allocator. They are taken from the list
 // of those handed back, then in sequence from the newest block, so that neighbours in time are
@@ -133,8 +133,10 @@ void hash_destroy(HashTable *h)
 
 // ---- Entries ----------------------------------------------------------------------------------
 
-static HashPlace walk(const HashTable *table, const void *key, uint32_t hash)
+HashPlace hash_locate(const HashTable *table, const void *key, uint32_t hash)
 {
+    if (table->index != nullptr) [[unlikely]]
+        return hash_indexLocate(table, key, hash);
     HashEntry **link = &table->buckets[hash % table->size];
     uint32_t passed = 0;
     for (HashEntry *node; (node = *link) != nullptr; link = &node->next, ++passed) {
@@ -142,13 +144,6 @@ static HashPlace walk(const HashTable *table, const void *key, uint32_t hash)
             break;
     }
     return {link, hash, passed};
-}
-
-HashPlace hash_locate(const HashTable *table, const void *key, uint32_t hash)
-{
-    if (table->index != nullptr) [[unlikely]]
-        return hash_indexLocate(table, key, hash);
-    return walk(table, key, hash);
 }
 
 static HashPlace locate(const HashTable *table, const void *key)
@@ -173,11 +168,6 @@ static HashPlace locate(const HashTable *table, const void *key)
         record->max_usage = h->count;
 }
 
-static bool has_long_chains(const HashTable *table)
-{
-    return table->count / LONG_CHAIN >= table->size;
-}
-
 void hash_insertAt(HashTable *table, HashPlace place, const void *key, const void *value,
                    const char *file, uint32_t line)
 {
@@ -189,11 +179,11 @@ void hash_insertAt(HashTable *table, HashPlace place, const void *key, const voi
     *place.link = node;
     ++table->count;
     if (table->index != nullptr)
-        hash_indexAdd(table, node);
+        hash_indexAdd(table, place.link);
+    else if (place.passed >= LONG_CHAIN) [[unlikely]]
+        hash_indexBuild(table);
     if (table->debug != nullptr) [[unlikely]]
         record_insert(table, place.passed, key, value, file, line);
-    else if (has_long_chains(table)) [[unlikely]]
-        hash_indexGrow(table);
 }
 
 int hash_insert_func(HashTable *table, const void *key, const void *value, const char *file,
@@ -229,13 +219,13 @@ int hash_haskey(const HashTable *table, const void *key)
 
 void *hash_remove(HashTable *h, const void *key)
 {
-    const HashPlace place = walk(h, key, h->hash(key));
+    const HashPlace place = locate(h, key);
     HashEntry *node = *place.link;
     if (node == nullptr)
         return nullptr;
     void *value = node->value;
     if (h->index != nullptr)
-        hash_indexRemove(h, node, place.link);
+        hash_indexRemove(h, place.link);
     *place.link = node->next;
     free_node(node);
     --h->count;
@@ -351,7 +341,7 @@ HashTable *hash_copy(HashTable *destination, const HashTable *source, const char
     destination->count = source->count;
     for (uint32_t i = 0; i < source->size; ++i)
         destination->buckets[i] = copy_chain(source->buckets[i]);
-    if (destination->debug == nullptr && has_long_chains(destination))
-        hash_indexGrow(destination);
+    if (source->index != nullptr)
+        hash_indexBuild(destination);
     return destination;
 }

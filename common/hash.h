@@ -8,8 +8,9 @@
 //
 // A table owns neither keys nor values. It never resizes: the creator chooses the bucket count.
 // Each entry remembers its key's full hash, so walking a chain costs one comparison of numbers an
-// entry and the keys are compared only where the hashes agree; chains that have become long are
-// passed by an index. Visiting order everywhere is bucket by bucket, oldest entry first.
+// entry and the keys are compared only where the hashes agree; a table in which an insert met a
+// long chain gets an index, so that keys that collide, by chance or by somebody's will, cost no
+// more than others. Visiting order everywhere is bucket by bucket, oldest entry first.
 #ifndef COMMON_HASH_H
 #define COMMON_HASH_H
 

@@ -2,35 +2,82 @@
 #include "common/hash_internal.h"
 
 #include <cstdlib>
+#include <ctime>
 
 #include "common/memory.h"
 
 // Open addressing with linear probing, at most three quarters full.
 struct HashSlot {
     HashEntry *entry; // null: free
-    uint32_t hash;    // the entry's, so that a probe need not visit it
+    HashEntry **link; // where the entry hangs in its chain
+    uint32_t spread;  // of the entry's key, so that a probe need not visit it
+};
+
+struct ChainEnd {
+    HashEntry **link; // the null link behind the last entry
+    uint32_t length;  // entries in front of it
 };
 
 struct HashIndex {
-    uint32_t mask;     // number of slots, a power of two, less one
-    uint32_t shift;    // 32 less the logarithm of that number
-    HashSlot *slots;   //
-    HashEntry ***ends; // for each bucket the null link at its chain's end
+    uint32_t mask;  // number of slots, a power of two, less one
+    uint32_t shift; // 32 less the logarithm of that number
+    HashSlot *slots;
+    ChainEnd *ends; // for each bucket
 };
 
 static constexpr uint32_t SMALLEST_LOG = 10;
-static constexpr uint32_t LARGEST_LOG = 27; // more do not fit one allocation
-static constexpr uint32_t LARGEST_COUNT = (uint32_t{1} << LARGEST_LOG) / 4 * 3;
 
-// Spreads hashes whose low bits are alike (pointers, say) over the slots.
-static uint32_t home_of(const HashIndex *index, uint32_t hash)
+// ---- Spreading --------------------------------------------------------------------------------
+
+// Two numbers that nobody outside this run can know.
+struct Secret {
+    uint64_t start;
+    uint64_t factor; // odd
+};
+
+// Takes what differs from run to run: the moment, and where the system put the stack and the heap.
+static Secret new_secret(const void *heap)
 {
-    return hash * 0x9E3779B1U >> index->shift;
+    constexpr uint64_t golden = 0x9E3779B97F4A7C15U;
+    timespec now = {};
+    std::timespec_get(&now, TIME_UTC);
+    const uint64_t moment =
+        static_cast<uint64_t>(now.tv_sec) << 30 ^ static_cast<uint64_t>(now.tv_nsec);
+    uint64_t sum = moment * golden;
+    const auto stir = [&sum](uint64_t value) {
+        sum = (sum ^ sum >> 31 ^ value) * golden;
+        return sum ^ sum >> 29;
+    };
+    stir(reinterpret_cast<uintptr_t>(&now));
+    const uint64_t start = stir(reinterpret_cast<uintptr_t>(heap));
+    return {start, stir(start) | 1};
 }
 
-static void place_entry(HashIndex *index, HashSlot slot)
+static Secret s_secret;
+
+// Texts with equal hashes are easily made, in any number. To have them collide here, too, one would
+// have to know the secret.
+static uint32_t spread_text(const void *text)
 {
-    uint32_t at = home_of(index, slot.hash);
+    uint64_t spread = s_secret.start;
+    for (const auto *c = static_cast<const uint8_t *>(text); *c != 0; ++c) {
+        spread = (spread ^ *c) * s_secret.factor;
+        spread ^= spread >> 32;
+    }
+    return static_cast<uint32_t>(spread * s_secret.factor >> 32);
+}
+
+// The number whose high bits say where a key's entry is to be looked for. Equal keys have the same.
+static uint32_t spread_of(const HashTable *table, const void *key, uint32_t hash)
+{
+    return table->compare == hash_stringCompare ? spread_text(key) : hash * 0x9E3779B1U;
+}
+
+// ---- Slots ------------------------------------------------------------------------------------
+
+static void place_slot(HashIndex *index, HashSlot slot)
+{
+    uint32_t at = slot.spread >> index->shift;
     while (index->slots[at].entry != nullptr)
         at = (at + 1) & index->mask;
     index->slots[at] = slot;
@@ -40,26 +87,11 @@ static void place_entry(HashIndex *index, HashSlot slot)
 static void new_slots(HashIndex *index, uint32_t count)
 {
     uint32_t log = SMALLEST_LOG;
-    while (log < LARGEST_LOG && (uint64_t{1} << log) <= uint64_t{count} * 2)
+    while (log < 31 && (uint64_t{1} << log) <= uint64_t{count} * 2)
         ++log;
     index->mask = (uint32_t{1} << log) - 1;
     index->shift = 32 - log;
     index->slots = static_cast<HashSlot *>(xmalloc_must((uint64_t{1} << log) * sizeof(HashSlot)));
-}
-
-static void build(HashTable *table)
-{
-    auto *index = static_cast<HashIndex *>(xmalloc_must(sizeof(HashIndex)));
-    new_slots(index, table->count);
-    index->ends =
-        static_cast<HashEntry ***>(xmalloc_must(uint64_t{table->size} * sizeof(HashEntry **)));
-    for (uint32_t i = 0; i < table->size; ++i) {
-        HashEntry **link = &table->buckets[i];
-        for (; *link != nullptr; link = &(*link)->next)
-            place_entry(index, {*link, (*link)->hash});
-        index->ends[i] = link;
-    }
-    table->index = index;
 }
 
 // Moves the entries to more slots, without visiting them.
@@ -70,9 +102,62 @@ static void enlarge(HashIndex *index, uint32_t count)
     new_slots(index, count);
     for (uint32_t at = 0; at <= last; ++at) {
         if (old[at].entry != nullptr)
-            place_entry(index, old[at]);
+            place_slot(index, old[at]);
     }
     std::free(old);
+}
+
+static uint32_t find_slot(const HashTable *table, const HashEntry *entry)
+{
+    const HashIndex *index = table->index;
+    uint32_t at = spread_of(table, entry->key, entry->hash) >> index->shift;
+    while (index->slots[at].entry != entry)
+        at = (at + 1) & index->mask;
+    return at;
+}
+
+// Fills the gap at `hole` with the entries behind it that may move there.
+static void close_gap(HashIndex *index, uint32_t hole)
+{
+    for (uint32_t at = hole;;) {
+        at = (at + 1) & index->mask;
+        if (index->slots[at].entry == nullptr)
+            break;
+        const uint32_t home = index->slots[at].spread >> index->shift;
+        if (((at - home) & index->mask) < ((at - hole) & index->mask))
+            continue; // it would come to stand in front of its home
+        index->slots[hole] = index->slots[at];
+        hole = at;
+    }
+    index->slots[hole].entry = nullptr;
+}
+
+// ---- The index --------------------------------------------------------------------------------
+
+static void add_entry(HashTable *table, HashEntry **link)
+{
+    HashEntry *entry = *link;
+    const uint32_t spread = spread_of(table, entry->key, entry->hash);
+    place_slot(table->index, {entry, link, spread});
+    ChainEnd *end = &table->index->ends[entry->hash % table->size];
+    end->link = &entry->next;
+    ++end->length;
+}
+
+void hash_indexBuild(HashTable *table)
+{
+    auto *index = static_cast<HashIndex *>(xmalloc_must(sizeof(HashIndex)));
+    if (s_secret.factor == 0)
+        s_secret = new_secret(index);
+    new_slots(index, table->count);
+    index->ends = static_cast<ChainEnd *>(xmalloc_must(uint64_t{table->size} * sizeof(ChainEnd)));
+    table->index = index;
+    for (uint32_t i = 0; i < table->size; ++i) {
+        HashEntry **link = &table->buckets[i];
+        index->ends[i].link = link;
+        for (; *link != nullptr; link = &(*link)->next)
+            add_entry(table, link);
+    }
 }
 
 void hash_indexDrop(HashTable *table)
@@ -85,57 +170,36 @@ void hash_indexDrop(HashTable *table)
     table->index = nullptr;
 }
 
-void hash_indexGrow(HashTable *table)
-{
-    if (table->count > LARGEST_COUNT)
-        hash_indexDrop(table);
-    else if (table->index == nullptr)
-        build(table);
-    else if (table->count > table->index->mask / 4 * 3)
-        enlarge(table->index, table->count);
-}
-
 HashPlace hash_indexLocate(const HashTable *table, const void *key, uint32_t hash)
 {
-    HashIndex *index = table->index;
-    uint32_t at = home_of(index, hash);
-    for (; index->slots[at].entry != nullptr; at = (at + 1) & index->mask) {
-        HashSlot *slot = &index->slots[at];
-        if (slot->hash == hash && table->compare(key, slot->entry->key) == 0)
-            return {&slot->entry, hash, 0};
+    const HashIndex *index = table->index;
+    const uint32_t spread = spread_of(table, key, hash);
+    const HashSlot *slot;
+    for (uint32_t at = spread >> index->shift; (slot = &index->slots[at])->entry != nullptr;
+         at = (at + 1) & index->mask) {
+        if (slot->spread == spread && table->compare(key, slot->entry->key) == 0)
+            return {slot->link, hash, 0};
     }
-    return {index->ends[hash % table->size], hash, 0};
+    const ChainEnd *end = &index->ends[hash % table->size];
+    return {end->link, hash, end->length};
 }
 
-void hash_indexAdd(HashTable *table, HashEntry *entry)
+void hash_indexAdd(HashTable *table, HashEntry **link)
 {
-    place_entry(table->index, {entry, entry->hash});
-    table->index->ends[entry->hash % table->size] = &entry->next;
+    if (table->count > table->index->mask / 4 * 3)
+        enlarge(table->index, table->count);
+    add_entry(table, link);
 }
 
-// Fills the gap at `hole` with the entries behind it that may move there.
-static void close_gap(HashIndex *index, uint32_t hole)
-{
-    for (uint32_t at = hole;;) {
-        at = (at + 1) & index->mask;
-        if (index->slots[at].entry == nullptr)
-            break;
-        const uint32_t home = home_of(index, index->slots[at].hash);
-        if (((at - home) & index->mask) < ((at - hole) & index->mask))
-            continue; // it would come to stand in front of its home
-        index->slots[hole] = index->slots[at];
-        hole = at;
-    }
-    index->slots[hole].entry = nullptr;
-}
-
-void hash_indexRemove(HashTable *table, const HashEntry *entry, HashEntry **link)
+void hash_indexRemove(HashTable *table, HashEntry **link)
 {
     HashIndex *index = table->index;
-    if (entry->next == nullptr)
-        index->ends[entry->hash % table->size] = link;
-    uint32_t at = home_of(index, entry->hash);
-    while (index->slots[at].entry != entry)
-        at = (at + 1) & index->mask;
-    close_gap(index, at);
+    const HashEntry *entry = *link;
+    ChainEnd *end = &index->ends[entry->hash % table->size];
+    --end->length;
+    if (entry->next != nullptr)
+        index->slots[find_slot(table, entry->next)].link = link;
+    else
+        end->link = link;
+    close_gap(index, find_slot(table, entry));
 }

@@ -25,25 +25,25 @@ HashPlace hash_locate(const HashTable *table, const void *key, uint32_t hash);
 void hash_insertAt(HashTable *table, HashPlace place, const void *key, const void *value,
                    const char *file, uint32_t line);
 
-// The index: a second way to an entry that does not walk its chain, built when the chains of a
-// table have become long (the bucket count is fixed, so they may). The chains stay as they are and
-// keep the order of visiting. A recorded table has none: its records count the entries that an
-// insert passes.
+// The index: a second way to an entry that does not walk its chain, built when an insert has passed
+// a long one (the bucket count is fixed, and whoever chooses the keys may choose them to collide).
+// The chains stay as they are and keep the order of visiting. In a table of texts, compared by
+// hash_stringCompare(), the index spreads the keys by a function of its own that changes from run
+// to run: texts made to have one hash are found as fast as others.
 
-// Builds the table's index, or enlarges it when it has become full. For a table without a record.
-void hash_indexGrow(HashTable *table);
+// Builds the index of a table that has none.
+void hash_indexBuild(HashTable *table);
 
 // Frees the index, if there is one.
 void hash_indexDrop(HashTable *table);
 
-// What hash_locate() does, through the index. The place's link is good for reading the entry and
-// for hanging a new one.
+// What hash_locate() does, through the index. `passed` is right for a key that is absent.
 HashPlace hash_indexLocate(const HashTable *table, const void *key, uint32_t hash);
 
-// Adds an entry that hangs at the end of its chain; removes one that hangs at `link`, which it does
-// not change.
-void hash_indexAdd(HashTable *table, HashEntry *entry);
-void hash_indexRemove(HashTable *table, const HashEntry *entry, HashEntry **link);
+// Adds the entry that hangs at `link`, the last of its chain; takes out the entry that still hangs
+// at `link`.
+void hash_indexAdd(HashTable *table, HashEntry **link);
+void hash_indexRemove(HashTable *table, HashEntry **link);
 
 // Whether new tables are recorded.
 extern bool gHashRecording;

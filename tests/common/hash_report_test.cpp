@@ -72,8 +72,12 @@ TEST(HashRecord, ARecordedTableCountsClashesHoweverLongItsChains)
     EXPECT_EQ(discarded, nullptr);
     for (uintptr_t key = 1; key <= 100; ++key)
         insert(table, key);
-    EXPECT_EQ(table->index, nullptr);
     EXPECT_EQ(table->debug->clashes, 99U * 100 / 2);
+    EXPECT_EQ(table->debug->util, 1U);
+    EXPECT_EQ(table->debug->max_usage, 100U);
+    EXPECT_EQ(hash_remove(table, number(50)), number(50));
+    insert(table, 101);
+    EXPECT_EQ(table->debug->clashes, 99U * 100 / 2 + 99);
     hash_destroy(table);
 }
 

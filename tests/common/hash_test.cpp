@@ -1,12 +1,14 @@
 #define MODULE "tests/hash"
 #include <gtest/gtest.h>
 
+#include <ctime>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "common/hash.h"
 #include "common/vector.h"
+#include "tests/common/colliding_texts.h"
 #include "tests/common/report_lines.h"
 
 using Pairs = std::vector<std::pair<std::string, std::string>>;
@@ -399,6 +401,65 @@ TEST(HashIndex, ACopyHasItsOwn)
     EXPECT_EQ(hash_get(copy, number(10)), number(11));
     hash_destroy(source);
     hash_destroy(copy);
+}
+
+TEST(HashIndex, IsBuiltForOneLongChainAmongManyBuckets)
+{
+    const std::vector<std::string> texts = collidingTexts(18);
+    HashTable *table = textTable(5077);
+    for (const std::string &text : texts) {
+        EXPECT_EQ(table->index != nullptr, &text > &texts[16]);
+        EXPECT_EQ(insert(table, text.c_str(), "value"), 1);
+    }
+    hash_destroy(table);
+}
+
+TEST(HashIndex, TextsMadeToCollideCostNoMoreThanOthers)
+{
+    const std::vector<std::string> texts = collidingTexts(20000);
+    EXPECT_EQ(hash_string(texts.front().c_str()), hash_string(texts.back().c_str()));
+    const std::clock_t start = std::clock();
+    HashTable *table = textTable(199);
+    Pairs expected;
+    for (const std::string &text : texts) {
+        EXPECT_EQ(insert(table, text.c_str(), text.c_str()), 1);
+        expected.emplace_back(text, text);
+    }
+    for (const std::string &text : texts) {
+        EXPECT_EQ(get(table, text.c_str()), text);
+        EXPECT_EQ(insert(table, text.c_str(), "other"), 0);
+        EXPECT_EQ(hash_haskey(table, (text + "Ab").c_str()), 0);
+    }
+    EXPECT_EQ(contents(table), expected);
+    // The newest first: its chain is the longest then.
+    for (size_t i = texts.size(); i-- != 0;)
+        EXPECT_EQ(hash_remove(table, texts[i].c_str()), texts[i].c_str());
+    EXPECT_EQ(hash_count(table), 0U);
+    EXPECT_EQ(contents(table), Pairs());
+    hash_destroy(table);
+    EXPECT_LT(std::clock() - start, CLOCKS_PER_SEC);
+}
+
+TEST(HashIndex, EntriesMayBeRemovedFromTheMiddleOfACollidingChain)
+{
+    const std::vector<std::string> texts = collidingTexts(3000);
+    HashTable *table = textTable(7);
+    for (const std::string &text : texts)
+        insert(table, text.c_str(), "old");
+    Pairs expected;
+    for (size_t i = 0; i < texts.size(); ++i) {
+        if (i % 7 < 3 || i > 2900)
+            EXPECT_STREQ(static_cast<char *>(hash_remove(table, texts[i].c_str())), "old");
+        else
+            expected.emplace_back(texts[i], "old");
+    }
+    hash_replace(table, texts[3].c_str(), "new"); // the first that is left
+    expected.erase(expected.begin());
+    expected.emplace_back(texts[3], "new");
+    insert(table, texts[2999].c_str(), "again");
+    expected.emplace_back(texts[2999], "again");
+    EXPECT_EQ(contents(table), expected);
+    hash_destroy(table);
 }
 
 // ---- Broken contracts -------------------------------------------------------------------------

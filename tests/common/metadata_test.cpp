@@ -2,12 +2,14 @@
 
 #include "common/qzdebug.h"
 #include "common/vector.h"
+#include "tests/common/colliding_texts.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <memory>
 #include <string>
 #include <vector>
@@ -625,6 +627,22 @@ TEST(MetadataRead, KeepsVeryLongStrings)
     ASSERT_EQ(readInto(object.get(), file.bytes()), METADATA_OK);
     EXPECT_EQ(metadata_functionById(object.get(), 1)->name, name);
     EXPECT_EQ(written(object.get()), file.bytes());
+}
+
+TEST(MetadataRead, NamesMadeToCollideCostNoMoreThanOthers)
+{
+    File file;
+    const std::vector<std::string> names = collidingTexts(20000);
+    file.functions = "FUNCTNS " + u32(names.size());
+    file.general = "GENATTRS" + u32(names.size());
+    for (uint32_t i = 0; i < names.size(); ++i) {
+        file.functions += function(i + 1, names[i]);
+        file.general += text(names[i]) + u64(i);
+    }
+    const std::string bytes = file.bytes();
+    const std::clock_t start = std::clock();
+    EXPECT_EQ(readCode(bytes), METADATA_OK);
+    EXPECT_LT(std::clock() - start, CLOCKS_PER_SEC / 2);
 }
 
 TEST(MetadataRead, FailureLeavesWhatWasRead)

@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,7 @@
 #include "common/memory.h"
 #include "common/stringcache.h"
 #include "common/vector.h"
+#include "tests/common/colliding_texts.h"
 #include "tests/common/report_lines.h"
 
 using Texts = std::vector<std::string>;
@@ -81,6 +83,20 @@ TEST(StringCache, ManyTextsStayDistinctAndFindable)
         EXPECT_EQ(texts[static_cast<size_t>(i)], text);
         EXPECT_EQ(cache_string(text.c_str()), texts[static_cast<size_t>(i)]);
     }
+}
+
+TEST(StringCache, TextsMadeToCollideAreInternedInLinearTime)
+{
+    const std::clock_t start = std::clock();
+    std::vector<const char *> interned;
+    const std::vector<std::string> texts = collidingTexts(20000);
+    for (const std::string &text : texts)
+        interned.push_back(cache_string(text.c_str()));
+    for (size_t i = 0; i < texts.size(); ++i) {
+        EXPECT_EQ(interned[i], texts[i]);
+        EXPECT_EQ(cache_string(texts[i].c_str()), interned[i]);
+    }
+    EXPECT_LT(std::clock() - start, CLOCKS_PER_SEC);
 }
 
 TEST(StringCache, LongTextsAreInternedToo)
