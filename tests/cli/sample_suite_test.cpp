@@ -2,6 +2,7 @@
 #include "tests/cli/suite_fixture.h"
 
 #include <filesystem>
+#include <sstream>
 
 class SampleSuiteTest : public SuiteTest {
   protected:
@@ -90,6 +91,114 @@ TEST_F(SampleSuiteTest, AParallelBuildOf200FilesLeavesNothingBehind)
     EXPECT_EQ(result.leftBehind, std::vector<std::string>{});
     for (int i = 0; i < 200; i++)
         EXPECT_TRUE(isElf(numbered("f", i) + ".o")) << i;
+}
+
+// The same for the ORB families, whose driver speaks another language.
+
+class SampleOrbTest : public SuiteTest {
+  protected:
+    void SetUp() override { installSampleQzm(); }
+
+    // Whether every line of an Intel HEX file is whole and its bytes add up to zero.
+    static bool isHex(const std::string &text)
+    {
+        std::istringstream lines(text);
+        std::string line;
+        std::string last;
+        while (std::getline(lines, line)) {
+            unsigned sum = 0;
+            if (line.empty() || line[0] != ':' || line.size() % 2 == 0)
+                return false;
+            for (size_t i = 1; i < line.size(); i += 2)
+                sum += static_cast<unsigned>(std::stoul(line.substr(i, 2), nullptr, 16));
+            if (sum % 256 != 0)
+                return false;
+            last = line;
+        }
+        return last == ":00000001FF";
+    }
+    void copyProject() const
+    {
+        std::filesystem::copy(QZM_SAMPLE_DIR "/project", work,
+                              std::filesystem::copy_options::recursive);
+    }
+};
+
+TEST_F(SampleOrbTest, CompilesToAnIntermediateFile)
+{
+    write("main.c", "#include <qz.h>\n#ifndef __QZM__\n#error no macro\n#endif\n"
+                    "int main(void) { return 0; }\n");
+    RunResult result = run({"-mcpu=16z20a", "-O2", "-c", "main.c"});
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.leftBehind, std::vector<std::string>{});
+    EXPECT_EQ(readFile(work + "/main.p1").rfind("Version", 0), 0U);
+}
+
+TEST_F(SampleOrbTest, LinksIntermediateFilesAndSourcesToHexWithMapAndSummary)
+{
+    copyProject();
+    write("out/keep", "");
+    EXPECT_EQ(run({"-mcpu=16z20a", "-O2", "-c", "main.c"}).status, 0);
+    RunResult result = run({"-mcpu=16z20a", "main.p1", "util.c", "start.s", "-Wl,-Map=out.map",
+                            "--memorysummary=mem.xml", "-o", "out/prog.hex"});
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.leftBehind, std::vector<std::string>{});
+    EXPECT_TRUE(isHex(readFile(work + "/out/prog.hex")));
+    EXPECT_NE(readFile(work + "/out.map").find("_main"), std::string::npos);
+    EXPECT_NE(readFile(work + "/mem.xml").find("device=\"16z20a\""), std::string::npos);
+}
+
+TEST_F(SampleOrbTest, ACompileErrorComesBackInTheDriversFormatWithItsStatus)
+{
+    write("bad.c", "int main(void) { return x; }\n");
+    RunResult result = run({"-mcpu=18z40", "-c", "bad.c"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.err.find("bad.c:1:25: error: (5000) 'x' undeclared"), std::string::npos)
+        << result.err;
+    EXPECT_FALSE(fileExists(work + "/bad.p1"));
+    EXPECT_EQ(result.leftBehind, std::vector<std::string>{});
+}
+
+TEST_F(SampleOrbTest, PreprocessesToStandardOutputAndNothingElseThere)
+{
+    write("main.c", "VALUE\n");
+    RunResult result = run({"-mcpu=16z20a", "-E", "-DVALUE=one", "main.c"});
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.status, 0);
+    std::istringstream lines(result.out);
+    std::string line;
+    std::string text;
+    while (std::getline(lines, line)) {
+        if (line.rfind("# ", 0) != 0)
+            text += line + "\n";
+    }
+    EXPECT_EQ(text, "one\n");
+    EXPECT_NE(result.out.find("# 1 \"main.c\"\n"), std::string::npos) << result.out;
+}
+
+TEST_F(SampleOrbTest, WritesTheDependencyFile)
+{
+    write("main.c", "#include \"x.h\"\nint i;\n");
+    write("x.h", "\n");
+    RunResult result = run({"-mcpu=16z20a", "-c", "main.c", "-MMD", "-MF", "main.d"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(readFile(work + "/main.d"), "main.p1: main.c x.h\n");
+}
+
+TEST_F(SampleOrbTest, BuildsItsProjectWithMakeInParallel)
+{
+    copyProject();
+    RunResult result =
+        runProgram({"make", "-s", "-j8", "DEVICE=18z40", "CC=" + suite + "/bin/qzm-cc"});
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.leftBehind, std::vector<std::string>{});
+    EXPECT_TRUE(isHex(readFile(work + "/leds.hex")));
 }
 
 // The sample's own reader of command files.

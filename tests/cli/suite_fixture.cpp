@@ -100,6 +100,18 @@ void SuiteTest::installSampleElmGcc()
     copyProgram(QZM_SAMPLE_ELM_GCC, suite + "/elm/bin/elm-gcc");
 }
 
+void SuiteTest::installSampleQzm()
+{
+    copyProgram(QZM_SAMPLE_QZM, suite + "/orb/bin/qzm");
+    const fs::path headers = QZM_SAMPLE_DIR "/include";
+    for (const char *header : {"qz.h", "qz.inc"}) {
+        fs::create_directories(suite + "/orb/include");
+        fs::copy(headers / header, suite + "/orb/include");
+    }
+    for (const char *library : {"c90", "c99"})
+        fs::copy(headers / "c", suite + "/orb/include/" + library, fs::copy_options::recursive);
+}
+
 void SuiteTest::write(const std::string &path, const std::string &bytes) const
 {
     fs::path full = path[0] == '/' ? fs::path(path) : fs::path(work) / path;

@@ -86,6 +86,9 @@ class SuiteTest : public ::testing::Test {
     // Puts the sample elm-gcc where the recording child is.
     void installSampleElmGcc();
 
+    // Puts the sample qzm, with its include folders, where the recording child is.
+    void installSampleQzm();
+
     // Writes a file, creating its directory; a relative path is one below scratch/work.
     void write(const std::string &path, const std::string &bytes) const;
 
