@@ -2,6 +2,7 @@
 
 #include "common/fileutils.h"
 
+#include "common/fileutils_internal.h"
 #include "common/osdep.h"
 #include "common/qzdebug.h"
 
@@ -72,7 +73,7 @@ static uint64_t scanContent(const char *name)
 {
     TRACE_ENTER("name=\"%s\"", name);
     TRACE("scan \"%s\"", name);
-    FILE *stream = fopen(name, "rb");
+    FILE *stream = fileid_open(name);
     uint64_t type = FILEID_UNKNOWN;
     if (stream == nullptr)
         TRACE("Could not open: \"%s\"", name);
@@ -273,7 +274,7 @@ int copyfile_helper(const char *source, const char *destination, const char *mod
         TRACE("source and destination files seem to be the same");
         return TRACE_RETURN("%d", 0);
     }
-    FILE *in = fopen(source, "rb");
+    FILE *in = fileid_open(source);
     if (in == nullptr) {
         TRACE("could not open source file \"%s\", error: %d", source, errno);
         return TRACE_RETURN("%d", 0);

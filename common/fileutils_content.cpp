@@ -4,13 +4,26 @@
 
 #include "common/fileutils.h"
 
+#include "common/fileutils_internal.h"
 #include "common/metadata.h"
 #include "common/osdep.h"
 #include "common/qzdebug.h"
 
+#include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+
+FILE *fileid_open(const char *name)
+{
+    TRACE_ENTER("name=\"%s\"", name);
+    FILE *stream = nullptr;
+    if (osdep_isRegularFile(name) || !osdep_fileExists(name))
+        stream = fopen(name, "rb");
+    else
+        errno = EINVAL;
+    return static_cast<FILE *>(TRACE_RETURN("%p", static_cast<void *>(stream)));
+}
 
 static uint16_t littleEndian16(const uint8_t *bytes)
 {
@@ -93,7 +106,7 @@ uint64_t which_elf(const char *name)
         TRACE("input file name was NULL");
         return TRACE_RETURN("0x%lX", 0ul);
     }
-    FILE *stream = fopen(name, "rb");
+    FILE *stream = fileid_open(name);
     if (stream == nullptr) {
         TRACE("could not open input file \"%s\"", name);
         return TRACE_RETURN("0x%lX", 0ul);
@@ -166,7 +179,7 @@ int fileid_is_p1(const char *name)
         TRACE("file \"%s\" does not have a valid extention", name);
         return TRACE_RETURN("%d", 0);
     }
-    FILE *stream = fopen(name, "rb");
+    FILE *stream = fileid_open(name);
     if (stream == nullptr) {
         TRACE("could not open file \"%s\"", name);
         return TRACE_RETURN("%d", 0);
@@ -253,7 +266,7 @@ int fileid_is_obj(const char *name)
         TRACE("file \"%s\" doe not have a known extension", name);
         return TRACE_RETURN("%d", 0);
     }
-    FILE *stream = fopen(name, "rb");
+    FILE *stream = fileid_open(name);
     if (stream == nullptr) {
         TRACE("Could not open: \"%s\"", name);
         return TRACE_RETURN("%d", 0);
@@ -378,7 +391,7 @@ int fileid_is_library(const char *name)
     }
     if (!valid_ext(name, "lib:lpp:a"))
         return TRACE_RETURN("%d", 0);
-    FILE *stream = fopen(name, "rb");
+    FILE *stream = fileid_open(name);
     if (stream == nullptr) {
         TRACE("Cannot open file: \"%s\"", name);
         return TRACE_RETURN("%d", 0);
@@ -397,7 +410,7 @@ int fileid_is_metadata(const char *name)
         TRACE("input file name is NULL");
         return TRACE_RETURN("%d", 0);
     }
-    FILE *stream = fopen(name, "rb");
+    FILE *stream = fileid_open(name);
     if (stream == nullptr) {
         TRACE("Could not open: \"%s\"", name);
         return TRACE_RETURN("%d", 0);

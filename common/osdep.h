@@ -153,6 +153,11 @@ char *osdep_dirName(const char *path);
 
 int osdep_fileExists(const char *path);
 int osdep_isDirectory(const char *path);
+
+// Whether it is a file with content of its own, links followed: no directory, and no named pipe,
+// device or socket, of which an open or a read may wait for ever or take what another is to have.
+int osdep_isRegularFile(const char *path);
+
 int osdep_fileReadable(const char *path);
 
 // Whether two existing paths name the same object of the file system, by whatever names.

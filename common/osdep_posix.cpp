@@ -202,6 +202,13 @@ int osdep_isDirectory(const char *path)
     return TRACE_RETURN("%d", path != nullptr && is_directory(path));
 }
 
+int osdep_isRegularFile(const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    struct stat info;
+    return TRACE_RETURN("%d", path != nullptr && stat(path, &info) == 0 && S_ISREG(info.st_mode));
+}
+
 int osdep_fileReadable(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);

@@ -14,9 +14,11 @@
 #include <iterator>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 namespace fs = std::filesystem;
 
@@ -260,6 +262,24 @@ TEST_F(FileUtils, LibrariesAreClassifiedByTheirModules)
     for (const char *extension : {"a", "lib", "lpp"})
         for (int i = 0; i < 4; ++i)
             EXPECT_EQ(type(std::string("x.") + extension, kinds[i]), words[i]) << extension << i;
+}
+
+// No writer ever comes to the pipe: to open it would be to wait for ever.
+TEST_F(FileUtils, PipesAndDevicesAreNotOpened)
+{
+    const std::pair<const char *, uint64_t> words[] = {
+        {"pipe", 0},     {"pipe.o", 0x20020}, {"pipe.obj", 0x20020}, {"pipe.p1", 0},
+        {"pipe.dat", 0}, {"pipe.elf", 0},     {"pipe.lib", 0x8010},  {"pipe.xml", 0x100000000200},
+    };
+    for (const auto &[name, word] : words) {
+        ASSERT_EQ(mkfifo(path(name).c_str(), 0600), 0);
+        EXPECT_EQ(fileid(path(name).c_str()), word) << name;
+    }
+    fs::create_symlink("/dev/zero", path("zero.dat"));
+    EXPECT_EQ(fileid(path("zero.dat").c_str()), 0u);
+    EXPECT_EQ(fileid("-"), 0x1000u);
+    EXPECT_TRACE(EXPECT_EQ(which_elf(path("pipe").c_str()), 0u),
+                 "could not open input file \"" + path("pipe") + "\"");
 }
 
 TEST_F(FileUtils, NullNamesAreAnsweredWithNothing)
@@ -704,8 +724,18 @@ TEST_F(FileUtils, AFullDiskFailsTheCopy)
 
 TEST_F(FileUtils, ASourceThatCannotBeReadFailsTheCopy)
 {
-    EXPECT_TRACE(EXPECT_EQ(copyfile_helper(dir_.c_str(), path("b").c_str(), "copied"), 0),
+    EXPECT_TRACE(EXPECT_EQ(copyfile_helper("/proc/self/mem", path("b").c_str(), "copied"), 0),
                  "error copying file");
+}
+
+TEST_F(FileUtils, ASourceThatIsNoRegularFileLeavesTheDestinationAlone)
+{
+    ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
+    file("b", "keep");
+    for (const std::string &source : std::vector<std::string>{path("pipe"), dir_, "/dev/zero"})
+        EXPECT_TRACE(EXPECT_EQ(copyfile_helper(source.c_str(), path("b").c_str(), "copied"), 0),
+                     "could not open source file \"" + source + "\", error: 22");
+    EXPECT_EQ(content("b"), "keep");
 }
 
 // ---- Long strings -----------------------------------------------------------------------------

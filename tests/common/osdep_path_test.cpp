@@ -366,6 +366,18 @@ TEST_F(PathTest, IsDirectoryFollowsLinks)
     EXPECT_EQ(osdep_isDirectory(nullptr), 0);
 }
 
+TEST_F(PathTest, ARegularFileIsNoDirectoryPipeOrDevice)
+{
+    write_file("file", "x");
+    ASSERT_EQ(symlink("file", "link"), 0);
+    ASSERT_EQ(mkfifo("pipe", 0600), 0);
+    EXPECT_EQ(osdep_isRegularFile("file"), 1);
+    EXPECT_EQ(osdep_isRegularFile("link"), 1);
+    for (const char *path : {".", "pipe", "/dev/null", "missing", ""})
+        EXPECT_EQ(osdep_isRegularFile(path), 0) << path;
+    EXPECT_EQ(osdep_isRegularFile(nullptr), 0);
+}
+
 TEST_F(PathTest, FileReadableOpensTheFile)
 {
     write_file("file", "x");
