@@ -21,8 +21,9 @@ namespace {
 struct Command {
     const char *name;
     std::vector<char *> arguments; // ends in a null
-    std::vector<double> seconds;   // one a round
-    long peak;                     // KiB, of the command itself
+    std::vector<double> wall;      // seconds, one a round
+    std::vector<double> cpu;       // the same of processor time, children included
+    long peak;                     // KiB, the largest of the command and its children
 };
 
 double now()
@@ -30,6 +31,11 @@ double now()
     timespec time{};
     clock_gettime(CLOCK_MONOTONIC, &time);
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+double seconds(const timeval &time)
+{
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
 }
 
 [[noreturn]] void execute(const Command &command)
@@ -51,7 +57,8 @@ void runOnce(Command *command)
     int status = 0;
     rusage usage{};
     wait4(child, &status, 0, &usage);
-    command->seconds.push_back(now() - start);
+    command->wall.push_back(now() - start);
+    command->cpu.push_back(seconds(usage.ru_utime) + seconds(usage.ru_stime));
     command->peak = std::max(command->peak, usage.ru_maxrss);
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
         std::fprintf(stderr, "wall_time: %s failed\n", command->name);
@@ -59,11 +66,17 @@ void runOnce(Command *command)
     }
 }
 
+double median(std::vector<double> *values)
+{
+    std::sort(values->begin(), values->end());
+    return (*values)[values->size() / 2];
+}
+
 std::vector<Command> parse(int argc, char **argv)
 {
     std::vector<Command> commands;
     for (int i = 2; i < argc; ++i) {
-        Command command{argv[i], {}, {}, 0};
+        Command command{argv[i], {}, {}, {}, 0};
         for (++i; i < argc && std::strcmp(argv[i], "--") != 0; ++i)
             command.arguments.push_back(argv[i]);
         if (command.arguments.empty()) {
@@ -90,13 +103,13 @@ int main(int argc, char **argv)
         for (Command &command : commands)
             runOnce(&command);
     }
-    double first = 0;
+    const double firstWall = median(&commands[0].wall);
+    const double firstCpu = median(&commands[0].cpu);
     for (Command &command : commands) {
-        std::sort(command.seconds.begin(), command.seconds.end());
-        const double median = command.seconds[command.seconds.size() / 2];
-        first = first == 0 ? median : first;
-        std::printf("%-44s %10.1f us  %6.2f x  %8ld KiB\n", command.name, median * 1e6,
-                    median / first, command.peak);
+        const double wall = median(&command.wall);
+        const double cpu = median(&command.cpu);
+        std::printf("%-40s wall %9.1f us %5.2f x   cpu %9.1f us %5.2f x %8ld KiB\n", command.name,
+                    wall * 1e6, wall / firstWall, cpu * 1e6, cpu / firstCpu, command.peak);
     }
     return 0;
 }

@@ -335,7 +335,7 @@ static int read_file(AlertTable *table, FILE *stream, const char *name, uint32_t
 static int write_builtin(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
-    FILE *file = std::fopen(path, "wb");
+    FILE *file = std::fopen(path, "r+b"); // new and empty: nothing to truncate
     if (file == nullptr)
         return TRACE_RETURN("%d", 0);
     const bool written =

@@ -88,7 +88,9 @@ static bool fill_command_file(const char *name, const Vector *command)
 {
     TRACE_ENTER("name=\"%s\"", name);
     TRACE("Command file name: \"%s\"", name);
-    FILE *file = std::fopen(name, "w");
+    // The file is new and empty. Opening it with truncation would make some file systems write it to
+    // the disk when it is closed.
+    FILE *file = std::fopen(name, "r+");
     if (file == nullptr) {
         TRACE("Could not create command file \"%s\"", name);
         TRACE("qzmcc_spawn could not create a temp file, exiting with status 1");
