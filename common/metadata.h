@@ -169,7 +169,7 @@ struct Metadata {
     uint32_t level_count;                        // slots in use, empty ones between them included
     char *buffer;                                // where a string is put together while it is read
     size_t buffer_size;                          //
-    uint32_t error;                              // the last operation's code
+    uint32_t error;                              // the last failure's code
 };
 
 // Creates an object without attributes and records, owned by the caller. Its title names
@@ -187,7 +187,8 @@ bool metadata_read(Metadata *metadata, FILE *in);
 // Writes the object to a binary stream and flushes it, so that a full disk is noticed here.
 bool metadata_write(Metadata *metadata, FILE *out);
 
-// Prints the object for a reader. Fails for a null argument or when the stream has an error.
+// Prints the object for a reader and flushes the stream. Fails for a null argument or when the
+// stream has an error, a full disk among them.
 bool metadata_dump(Metadata *metadata, FILE *out);
 
 // The code that the last failure left in the object (1 for null), and the text of a code ("Unknown

@@ -237,5 +237,5 @@ bool metadata_dump(Metadata *metadata, FILE *out)
     dumpRoots(out, metadata);
     dumpLevels(out, metadata);
     dumpRule(out);
-    return TRACE_RETURN("%d", ferror(out) == 0);
+    return TRACE_RETURN("%d", fflush(out) == 0 && ferror(out) == 0);
 }

@@ -469,6 +469,14 @@ TEST(MetadataDump, FailsForNullArguments)
     EXPECT_FALSE(metadata_dump(nullptr, stdout));
 }
 
+TEST(MetadataDump, AFullDiskIsNoticed)
+{
+    Object object = create();
+    FILE *out = fopen("/dev/full", "w");
+    EXPECT_FALSE(metadata_dump(object.get(), out));
+    fclose(out);
+}
+
 TEST(MetadataRoundTrip, DumpOfAWrittenAndReadFileIsIdentical)
 {
     Object original = sample();
