@@ -23,9 +23,11 @@ struct HashIndex {
     uint32_t shift; // 32 less the logarithm of that number
     HashSlot *slots;
     ChainEnd *ends; // for each bucket
+    bool secret;    // the keys are texts, spread by what they are and a secret, not by their hash
 };
 
 static constexpr uint32_t SMALLEST_LOG = 10;
+static constexpr uint32_t CROWD = 256; // slots passed by an insert that no good hash gives
 
 // ---- Spreading --------------------------------------------------------------------------------
 
@@ -55,7 +57,7 @@ static Secret new_secret(const void *heap)
 
 static Secret s_secret;
 
-// Texts with equal hashes are easily made, in any number. To have them collide here, too, one would
+// Texts with equal hashes are easily made, in any number. To make them collide here, too, one would
 // have to know the secret.
 static uint32_t spread_text(const void *text)
 {
@@ -68,19 +70,22 @@ static uint32_t spread_text(const void *text)
 }
 
 // The number whose high bits say where a key's entry is to be looked for. Equal keys have the same.
-static uint32_t spread_of(const HashTable *table, const void *key, uint32_t hash)
+static uint32_t spread_of(const HashIndex *index, const void *key, uint32_t hash)
 {
-    return table->compare == hash_stringCompare ? spread_text(key) : hash * 0x9E3779B1U;
+    return index->secret ? spread_text(key) : hash * 0x9E3779B1U;
 }
 
 // ---- Slots ------------------------------------------------------------------------------------
 
-static void place_slot(HashIndex *index, HashSlot slot)
+// Returns the number of slots passed.
+static uint32_t place_slot(HashIndex *index, HashSlot slot)
 {
     uint32_t at = slot.spread >> index->shift;
-    while (index->slots[at].entry != nullptr)
+    uint32_t passed = 0;
+    for (; index->slots[at].entry != nullptr; ++passed)
         at = (at + 1) & index->mask;
     index->slots[at] = slot;
+    return passed;
 }
 
 // Gives the index empty slots, between a quarter and half of which `count` entries will fill.
@@ -94,23 +99,37 @@ static void new_slots(HashIndex *index, uint32_t count)
     index->slots = static_cast<HashSlot *>(xmalloc_must((uint64_t{1} << log) * sizeof(HashSlot)));
 }
 
-// Moves the entries to more slots, without visiting them.
-static void enlarge(HashIndex *index, uint32_t count)
+// Moves the entries to new slots, enough for the table's count. They are visited only when they are
+// to be spread anew.
+static void move_slots(HashTable *table, bool anew)
 {
+    HashIndex *index = table->index;
     HashSlot *old = index->slots;
     const uint32_t last = index->mask;
-    new_slots(index, count);
+    new_slots(index, table->count);
     for (uint32_t at = 0; at <= last; ++at) {
-        if (old[at].entry != nullptr)
-            place_slot(index, old[at]);
+        HashSlot slot = old[at];
+        if (slot.entry == nullptr)
+            continue;
+        if (anew)
+            slot.spread = spread_of(index, slot.entry->key, slot.entry->hash);
+        place_slot(index, slot);
     }
     std::free(old);
 }
 
-static uint32_t find_slot(const HashTable *table, const HashEntry *entry)
+// Spreads the texts by the secret from now on.
+[[gnu::cold]] static void keep_secret(HashTable *table)
 {
-    const HashIndex *index = table->index;
-    uint32_t at = spread_of(table, entry->key, entry->hash) >> index->shift;
+    if (s_secret.factor == 0)
+        s_secret = new_secret(table->index);
+    table->index->secret = true;
+    move_slots(table, true);
+}
+
+static uint32_t find_slot(const HashIndex *index, const HashEntry *entry)
+{
+    uint32_t at = spread_of(index, entry->key, entry->hash) >> index->shift;
     while (index->slots[at].entry != entry)
         at = (at + 1) & index->mask;
     return at;
@@ -134,21 +153,9 @@ static void close_gap(HashIndex *index, uint32_t hole)
 
 // ---- The index --------------------------------------------------------------------------------
 
-static void add_entry(HashTable *table, HashEntry **link)
-{
-    HashEntry *entry = *link;
-    const uint32_t spread = spread_of(table, entry->key, entry->hash);
-    place_slot(table->index, {entry, link, spread});
-    ChainEnd *end = &table->index->ends[entry->hash % table->size];
-    end->link = &entry->next;
-    ++end->length;
-}
-
 void hash_indexBuild(HashTable *table)
 {
     auto *index = static_cast<HashIndex *>(xmalloc_must(sizeof(HashIndex)));
-    if (s_secret.factor == 0)
-        s_secret = new_secret(index);
     new_slots(index, table->count);
     index->ends = static_cast<ChainEnd *>(xmalloc_must(uint64_t{table->size} * sizeof(ChainEnd)));
     table->index = index;
@@ -156,7 +163,7 @@ void hash_indexBuild(HashTable *table)
         HashEntry **link = &table->buckets[i];
         index->ends[i].link = link;
         for (; *link != nullptr; link = &(*link)->next)
-            add_entry(table, link);
+            hash_indexAdd(table, link);
     }
 }
 
@@ -173,7 +180,7 @@ void hash_indexDrop(HashTable *table)
 HashPlace hash_indexLocate(const HashTable *table, const void *key, uint32_t hash)
 {
     const HashIndex *index = table->index;
-    const uint32_t spread = spread_of(table, key, hash);
+    const uint32_t spread = spread_of(index, key, hash);
     const HashSlot *slot;
     for (uint32_t at = spread >> index->shift; (slot = &index->slots[at])->entry != nullptr;
          at = (at + 1) & index->mask) {
@@ -186,9 +193,16 @@ HashPlace hash_indexLocate(const HashTable *table, const void *key, uint32_t has
 
 void hash_indexAdd(HashTable *table, HashEntry **link)
 {
-    if (table->count > table->index->mask / 4 * 3)
-        enlarge(table->index, table->count);
-    add_entry(table, link);
+    HashIndex *index = table->index;
+    HashEntry *entry = *link;
+    if (table->count > index->mask / 4 * 3)
+        move_slots(table, false);
+    ChainEnd *end = &index->ends[entry->hash % table->size];
+    end->link = &entry->next;
+    ++end->length;
+    const HashSlot slot = {entry, link, spread_of(index, entry->key, entry->hash)};
+    if (place_slot(index, slot) > CROWD && !index->secret && table->compare == hash_stringCompare)
+        keep_secret(table);
 }
 
 void hash_indexRemove(HashTable *table, HashEntry **link)
@@ -198,8 +212,8 @@ void hash_indexRemove(HashTable *table, HashEntry **link)
     ChainEnd *end = &index->ends[entry->hash % table->size];
     --end->length;
     if (entry->next != nullptr)
-        index->slots[find_slot(table, entry->next)].link = link;
+        index->slots[find_slot(index, entry->next)].link = link;
     else
         end->link = link;
-    close_gap(index, find_slot(table, entry));
+    close_gap(index, find_slot(index, entry));
 }

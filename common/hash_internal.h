@@ -27,9 +27,10 @@ void hash_insertAt(HashTable *table, HashPlace place, const void *key, const voi
 
 // The index: a second way to an entry that does not walk its chain, built when an insert has passed
 // a long one (the bucket count is fixed, and whoever chooses the keys may choose them to collide).
-// The chains stay as they are and keep the order of visiting. In a table of texts, compared by
-// hash_stringCompare(), the index spreads the keys by a function of its own that changes from run
-// to run: texts made to have one hash are found as fast as others.
+// The chains stay as they are and keep the order of visiting. Where too many keys of one hash come
+// together in a table of texts, compared by hash_stringCompare(), the index goes over to spreading
+// them by a function that differs from run to run: texts made to collide are found as fast as
+// others.
 
 // Builds the index of a table that has none.
 void hash_indexBuild(HashTable *table);

@@ -431,6 +431,11 @@ TEST(HashIndex, TextsMadeToCollideCostNoMoreThanOthers)
         EXPECT_EQ(hash_haskey(table, (text + "Ab").c_str()), 0);
     }
     EXPECT_EQ(contents(table), expected);
+    HashTable *copy = hash_copy(nullptr, table, MODULE, 3);
+    EXPECT_EQ(contents(copy), expected);
+    for (const std::string &text : texts)
+        EXPECT_EQ(hash_get(copy, text.c_str()), text.c_str());
+    hash_destroy(copy);
     // The newest first: its chain is the longest then.
     for (size_t i = texts.size(); i-- != 0;)
         EXPECT_EQ(hash_remove(table, texts[i].c_str()), texts[i].c_str());
