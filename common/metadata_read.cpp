@@ -17,7 +17,10 @@
 #include <cstdlib>
 #include <cstring>
 
-enum : size_t { BUFFER_STEP = 32 };
+enum : size_t {
+    BUFFER_STEP = 32,
+    STRING_LIMIT = 16 * 1024 * 1024, // a longer one is damage; to keep it might end the run
+};
 
 // ---- Fields -----------------------------------------------------------------------------------
 
@@ -49,7 +52,8 @@ static bool readString(Metadata *metadata, FILE *in, const char **text)
 {
     size_t length = 0;
     for (int c = getc(in); c != '\0'; c = getc(in)) {
-        if (c == EOF || (length == metadata->buffer_size && !growBuffer(metadata)))
+        if (c == EOF || length == STRING_LIMIT ||
+            (length == metadata->buffer_size && !growBuffer(metadata)))
             return false;
         metadata->buffer[length++] = static_cast<char>(c);
     }

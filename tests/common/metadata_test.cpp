@@ -847,6 +847,16 @@ TEST(MetadataRefuses, HugeCountsWithoutTakingMemoryForThem)
     EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 16 * 1024);
 }
 
+TEST(MetadataRefuses, AStringOfMoreThan16MiB)
+{
+    const std::string longest(16 * 1024 * 1024, 'n');
+    File file;
+    file.functions = "FUNCTNS " + u32(1) + function(1, longest);
+    EXPECT_EQ(readCode(file), METADATA_OK);
+    file.functions = "FUNCTNS " + u32(1) + function(1, longest + "n");
+    EXPECT_EQ(readCode(file), METADATA_FUNCTION_LIST);
+}
+
 TEST(MetadataRefuses, AStringWithoutAnEnd)
 {
     File file;
