@@ -72,7 +72,9 @@ void osdep_restoreOutput();
 // hang-up, quit, kill, terminal stop, interrupt, terminate, abort, segmentation fault and
 // floating-point error. The handler restores both descriptors, removes the temporary objects and
 // exits with the signal's number, after a word of apology for the last three. Standard descriptors
-// that are closed are filled first, with something that fails every read and write.
+// that are closed are filled first, with something that fails every read and write. The signals
+// that a failing write brings (no reader, the limit on file sizes) are ignored from here on, except
+// in children: the write fails instead.
 void osdep_installCrashHandlers();
 
 // Makes standard input read from `path`. 1 on success; 0 when the path is no readable file (a

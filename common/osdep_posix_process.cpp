@@ -4,7 +4,9 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
+#include <cstring>
 #include <initializer_list>
+#include <iterator>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -53,6 +55,12 @@ static int duplicate(int descriptor)
 static constexpr int HANDLED_SIGNALS[] = {SIGHUP,  SIGQUIT, SIGKILL, SIGTSTP, SIGINT,
                                           SIGTERM, SIGABRT, SIGSEGV, SIGFPE};
 
+// Signals that a write of ours can draw: a reader that has gone away, a limit on the size of files.
+// Their default action would end the program and leave its temporary files behind. Ignored, they
+// let the write fail, as any other would; children get the default action back.
+static constexpr int WRITING_SIGNALS[] = {SIGPIPE, SIGXFSZ};
+static bool s_writingSignalIgnored[std::size(WRITING_SIGNALS)]; // by us
+
 static void put_back(FILE *stream, int descriptor, int *saved)
 {
     std::fflush(stream);
@@ -61,8 +69,21 @@ static void put_back(FILE *stream, int descriptor, int *saved)
     *saved = -1;
 }
 
+// Past the stream, which may have no buffer yet and would ask the heap for one.
+static void write_text(int descriptor, const char *text)
+{
+    for (size_t left = std::strlen(text); left > 0;) {
+        const ssize_t written = write(descriptor, text, left);
+        if (written <= 0)
+            return; // there is nobody left to tell
+        text += written;
+        left -= static_cast<size_t>(written);
+    }
+}
+
 // The temporary objects go first: flushing may find a stream in the middle of a change, or wait for
-// a reader that has stopped.
+// a reader that has stopped. Nothing here may touch the heap, which the signal may have
+// interrupted.
 static void on_signal(int number)
 {
     if (getpid() != s_crashOwner)
@@ -70,20 +91,17 @@ static void on_signal(int number)
     osdep_removeTempFilesOnSignal();
     if (s_crashOutput.out >= 0) {
         put_back(stdout, STDOUT_FILENO, &s_crashOutput.out);
-        std::fputc('\n', stdout);
-        std::fflush(stdout);
+        write_text(STDOUT_FILENO, "\n");
     }
-    if (s_crashOutput.err >= 0) {
+    if (s_crashOutput.err >= 0)
         put_back(stderr, STDERR_FILENO, &s_crashOutput.err);
-        std::fflush(stderr);
-    }
     switch (number) {
     case SIGABRT:
     case SIGFPE:
     case SIGSEGV:
-        std::fputs("\n\nAn unexpected problem has been encountered and the program must quit; "
-                   "contact Vantrix support with details\n\n",
-                   stderr);
+        write_text(STDERR_FILENO,
+                   "\n\nAn unexpected problem has been encountered and the program must quit; "
+                   "contact Vantrix support with details\n\n");
         std::exit(number);
     case SIGHUP:
     case SIGINT:
@@ -108,6 +126,20 @@ static void install_handlers()
         sigaddset(&action.sa_mask, number);
     for (int number : HANDLED_SIGNALS)
         sigaction(number, &action, nullptr); // for SIGKILL it fails
+}
+
+static void ignore_writing_signals()
+{
+    for (size_t i = 0; i < std::size(WRITING_SIGNALS); ++i)
+        if (std::signal(WRITING_SIGNALS[i], SIG_IGN) == SIG_DFL)
+            s_writingSignalIgnored[i] = true;
+}
+
+static void restore_writing_signals()
+{
+    for (size_t i = 0; i < std::size(WRITING_SIGNALS); ++i)
+        if (s_writingSignalIgnored[i])
+            std::signal(WRITING_SIGNALS[i], SIG_DFL);
 }
 
 static void reinstall_handlers()
@@ -136,6 +168,7 @@ void osdep_installCrashHandlers()
         s_crashOutput.err = duplicate(STDERR_FILENO);
     s_crashOwner = getpid();
     install_handlers();
+    ignore_writing_signals();
     s_crashHandlers = true;
     TRACE_LEAVE();
 }
@@ -149,8 +182,10 @@ static pid_t start_child(const char *program, char *const *argv)
     // A parent that ignores its children's ends hands that on to us, and the status would be lost.
     std::signal(SIGCHLD, SIG_DFL);
     const pid_t child = fork();
-    if (child == 0)
+    if (child == 0) {
+        restore_writing_signals();
         execve(program, argv, environ);
+    }
     return child;
 }
 

@@ -82,3 +82,21 @@ TEST_F(SurroundingsTest, ClosedStandardStreamsDoNotGetTheCommandFilesDescriptor)
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(child().commandFile.substr(0, 15), "-mmcu=elmbig1\nm");
 }
+
+TEST_F(SurroundingsTest, AReaderThatHasGoneAwayLeavesNoFile)
+{
+    runProgram({"/bin/sh", "-c", "(sleep 0.2; exec \"$0\" -v -mcpu=elmbig1 main.c) | true",
+                suite + "/bin/qzm-cc"});
+    EXPECT_TRUE(child().ran);
+    EXPECT_FALSE(fileExists(child().commandFileName));
+}
+
+TEST_F(SurroundingsTest, ALimitOnFileSizesIsAFatalErrorAndLeavesNoFile)
+{
+    RunResult result =
+        runProgram({"/bin/sh", "-c", "ulimit -f 0; exec \"$0\" -mcpu=elmbig1 main.c 2>/dev/null",
+                    suite + "/bin/qzm-cc"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.signal, 0);
+    EXPECT_FALSE(child().ran);
+}

@@ -20,6 +20,7 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <stdio_ext.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -824,6 +825,64 @@ TEST(CrashHandler, StandsInForClosedStandardDescriptors)
         return fails && next > 2 ? 0 : 1;
     });
     EXPECT_EQ(run.status, 0);
+}
+
+TEST(CrashHandler, GivesStandardOutputNoBufferFromAHeapItMayHaveInterrupted)
+{
+    const Outcome run = in_process([] {
+        stdout = fdopen(dup(1), "w"); // one that has not been written to
+        osdep_installCrashHandlers();
+        std::atexit([] {
+            if (__fbufsize(stdout) != 0)
+                end_at_once(false);
+        });
+        raise(SIGTERM);
+        return 123;
+    });
+    EXPECT_EQ(run.status, SIGTERM);
+    EXPECT_EQ(run.out, "\n");
+}
+
+TEST(CrashHandler, IsJoinedByWritesThatFailInsteadOfEndingTheProgram)
+{
+    const Outcome run = in_process([] {
+        osdep_installCrashHandlers();
+        const std::string name = taken(osdep_tempFile());
+        int ends[2];
+        if (pipe(ends) != 0)
+            return 1;
+        close(ends[0]);
+        if (write(ends[1], "x", 1) >= 0 || errno != EPIPE)
+            return 2;
+        limit(RLIMIT_FSIZE, 0);
+        std::FILE *file = std::fopen(name.c_str(), "w");
+        std::fputc('x', file);
+        return std::fclose(file) == 0 ? 3 : 0;
+    });
+    EXPECT_EQ(run.status, 0);
+}
+
+TEST(CrashHandler, LeavesChildrenTheSignalsOfTheirWrites)
+{
+    for (int number : {SIGPIPE, SIGXFSZ}) {
+        const Outcome run = in_process([&] {
+            limit(RLIMIT_CORE, 0);
+            osdep_installCrashHandlers();
+            return spawn_shell(("kill -" + std::to_string(number) + " $$; exit 3").c_str());
+        });
+        EXPECT_EQ(run.status, 255);
+        EXPECT_EQ(run.err, "/bin/sh: signal " + std::to_string(number) + " \n");
+    }
+}
+
+TEST(CrashHandler, LeavesAnIgnoredSignalIgnoredInChildren)
+{
+    const Outcome run = in_process([] {
+        std::signal(SIGPIPE, SIG_IGN);
+        osdep_installCrashHandlers();
+        return spawn_shell("kill -13 $$; exit 3");
+    });
+    EXPECT_EQ(run.status, 3);
 }
 
 #ifndef WITH_ADDRESS_SANITIZER // whose allocator a signal must not interrupt
