@@ -1,7 +1,10 @@
 #define MODULE "tests/hash"
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <ctime>
+#include <map>
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -464,6 +467,34 @@ TEST(HashIndex, EntriesMayBeRemovedFromTheMiddleOfACollidingChain)
     insert(table, texts[2999].c_str(), "again");
     expected.emplace_back(texts[2999], "again");
     EXPECT_EQ(contents(table), expected);
+    hash_destroy(table);
+}
+
+TEST(HashIndex, FindsWhatAMapFindsHoweverTheTableChanges)
+{
+    std::vector<std::string> texts = collidingTexts(700);
+    for (int i = 0; i < 2000; ++i)
+        texts.push_back("text " + std::to_string(i));
+    std::mt19937 random(1); // the same every time
+    HashTable *table = textTable(13);
+    std::map<std::string, const char *> map;
+    for (int i = 0; i < 40000; ++i) {
+        const std::string &key = texts[random() % texts.size()];
+        const auto found = map.find(key);
+        ASSERT_EQ(hash_get(table, key.c_str()), found == map.end() ? nullptr : found->second);
+        // It fills in the first half and empties in the second.
+        if ((random() % 4 == 0) == (i < 20000)) {
+            EXPECT_EQ(hash_remove(table, key.c_str()) != nullptr, found != map.end());
+            map.erase(key);
+        } else {
+            EXPECT_EQ(insert(table, key.c_str(), key.c_str()), found == map.end());
+            map.emplace(key, key.c_str());
+        }
+        ASSERT_EQ(hash_count(table), map.size());
+    }
+    Pairs left = contents(table);
+    std::sort(left.begin(), left.end());
+    EXPECT_EQ(left, Pairs(map.begin(), map.end()));
     hash_destroy(table);
 }
 
