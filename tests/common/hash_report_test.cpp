@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "common/hash.h"
+#include "common/vector.h"
 #include "tests/common/report_lines.h"
 
 static const char PLACE[] = "tests/place";
@@ -118,11 +120,98 @@ TEST(HashRecord, AClashIsTracedWhereTheInsertWasMade)
     hash_destroy(s_clashing);
 }
 
+static void clashWhileReplacing()
+{
+    hash_replace(s_clashing, number(5), number(1)); // absent
+    hash_replace(s_clashing, number(1), number(2)); // present
+}
+
+TEST(HashRecord, AClashWhileReplacingIsTracedAtTheModulesOwnPlaces)
+{
+    s_clashing = recordedTable(4, 5);
+    insert(s_clashing, 1);
+    EXPECT_EQ(debugOutputOf(clashWhileReplacing),
+              (Lines{"hash:362            > HASH @ tests/place:5 (2/4) clashed 1 times inserting "
+                     "(0x5,0x1)",
+                     "hash:364            > HASH @ tests/place:5 (2/4) clashed 1 times inserting "
+                     "(0x1,0x2)"}));
+    hash_destroy(s_clashing);
+}
+
+TEST(HashRecord, TheMostBucketsInUseStayKnown)
+{
+    HashTable *table = recordedTable(4, 5);
+    insert(table, 1);
+    insert(table, 2);
+    hash_remove(table, number(1));
+    hash_remove(table, number(2));
+    insert(table, 3);
+    EXPECT_EQ(table->debug->util, 1U);
+    EXPECT_EQ(table->debug->max_util, 2U);
+    hash_destroy(table);
+}
+
+TEST(HashRecord, ListsOfKeysAndValuesAreMadeAtTheModulesOwnPlaces)
+{
+    HashTable *table = hash_new_func(4, nullptr, nullptr, PLACE, 5);
+    vec_debugEnable(1);
+    Vector *values = hash_values(table);
+    Vector *keys = hash_keys(table);
+    vec_debugEnable(0);
+    EXPECT_STREQ(values->debug->file, "common/hash");
+    EXPECT_EQ(values->debug->line, 293U);
+    EXPECT_STREQ(keys->debug->file, "common/hash");
+    EXPECT_EQ(keys->debug->line, 310U);
+    vec_destroy(values);
+    vec_destroy(keys);
+    hash_destroy(table);
+}
+
 using HashReportDeathTest = FreshProcessTest;
 
 TEST_F(HashReportDeathTest, WithoutRecordedTablesNothingIsPrinted)
 {
     EXPECT_EXIT(exitComparing(debugOutputOf(hash_report), {}), testing::ExitedWithCode(0), "");
+}
+
+// The list of tables is a recorded vector itself, and a copied table stays out of it.
+static void masterListOfOne()
+{
+    vec_debugEnable(1);
+    HashTable *table = recordedTable(4, 5);
+    hash_copy(nullptr, table, PLACE, 6);
+    Lines lines = debugOutputOf(hash_report);
+    const Lines vectors = debugOutputOf(vec_report);
+    for (const std::string &line : vectors)
+        if (line.find("common/hash:151    1/10    Y") != std::string::npos)
+            lines.push_back("made at common/hash:151");
+    exitComparing(
+        lines, {LIST_HEAD, LIST_COLUMNS,
+                "# " + addressText(table) + "    tests/place:5    0/4    0/4    0    Y    Y    Y",
+                "made at common/hash:151"});
+}
+
+TEST_F(HashReportDeathTest, TheListHoldsCreatedTablesAndNoCopies)
+{
+    EXPECT_EXIT(masterListOfOne(), testing::ExitedWithCode(0), "");
+}
+
+static void reportOfEquals()
+{
+    hash_debugEnable(1);
+    const HashTable *lower = hash_new_func(4, nullptr, nullptr, PLACE, 1);
+    const HashTable *higher = hash_new_func(4, nullptr, nullptr, PLACE, 1);
+    if (lower->debug > higher->debug)
+        std::swap(lower, higher);
+    const char rest[] = "    tests/place:1    0/4    0/4    0    Y    Y    Y";
+    exitComparing(debugOutputOf(hash_report),
+                  {LIST_HEAD, LIST_COLUMNS, "# " + addressText(higher) + rest,
+                   "# " + addressText(lower) + rest});
+}
+
+TEST_F(HashReportDeathTest, AmongEqualTablesTheHighestRecordComesFirst)
+{
+    EXPECT_EXIT(reportOfEquals(), testing::ExitedWithCode(0), "");
 }
 
 static uint32_t anyHash(const void *key)

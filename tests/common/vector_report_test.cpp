@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "common/vector.h"
 #include "tests/common/report_lines.h"
@@ -79,6 +80,27 @@ static void sortedReport()
 TEST_F(VectorReportDeathTest, VectorsAreSortedAndSummedByTheirPlace)
 {
     EXPECT_EXIT(sortedReport(), testing::ExitedWithCode(0), "");
+}
+
+// Three records that only their lines and addresses tell apart.
+static void reportOfEquals()
+{
+    vec_debugEnable(1);
+    const Vector *lower = vectorWith(1, FILE_A, 8);
+    const Vector *higher = vectorWith(1, FILE_A, 8);
+    const Vector *earlierLine = vectorWith(1, FILE_A, 7);
+    if (lower->debug > higher->debug)
+        std::swap(lower, higher);
+    Lines lines = debugOutputOf(vec_report);
+    lines.resize(5);
+    exitComparing(lines, {LIST_HEAD, LIST_COLUMNS, living(earlierLine, "tests/a:7    1/10    Y"),
+                          living(higher, "tests/a:8    1/10    Y"),
+                          living(lower, "tests/a:8    1/10    Y")});
+}
+
+TEST_F(VectorReportDeathTest, EqualVectorsAreSortedByTheirLinesThenTheHighestRecordFirst)
+{
+    EXPECT_EXIT(reportOfEquals(), testing::ExitedWithCode(0), "");
 }
 
 static void destroyedVector()

@@ -79,6 +79,18 @@ TEST(VectorGrowth, SettingBeyondTheInitialCapacityDoublesItUntilItFits)
     vec_destroy(v);
 }
 
+TEST(VectorGrowth, TheStorageIsAlwaysLargerThanTheIndexThatIsSet)
+{
+    std::vector<uint32_t> capacities;
+    for (uint32_t index : {9U, 10U, 19U, 20U, 39U, 40U}) {
+        Vector *v = vec_new(MODULE, 1);
+        vec_setAt(v, A, index);
+        capacities.push_back(v->capacity);
+        vec_destroy(v);
+    }
+    EXPECT_EQ(capacities, (std::vector<uint32_t>{10, 20, 20, 40, 40, 80}));
+}
+
 TEST(VectorGrowth, GrowthClearsTheSlotsBehindTheCount)
 {
     Vector *v = vec_new_size(2, MODULE, 1);
@@ -466,6 +478,15 @@ TEST_F(VectorTest, BrokenContractsNameTheirPlace)
     EXPECT_BROKEN(vec_iterDone(v, 1), "p->iterator != NULL", 571);
     EXPECT_BROKEN(vec_iterDone(nullptr, 1), "more == 0", 568);
     EXPECT_BROKEN(vec_new_size(0, MODULE, 1), "initial_capacity != 0", 229);
+}
+
+TEST(VectorDeathTest, ElementsWithoutStorageAreABrokenContract)
+{
+    Vector v = {};
+    v.count = 1;
+    v.capacity = 2;
+    EXPECT_BROKEN(vec_add(&v, A), "p->data != NULL", 290);
+    EXPECT_BROKEN(vec_sort(&v, compareTexts), "p->data != NULL", 600);
 }
 
 TEST(VectorDeathTest, RemovingFromAVectorWithoutStorageIsABrokenContract)
