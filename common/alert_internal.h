@@ -39,8 +39,8 @@ extern const size_t alertBuiltinTextSize;
 struct AlertTable;
 
 // Reads the file `path`, or (null) the built-in catalogue alone. A new table, for
-// alert_tableDestroy(); null when the file cannot be opened or read. Malformed lines are raised as
-// messages and skipped.
+// alert_tableDestroy(); null when the file is no regular one or cannot be read. Malformed lines are
+// raised as messages and skipped.
 AlertTable *alert_tableLoad(const char *path);
 
 // The same from an open stream, `readSize` (at least ALERT_MIN_READ_SIZE) bytes at a time; `name`

@@ -434,7 +434,7 @@ AlertTable *alert_tableLoad(const char *path)
     TRACE_ENTER("path=\"%s\"", path);
     if (path == nullptr)
         return TRACE_RETURN("%p", new_table());
-    FILE *stream = std::fopen(path, "rb");
+    FILE *stream = osdep_isRegularFile(path) ? std::fopen(path, "rb") : nullptr;
     if (stream == nullptr)
         return TRACE_RETURN("%p", static_cast<AlertTable *>(nullptr));
     AlertTable *table = alert_tableRead(stream, path, ALERT_READ_SIZE);

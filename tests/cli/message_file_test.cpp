@@ -113,6 +113,17 @@ TEST_F(MessageFileTest, ADirectoryGivesNoDescription)
     EXPECT_EQ(runIntoMessage().err, NO_DESCRIPTION);
 }
 
+// Nobody writes to it: the run would wait for ever.
+TEST_F(MessageFileTest, ANamedPipeGivesNoDescription)
+{
+    const RunResult made = runProgram({"/usr/bin/mkfifo", file()});
+    ASSERT_EQ(made.status, 0);
+    const RunResult result = run({"main.c"}, {.endsEarly = true, .timeLimit = 10});
+    EXPECT_FALSE(result.timedOut);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, NO_DESCRIPTION);
+}
+
 TEST_F(MessageFileTest, UnreadableGivesNoDescription)
 {
     if (!canBeNobody())
