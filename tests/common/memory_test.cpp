@@ -94,9 +94,11 @@ TEST(MemoryDeathTest, ExhaustionIsMessage296AndEndsTheRun)
 static void exhaust()
 {
     limitMemory();
+    void *volatile taken = nullptr; // an optimiser drops blocks that nobody looks at
     for (size_t size = 64U << 20; size >= 16; size /= 2) {
-        while (std::malloc(size) != nullptr) {
-        }
+        do
+            taken = std::malloc(size);
+        while (taken != nullptr);
     }
     xmalloc(4096);
 }
