@@ -276,6 +276,23 @@ TEST_F(QzdebugTest, TheTraceStartsWithItsDefaults)
     EXPECT_EQ(trace_indent(), 0U);
 }
 
+// What the fixture sets, as a process finds it that nobody has set up.
+[[noreturn]] void exit_with_defaults()
+{
+    const bool good = trace_width() == 20 && trace_indentStep() == 4 && trace_indentLevel() == 0 &&
+                      trace_indent() == 0 && gDebugFlags == 0 && gDebugOut == nullptr &&
+                      gDebugEcho == 0 && gDebugTty == nullptr && gDebugAssertMode == 0 &&
+                      gAlertSrc == nullptr;
+    _Exit(good ? 0 : 1);
+}
+
+TEST(QzdebugDeathTest, AProcessStartsWithTheTraceOffAndItsDefaults)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe"); // run anew, without what other tests have set
+    EXPECT_EXIT(exit_with_defaults(), testing::ExitedWithCode(0), "");
+    GTEST_FLAG_SET(death_test_style, "fast");
+}
+
 TEST_F(QzdebugTest, GoingDeeperAndShallowerMovesTheIndentByTheStep)
 {
     trace_setIndentStep(3);
@@ -809,6 +826,20 @@ TEST_F(QzdebugTest, WithoutATerminalTheFileIsWrittenAllTheSame)
     EXPECT_EQ(written(), "one\ntwo\n");
 }
 
+TEST_F(QzdebugTest, TheTerminalShowsEachOperationAtOnce)
+{
+    FILE *terminal = tmpfile();
+    gDebugTty = terminal;
+    gDebugEcho = 1;
+    trace_puts("now");
+    gDebugEcho = 0;
+    gDebugTty = nullptr;
+    FILE *copy = fopen(("/proc/self/fd/" + std::to_string(fileno(terminal))).c_str(), "r");
+    EXPECT_EQ(read_all(copy), "now\n");
+    fclose(copy);
+    fclose(terminal);
+}
+
 TEST_F(QzdebugTest, TheEchoUsesATerminalThatIsAlreadyOpen)
 {
     FILE *terminal = tmpfile();
@@ -937,7 +968,8 @@ TEST_F(QzdebugTest, AnExitIsTracedWhenItsEntryWasEvenIfDebuggingWasSwitchedOff)
 TEST_F(QzdebugTest, ANullStringIsShownAsNull)
 {
     gDebugFlags = DEBUG_TRACE;
-    EXPECT_EQ(traced_text(nullptr), nullptr);
+    const char *volatile none = nullptr; // the compiler must not see it: it would warn
+    EXPECT_EQ(traced_text(none), nullptr);
     EXPECT_EQ(writtenWithoutLines(), "traced:N> ENTER traced_text(text=\"(null)\")\n"
                                      "traced:N> EXIT traced_text() -> \"(null)\"\n");
 }
