@@ -3,6 +3,10 @@
 
 #include "driver/options_process.h"
 
+#include "common/qzdebug.h"
+#include "common/qzinstdir.h"
+#include "tests/common/trace_lines.h"
+
 #include <gmock/gmock.h>
 
 namespace {
@@ -84,10 +88,69 @@ TEST_F(OptionsProcess, TheFirstDeviceOptionDecidesTheFamily)
     expectExit({"-mcpufoo=18z40"}, 1, "(2045) could not find executable \"qzm\"\n");
 }
 
+TEST_F(OptionsProcess, EverySpellingOfADeviceOptionTellsTheFamily)
+{
+    for (const char *option : {"-mcpu=elmbig1", "-mmcu=elmbig1", "-mprocessor=elmbig1"})
+        expectExit({option}, 1, "(2045) could not find executable \"elm-gcc\"\n");
+    for (const char *option : {"-mcpu=18z40", "-mmcu=18z40", "-mprocessor=18z40"})
+        expectExit({option}, 1, "(2045) could not find executable \"qzm\"\n");
+}
+
 TEST_F(OptionsProcess, AVersionRequestGoesToTheLegacyDriver)
 {
     expectExit({"-mcpu=elmbig1", "--version"}, 1, "(2045) could not find executable \"qzm\"\n");
     expectExit({"--version=x"}, 1, "(2045) could not find executable \"qzm\"\n");
+}
+
+// The trace of asking for the family of a device.
+static Strings traceOfDevice(const char *device)
+{
+    return trace_lines_while("options_process", [&] { option_DeviceType(device); });
+}
+
+TEST_F(OptionsProcess, TheTraceTellsTheFamily)
+{
+    EXPECT_EQ(traceOfDevice("-mcpu=elmbig1"), Strings{"device identified as an ELM"});
+    EXPECT_EQ(traceOfDevice("-mcpu=18z40"), Strings{"device identified as a ORB18"});
+    EXPECT_EQ(traceOfDevice("-mcpu=16z20a"), Strings{"device identified as a ORB10/12/14/16"});
+    EXPECT_EQ(traceOfDevice("-mcpu=pdp11"), Strings{"device was not identified"});
+}
+
+TEST_F(OptionsProcess, TheTraceTellsThatThereWereNoArguments)
+{
+    EXPECT_EQ(trace_lines_while("options_process", [] { options_process(nullptr); }),
+              Strings{"options vector was NULL"});
+}
+
+// Asks for a command in an installation without drivers, tracing to standard error.
+static void processWithoutDrivers(Vector *arguments)
+{
+    qzinstdir_set("/usr");
+    gDebugOut = stderr;
+    gDebugFlags = DEBUG_TRACE;
+    options_process(arguments);
+}
+
+TEST_F(OptionsProcess, TheTraceTellsWhereADriverWasLookedFor)
+{
+    const struct {
+        const char *device;
+        const char *first;
+        const char *second;
+    } drivers[] = {
+        {"-mcpu=elmbig1", "/usr/elm/bin/elm-gcc", "/usr/bin/elm-gcc"},
+        {"-mcpu=18z40", "/usr/bin/qzm", "/usr/bin/qzm"},
+    };
+    for (const auto &driver : drivers) {
+        Vector *arguments = toVector({driver.device});
+        const std::string first =
+            "> *Could not locate driver in path: \"" + std::string(driver.first) + "\"\n";
+        const std::string second =
+            "> *Also could not locate driver in path: \"" + std::string(driver.second) + "\"\n";
+        EXPECT_EXIT(processWithoutDrivers(arguments), testing::ExitedWithCode(1),
+                    testing::AllOf(testing::ContainsRegex(first), testing::ContainsRegex(second)));
+        vec_destroy(arguments);
+    }
 }
 
 TEST_F(OptionsProcess, HelpWithoutADeviceIsPrintedAndEndsTheRunWell)

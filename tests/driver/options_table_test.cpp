@@ -2,8 +2,14 @@
 // and its lookup.
 #include "driver_fixture.h"
 
+#include "common/hash.h"
+#include "common/qzdebug.h"
+#include "tests/common/report_lines.h"
+
 #include <gmock/gmock.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <set>
 
@@ -460,6 +466,104 @@ TEST_F(OptionsTable, AContainerWithoutSeparatorsEndsTheRun)
                     testing::ExitedWithCode(1), testing::HasSubstr(text));
         vec_destroy(items);
     }
+}
+
+// ---- The first initialisation, each in a process of its own -------------------------------------
+
+class OptionsInitialiseDeathTest : public testing::Test {
+  protected:
+    void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+    void TearDown() override { GTEST_FLAG_SET(death_test_style, "fast"); }
+};
+
+const OptionRecord *rowNamed(const char *name)
+{
+    const OptionRecord *row = options_table();
+    while (strcmp(row->name, name) != 0)
+        ++row;
+    return row;
+}
+
+[[noreturn]] void exitWith(bool good)
+{
+    std::_Exit(good ? 0 : 1);
+}
+
+// Which of the active rows have the handler that the table gives "-S": all but those that keep
+// their own.
+void initialiseWithoutHandlers()
+{
+    const OptionHandler passThrough = rowNamed("-S")->handler;
+    std::vector<OptionHandler> own;
+    for (const OptionRecord *row = options_table(); row->name != nullptr; ++row)
+        own.push_back(row->handler);
+    options_initialize(optflag::ACTIVE, 0, nullptr);
+    bool good = true;
+    for (size_t i = 0; i < own.size(); ++i) {
+        const OptionRecord *row = options_table() + i;
+        const bool active = (row->flags & optflag::ACTIVE) != 0;
+        const bool keeps = (row->flags & optflag::OWN) != 0;
+        good = good && row->handler == (!active ? nullptr : keeps ? own[i] : passThrough);
+    }
+    exitWith(good);
+}
+
+TEST_F(OptionsInitialiseDeathTest, WithoutKeepingHandlersOnlyRowsWithTheFlagKeepTheirs)
+{
+    EXPECT_EXIT(initialiseWithoutHandlers(), testing::ExitedWithCode(0), "");
+}
+
+const OptionRecord compileRow = {
+    optflag::COMMON | optflag::ACTIVE, "-c", "group", "help", option_strict, "orb", "elm"};
+
+void initialiseWithOverride()
+{
+    const OptionRecord overrides[] = {compileRow, {}};
+    options_initialize(optflag::ACTIVE, 1, overrides);
+    const OptionRecord *row = option_lookup("-c", nullptr);
+    exitWith(row == rowNamed("-c") && row->flags == compileRow.flags &&
+             strcmp(row->group, "group") == 0 && strcmp(row->help, "help") == 0 &&
+             row->handler == option_strict && strcmp(rowNamed("-C")->help, "help") != 0);
+}
+
+TEST_F(OptionsInitialiseDeathTest, AnOverrideReplacesTheRowOfItsName)
+{
+    EXPECT_EXIT(initialiseWithOverride(), testing::ExitedWithCode(0), "");
+}
+
+void initialiseWithBrokenContainer()
+{
+    const OptionRecord overrides[] = {
+        {optflag::ACTIVE | optflag::CONTAINER, "-Wl", "LKR:", "", option_linker, nullptr, nullptr},
+        {}};
+    gDebugOut = stderr;
+    gDebugFlags = DEBUG_TRACE;
+    options_initialize(optflag::ACTIVE, 1, overrides);
+}
+
+TEST_F(OptionsInitialiseDeathTest, ABrokenContainerEndsTheRunAndIsTraced)
+{
+    EXPECT_EXIT(initialiseWithBrokenContainer(), testing::ExitedWithCode(1),
+                testing::AllOf(testing::ContainsRegex("> *malformed option: LKR:\n"),
+                               testing::HasSubstr("invalid syntax for \"LKR:\" option\n")));
+}
+
+void initialiseRecorded()
+{
+    hash_debugEnable(1);
+    options_initialize(optflag::ACTIVE, 1, nullptr);
+    hash_debugEnable(0);
+    const Lines lines = debugOutputOf(hash_report);
+    bool found = false;
+    for (const std::string &line : lines)
+        found = found || (line.find("driver/options:") != std::string::npos &&
+                          line.find("/127    ") != std::string::npos);
+    exitWith(found);
+}
+
+TEST_F(OptionsInitialiseDeathTest, TheIndexHas127Buckets)
+{
+    EXPECT_EXIT(initialiseRecorded(), testing::ExitedWithCode(0), "");
 }
 
 } // namespace

@@ -5,11 +5,13 @@
 #include "common/osdep.h"
 #include "common/qzinstdir.h"
 #include "driver/options_process.h"
+#include "tests/common/trace_lines.h"
 
 #include <gmock/gmock.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -818,6 +820,7 @@ TEST_F(CompleteCommand, SourcesDecideWhichPassesTheLegacyDriverRuns)
         {{"a.S"}, {"-P"}},
         {{"-c", "a.inc", "b.h", "c.i", "d.pre", "e.o", "f.p1", "g.hex", "none"}, {}},
         {{"-c", "-Wl,a.c", "-Wa,b.s"}, {}},
+        {{"-c", "-unknown.c", "-unknown.s"}, {}},
     };
     for (const auto &entry : cases) {
         SCOPED_TRACE(entry.arguments.back());
@@ -963,6 +966,47 @@ TEST_F(OptionsTranslation, OrbFinalOptionsStandInOrder)
               (Strings{"--warn=2", "--std=c90", "--msgdisable=0", "--pass1", "--callgraph=none"}));
 }
 
+// What a handler emits for a row that is in no set that the driver indexes.
+static Strings emittedByInactive(const char *name, const char *argument, OptionHandler handler,
+                                 OptionFamily family)
+{
+    const OptionRecord *row = options_table();
+    while (strcmp(row->name, name) != 0)
+        ++row;
+    Vector *emitted = vec_new("translation", 1);
+    Vector *arguments = vec_new("translation", 2);
+    vec_add(arguments, argument);
+    handler({row, nullptr, family, argument, emitted, arguments, 0});
+    Strings texts;
+    for (const char *text : vec_each<const char>(emitted))
+        texts.emplace_back(text);
+    vec_destroy(emitted);
+    vec_destroy(arguments);
+    return texts;
+}
+
+TEST_F(OptionsTranslation, TheInstructionSetIsThatOfOrb18Alone)
+{
+    const auto emits = [](OptionFamily family) {
+        return emittedByInactive("-misa", "-misa=std", option_instructionSet, family);
+    };
+    EXPECT_EQ(emits(FAMILY_ORB18), Strings{"--isa=std"});
+    EXPECT_EQ(gMessages, "");
+    const std::string refused =
+        "(1428) \"-misa=std\" is not supported; this feature will be ignored (warning)\n";
+    EXPECT_EQ(emits(FAMILY_ORB10), Strings{});
+    EXPECT_EQ(gMessages, refused);
+    EXPECT_EQ(emits(FAMILY_ELM), Strings{});
+    EXPECT_EQ(gMessages, refused + refused);
+}
+
+TEST_F(OptionsTranslation, ACallGraphThatWasGivenTakesThePlaceOfTheDefault)
+{
+    EXPECT_EQ(emittedByInactive("-mcallgraph", "-mcallgraph=full", option_callGraph, FAMILY_ORB10),
+              Strings{"--callgraph=full"});
+    EXPECT_EQ(emittedWithFinal({}, FAMILY_ORB10), (Strings{"--std=c99", "--warn=-3"}));
+}
+
 TEST_F(OptionsTranslation, TheLastStandardDecidesWhetherC90IsChosen)
 {
     EXPECT_EQ(emittedWithFinal({"-ansi", "-std=c99", "-w", "-mwarn=0"}, FAMILY_ORB18),
@@ -991,6 +1035,19 @@ TEST_F(OptionsTranslation, ElmFinalOptionsStandInOrder)
     EXPECT_EQ(emittedWithFinal({"-mcpu=elmbig1", "-mcpu=elmbig2"}, FAMILY_ELM),
               (Strings{"-mmcu=elmbig1", "-mmcu=elmbig2", "-Wl,--info-linker", "-mdevice=elmbig2",
                        "-mconst-data-in-progmem"}));
+}
+
+TEST_F(CompleteCommand, TheTraceTellsWhichFamilyPackIsUsed)
+{
+    const std::string pack = version_ + "/dfp/qzm";
+    const auto lines = [this] {
+        return trace_lines_while("final_options",
+                                 [] { emittedWithFinal({"-mcpu=elmbig1"}, FAMILY_ELM); });
+    };
+    EXPECT_EQ(lines(), Strings{"Could not find DFP directory \"" + pack + "\""});
+    std::filesystem::create_directories(pack);
+    EXPECT_EQ(lines(), Strings{"Using DFP directory \"" + pack + "\""});
+    std::filesystem::remove_all(version_ + "/dfp");
 }
 
 // A scratch directory that is the current one for the length of a test.
