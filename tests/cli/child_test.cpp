@@ -125,7 +125,23 @@ TEST_F(ChildTest, AVersionRequestGoesToTheLegacyDriverWhateverTheDevice)
     EXPECT_EQ(child().argv.at(0), suite + "/orb/bin/qzm");
 }
 
-// The one case in which a file stays; it also shows that these tests would notice one.
+// The legacy driver's own option to keep its files keeps the command file, too.
+TEST_F(ChildTest, TheCommandFileIsKeptWhenTheUserAsksForIt)
+{
+    RunResult result = runProgram({suite + "/bin/qzm-cc", "-mcpu=18z40", "--nodel", "main.c"}, {});
+    EXPECT_EQ(result.status, 0);
+    const ChildRecord record = child();
+    EXPECT_NE(record.commandFile.find("\n--nodel\n"), std::string::npos) << record.commandFile;
+    if (hasMounts()) {
+        EXPECT_EQ(result.leftBehind.size(), 1u);
+        std::filesystem::remove_all(scratch + "/tmp");
+    } else {
+        EXPECT_TRUE(fileExists(record.commandFileName));
+        std::filesystem::remove(record.commandFileName);
+    }
+}
+
+// The other case in which a file stays; it also shows that these tests would notice one.
 TEST_F(ChildTest, AKilledProgramLeavesItsCommandFile)
 {
     if (!hasMounts())

@@ -420,6 +420,41 @@ TEST_F(CmdlineSpawn, ACommandFileThatCannotBeOpenedIsAFatalError)
     EXPECT_EQ(received(), Strings());
 }
 
+// The trace of a case that ends with a fatal error, whose text goes nowhere.
+static Strings trace_of_failure(const std::function<int()> &spawning)
+{
+    alert_setOutputHook([](const char *) {});
+    const Strings lines = trace_lines_while("cmdline", [&] { EXPECT_EQ(spawning(), 1); });
+    alert_setOutputHook(nullptr);
+    return masked(lines);
+}
+
+TEST_F(CmdlineSpawn, TracesWhyNothingIsRun)
+{
+    EXPECT_EQ(trace_of_failure([] { return spawn_here({}, COMMAND_FILE_ALWAYS, 0); }),
+              Strings({"no options were found, exiting with status 1"}));
+    const std::string driver = "Executing driver: \"" + std::string(CHILD) + "\"";
+    EXPECT_EQ(
+        trace_of_failure([] {
+            rlimit before = {};
+            getrlimit(RLIMIT_NOFILE, &before);
+            limit(RLIMIT_NOFILE, 3);
+            const int status = spawn_here({CHILD, "a"}, COMMAND_FILE_ALWAYS, 0);
+            limit(RLIMIT_NOFILE, before.rlim_cur);
+            return status;
+        }),
+        Strings({driver, "qzmcc_spawn could not get a temp file name, exiting with status 1"}));
+    EXPECT_EQ(trace_of_failure([] {
+                  refuseToOpen = true;
+                  const int status = spawn_here({CHILD, "a"}, COMMAND_FILE_ALWAYS, 0);
+                  refuseToOpen = false;
+                  return status;
+              }),
+              Strings({driver, "Command file name: \"NAME.cmd\"",
+                       "Could not create command file \"NAME.cmd\"",
+                       "qzmcc_spawn could not create a temp file, exiting with status 1"}));
+}
+
 TEST_F(CmdlineSpawn, ACommandFileThatCannotBeWrittenIsAFatalErrorAndNothingIsRun)
 {
     // Both a file that overflows while it is written, and one that does so when it is closed.

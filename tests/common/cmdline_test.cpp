@@ -654,6 +654,25 @@ TEST_F(CmdlineDriver, TracesTheRawArgumentsAndTheStatus)
               Strings({"no options were found, exiting with status 1", "Returning status: 1"}));
 }
 
+TEST_F(CmdlineDriver, ListsTheRawArgumentsInTheTraceBeforeTheyAreProcessed)
+{
+    testing::internal::CaptureStderr();
+    char *text = nullptr;
+    size_t size = 0;
+    gDebugOut = open_memstream(&text, &size);
+    gDebugFlags = DEBUG_TRACE;
+    drive({"qzm-cc", "a\\ b", "", "@none"}, process_to_nothing);
+    gDebugFlags = 0;
+    fclose(gDebugOut);
+    gDebugOut = nullptr;
+    testing::internal::GetCapturedStderr();
+    const std::string trace = text;
+    free(text);
+    const size_t listed = trace.find("\nAPP: qzm-cc\nARGS: qzm-cc a\\ b  @none\n");
+    EXPECT_NE(listed, std::string::npos) << trace;
+    EXPECT_LT(listed, trace.find("ENTER cmdline_spawn("));
+}
+
 TEST_F(CmdlineDriver, ABrokenContractEndsTheRun)
 {
     char name[] = "qzm-cc";
