@@ -1,4 +1,5 @@
 #define MODULE "driver/help"
+#include "common/alert.h"
 #include "common/cmdline.h"
 #include "common/exitpath.h"
 #include "common/qzdebug.h"
@@ -69,6 +70,16 @@ static void printRows(uint32_t mask)
     TRACE_LEAVE();
 }
 
+// Ends the run after a listing; one that could not be written is no success.
+[[noreturn]] static void endListing()
+{
+    TRACE_ENTER();
+    const bool written = fflush(stdout) == 0 && ferror(stdout) == 0;
+    if (!written)
+        alert_raiseNumber(105, "standard output");
+    exitpath_leave(written ? 0 : 1);
+}
+
 uint32_t option_help(const OptionCall &call)
 {
     TRACE_ENTER("\"%s\"", call.argument);
@@ -79,5 +90,5 @@ uint32_t option_help(const OptionCall &call)
         mask = classMask(option_valueOf(call));
     printf("Usage: %s [options] file...\nOptions:\n", cmdline_programName());
     printRows(mask);
-    exitpath_leave(0);
+    endListing();
 }

@@ -161,4 +161,18 @@ TEST_F(OptionsProcess, HelpWithoutADeviceIsPrintedAndEndsTheRunWell)
     expectExit({"--help,x"}, 1, "(1195) invalid syntax for \"--help,x\" option\n");
 }
 
+TEST_F(OptionsProcess, HelpThatCannotBeWrittenIsAnError)
+{
+    Vector *vector = toVector({"--help"});
+    alert_setOutputHook(nullptr);
+    EXPECT_EXIT(
+        {
+            if (freopen("/dev/full", "w", stdout) != nullptr)
+                options_process(vector);
+        },
+        testing::ExitedWithCode(1),
+        testing::Eq("(105) could not write file \"standard output\": No space left on device\n"));
+    vec_destroy(vector);
+}
+
 } // namespace
