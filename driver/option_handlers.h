@@ -9,9 +9,10 @@
 
 #include "driver/options.h"
 
-// What handlers have seen, read by the final options and by option processing. All start false.
+// What has been seen of the command line, by matching a row that notes it or by a handler; read by
+// the final options and by option processing. All start false.
 struct OptionState {
-    bool compileOnly;           // "-c" on the ORB path
+    bool compileOnly;           // "-c"
     bool cInput;                // a C source was given
     bool assemblyInput;         // an assembly source was given
     bool preprocessAssembly;    // one that needs preprocessing was given
@@ -27,7 +28,7 @@ struct OptionState {
     bool constDataGiven;        // ELM: either const-data option
     bool familyPackGiven;       // ELM: "-mdfp"
     bool deviceGiven;           // ELM: "-mdevice"
-    bool printBuiltins;         // ELM: "-mprint-builtins"
+    bool printBuiltins;         // "-mprint-builtins", which this program answers for ELM
     const char *deviceOption;   // ELM: "-mdevice=DEV" made of "-mcpu", or null
     Vector *libraries;          // ORB: library names, or null while there are none
     Vector *libraryDirectories; // ORB: library directories in order, or null while there are none
@@ -62,17 +63,9 @@ uint32_t option_preprocessor(const OptionCall &call); // -Wp -Xpreprocessor
 
 // ---- One option each ----
 uint32_t option_special(const OptionCall &call); // --qzdebug --pragmaconfig --nodel
-uint32_t option_compileOnly(const OptionCall &call);
 uint32_t option_verbose(const OptionCall &call);
 uint32_t option_help(const OptionCall &call);
-uint32_t option_printBuiltins(const OptionCall &call);
 uint32_t option_device(const OptionCall &call);
-uint32_t option_deviceName(const OptionCall &call);
-uint32_t option_familyPack(const OptionCall &call);
-uint32_t option_constData(const OptionCall &call);
-uint32_t option_warningLevel(const OptionCall &call);
-uint32_t option_noWarnings(const OptionCall &call);
-uint32_t option_callGraph(const OptionCall &call);
 uint32_t option_instructionSet(const OptionCall &call);
 uint32_t option_standard(const OptionCall &call);
 uint32_t option_strict(const OptionCall &call);

@@ -28,26 +28,10 @@ uint32_t option_special(const OptionCall &call)
     return TRACE_RETURN("%u", 0U);
 }
 
-uint32_t option_compileOnly(const OptionCall &call)
-{
-    TRACE_ENTER("\"%s\"", call.argument);
-    if ((call.family & FAMILY_ORB) != 0)
-        gOptionState.compileOnly = true;
-    return TRACE_RETURN("%u", option_fixed(call));
-}
-
 uint32_t option_verbose(const OptionCall &call)
 {
     TRACE_ENTER("\"%s\"", call.argument);
     ++gOptionState.verbosity;
-    return TRACE_RETURN("%u", option_fixed(call));
-}
-
-uint32_t option_printBuiltins(const OptionCall &call)
-{
-    TRACE_ENTER("\"%s\"", call.argument);
-    if ((call.family & FAMILY_ELM) != 0)
-        gOptionState.printBuiltins = true;
     return TRACE_RETURN("%u", option_fixed(call));
 }
 
@@ -65,48 +49,6 @@ uint32_t option_device(const OptionCall &call)
         }
     }
     return TRACE_RETURN("%u", 0U);
-}
-
-uint32_t option_deviceName(const OptionCall &call)
-{
-    TRACE_ENTER("\"%s\"", call.argument);
-    gOptionState.deviceGiven = true;
-    return TRACE_RETURN("%u", option_fixed(call));
-}
-
-uint32_t option_familyPack(const OptionCall &call)
-{
-    TRACE_ENTER("\"%s\"", call.argument);
-    gOptionState.familyPackGiven = true;
-    return TRACE_RETURN("%u", option_value(call));
-}
-
-uint32_t option_constData(const OptionCall &call)
-{
-    TRACE_ENTER("\"%s\"", call.argument);
-    gOptionState.constDataGiven = true;
-    return TRACE_RETURN("%u", option_fixed(call));
-}
-
-uint32_t option_warningLevel(const OptionCall &call)
-{
-    TRACE_ENTER("\"%s\"", call.argument);
-    gOptionState.warningLevelGiven = true;
-    return TRACE_RETURN("%u", option_value(call));
-}
-
-uint32_t option_noWarnings(const OptionCall &call)
-{
-    TRACE_ENTER("\"%s\"", call.argument);
-    gOptionState.warningsSuppressed = true;
-    return TRACE_RETURN("%u", option_fixed(call));
-}
-
-uint32_t option_callGraph(const OptionCall &call)
-{
-    TRACE_ENTER("\"%s\"", call.argument);
-    gOptionState.callGraphGiven = true;
-    return TRACE_RETURN("%u", option_value(call));
 }
 
 uint32_t option_instructionSet(const OptionCall &call)

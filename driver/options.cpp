@@ -210,6 +210,8 @@ static void walkArguments(Walk *walk)
             continue;
         }
         walk->matched = true;
+        if (row->seen != nullptr)
+            gOptionState.*row->seen = true;
         index += (row->flags & optflag::CONTAINER) != 0
                      ? handleContainer(walk, row, argument, index)
                      : callHandler(walk, row, argument, index);

@@ -14,6 +14,7 @@
 
 struct Vector;
 struct OptionRecord;
+struct OptionState;
 
 // The device family, used as a bit set.
 enum OptionFamily : uint32_t {
@@ -82,6 +83,8 @@ struct OptionRecord {
     // nothing, or the handler knows.
     const char *orb;
     const char *elm;
+    // Set when an argument matches the row, for the end of the command to see; or null.
+    bool OptionState::*seen = nullptr;
 };
 
 // The table, ended by a row whose name is null.

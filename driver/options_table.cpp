@@ -9,7 +9,8 @@ using namespace optflag;
 #define REFUSE OPTION_REFUSE
 
 // One row an option: flags, name, group; help text (quoted as printed); handler, what it emits for
-// the ORB families, what it emits for ELM. The order is that of the help listings.
+// the ORB families, what it emits for ELM; what it leaves noted, if anything. The order is that of
+// the help listings.
 // clang-format off
 static OptionRecord optionTable[] = {
     {HIDDEN | JOINED | ACTIVE | LISTED | OWN, "--qzdebug", nullptr,
@@ -29,7 +30,7 @@ static OptionRecord optionTable[] = {
      option_special, nullptr, nullptr},
     {COMMON | ACTIVE, "-c", nullptr,
      "Compile/assemble to intermediate/object file",
-     option_compileOnly, nullptr, PASS},
+     option_fixed, nullptr, PASS, &OptionState::compileOnly},
     {COMMON | ACTIVE, "-C", nullptr,
      "Tell the preprocessor not to discard comments",
      option_fixed, REFUSE, PASS},
@@ -134,7 +135,7 @@ static OptionRecord optionTable[] = {
      nullptr, nullptr, nullptr},
     {COMMON | ACTIVE, "-mprint-builtins", nullptr,
      "List built in functions",
-     option_printBuiltins, "--info=builtins", nullptr},
+     option_fixed, "--info=builtins", nullptr, &OptionState::printBuiltins},
     {COMMON | ACTIVE, "--version", nullptr,
      "Show version information",
      option_fixed, "--ver", PASS},
@@ -176,7 +177,7 @@ static OptionRecord optionTable[] = {
      option_extension, nullptr, nullptr},
     {COMMON | TARGET | JOINED | ACTIVE | LISTED, "-mwarn", nullptr,
      "Set warning level",
-     option_warningLevel, "--warn", REFUSE},
+     option_value, "--warn", REFUSE, &OptionState::warningLevelGiven},
     {COMMON | TARGET | ACTIVE | LISTED, "-mmaxichip", nullptr,
      "Build for hyperthetical maximized-resource device",
      option_fixed, "--maxiorb", REFUSE},
@@ -209,7 +210,7 @@ static OptionRecord optionTable[] = {
      option_fixed, "--runtime=+no_startup", PASS},
     {COMMON | WARNINGS | ACTIVE | LISTED, "-w", nullptr,
      "Suppress all warnings",
-     option_noWarnings, "--msgdisable=0", PASS},
+     option_fixed, "--msgdisable=0", PASS, &OptionState::warningsSuppressed},
     {COMMON | JOINED | ACTIVE | LISTED, "-save-temps", nullptr,
      "Do not delete intermediate files",
      option_fixed, "--nodel", PASS},
@@ -410,19 +411,19 @@ static OptionRecord optionTable[] = {
      option_value, "--ram", REFUSE},
     {COMMON | TARGET | JOINED | ACTIVE | LISTED, "-mdfp", nullptr,
      "Select device family pack",
-     option_familyPack, "--dfp", PASS},
+     option_value, "--dfp", PASS, &OptionState::familyPackGiven},
     {HIDDEN | JOINED | ACTIVE | LISTED, "-mdevice", nullptr,
      "Select device",
-     option_deviceName, nullptr, PASS},
+     option_fixed, nullptr, PASS, &OptionState::deviceGiven},
     {COMMON | ATTACHED | ACTIVE, "--memorysummary", nullptr,
      "Create an XML file containing a summary of program and data memory spaces",
      option_memorySummary, nullptr, nullptr},
     {COMMON | TARGET | ACTIVE, "-mconst-data-in-progmem", nullptr,
      "Keep constant data in progra memory, do not copy to RAM",
-     option_constData, nullptr, PASS},
+     option_fixed, nullptr, PASS, &OptionState::constDataGiven},
     {COMMON | TARGET | ACTIVE, "-mno-const-data-in-progmem", nullptr,
      "Copy constant data to RAM",
-     option_constData, REFUSE, PASS},
+     option_fixed, REFUSE, PASS, &OptionState::constDataGiven},
     {COMMON | TARGET | JOINED | ACTIVE, "-mcodecov", nullptr,
      "Set code coverage instrumentation",
      option_value, "--codecov", PASS},
@@ -431,7 +432,7 @@ static OptionRecord optionTable[] = {
      option_instructionSet, "--isa", REFUSE},
     {COMMON | TARGET | JOINED | LISTED, "-mcallgraph", nullptr,
      "Style of call graph listing in map file",
-     option_callGraph, "--callgraph", REFUSE},
+     option_value, "--callgraph", REFUSE, &OptionState::callGraphGiven},
     {COMMON | TARGET | JOINED | ACTIVE, "-mclink", nullptr,
      "Generate and use linker options needed for C programs",
      option_sign, "--runtime=%sclink", REFUSE},
