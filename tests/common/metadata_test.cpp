@@ -461,6 +461,15 @@ TEST(MetadataDump, ShowsEverySection)
     EXPECT_EQ(dumped(sample().get()), expected);
 }
 
+TEST(MetadataDump, SpellsBytesFromBlankToTildeAsCharacters)
+{
+    Object object = sample();
+    const uint8_t edges[] = {31, 32, 126, 127, 255};
+    memcpy(object->header.reserved, edges, sizeof edges);
+    const std::string dump = dumped(object.get());
+    EXPECT_NE(dump.find("\treserved : 1F ' ' '~' 7F FF 00"), std::string::npos) << dump;
+}
+
 TEST(MetadataDump, FailsForNullArguments)
 {
     Object object = create();
@@ -1001,29 +1010,44 @@ TEST(MetadataWrite, AFullDiskIsNoticed)
     fclose(out);
 }
 
+// The code of a write to a stream that takes one byte more than `room`.
+static uint32_t codeOfWriteInto(size_t room)
+{
+    Object object = sample();
+    std::string buffer(room + 1, '\0');
+    FILE *out = fmemopen(buffer.data(), buffer.size(), "wb");
+    setvbuf(out, nullptr, _IONBF, 0);
+    EXPECT_FALSE(metadata_write(object.get(), out));
+    fclose(out);
+    return metadata_error(object.get());
+}
+
 TEST(MetadataWrite, AFailureHasTheCodeOfTheSectionItMeets)
 {
     const File file = sampleFile();
     const struct {
         const std::string &bytes;
-        uint32_t code;
+        uint32_t code;     // of a failure at its start
+        uint32_t listCode; // of a failure behind its magic number, or 0
     } sections[] = {
-        {file.magic, METADATA_HEADER_MAGIC},     {file.title, METADATA_HEADER_TITLE},
-        {file.version, METADATA_HEADER_VERSION}, {file.reserved, METADATA_HEADER_RESERVED},
-        {file.general, METADATA_GENERAL_MAGIC},  {file.printf, METADATA_PRINTF_MAGIC},
-        {file.callees, METADATA_CALLEE_MAGIC},   {file.functions, METADATA_FUNCTION_MAGIC},
-        {file.roots, METADATA_ROOT_MAGIC},       {file.levels, METADATA_LEVEL_MAGIC},
+        {file.magic, METADATA_HEADER_MAGIC, 0},
+        {file.title, METADATA_HEADER_TITLE, 0},
+        {file.version, METADATA_HEADER_VERSION, 0},
+        {file.reserved, METADATA_HEADER_RESERVED, 0},
+        {file.general, METADATA_GENERAL_MAGIC, METADATA_GENERAL_LIST},
+        {file.printf, METADATA_PRINTF_MAGIC, METADATA_PRINTF_LIST},
+        {file.callees, METADATA_CALLEE_MAGIC, METADATA_CALLEE_LIST},
+        {file.functions, METADATA_FUNCTION_MAGIC, METADATA_FUNCTION_LIST},
+        {file.roots, METADATA_ROOT_MAGIC, METADATA_ROOT_LIST},
+        {file.levels, METADATA_LEVEL_MAGIC, METADATA_LEVEL_LIST},
     };
     size_t room = 0;
     for (const auto &section : sections) {
-        Object object = sample();
-        std::string buffer(room + 1, '\0');
-        FILE *out = fmemopen(buffer.data(), buffer.size(), "wb");
-        setvbuf(out, nullptr, _IONBF, 0);
-        EXPECT_FALSE(metadata_write(object.get(), out));
-        EXPECT_EQ(metadata_error(object.get()), section.code) << "room for " << room;
-        fclose(out);
-        room += section.bytes.size();
+        EXPECT_EQ(codeOfWriteInto(room), section.code) << "room for " << room;
+        const size_t end = room + section.bytes.size();
+        for (size_t at = room + 8; section.listCode != 0 && at + 1 < end; ++at)
+            EXPECT_EQ(codeOfWriteInto(at), section.listCode) << "room for " << at;
+        room = end;
     }
 }
 
