@@ -457,10 +457,16 @@ TEST_F(PathTest, MkdirsLetsTheUmaskDecide)
 {
     const mode_t before = umask(027);
     EXPECT_EQ(osdep_mkdirs("a/b"), 0);
+    umask(0);
+    EXPECT_EQ(osdep_mkdirs("c/d"), 0);
     umask(before);
     struct stat info;
     ASSERT_EQ(stat("a/b", &info), 0);
     EXPECT_EQ(info.st_mode & 0777U, 0750U);
+    for (const char *name : {"c", "c/d"}) {
+        ASSERT_EQ(stat(name, &info), 0);
+        EXPECT_EQ(info.st_mode & 0777U, 0777U) << name;
+    }
 }
 
 TEST_F(PathTest, MkdirsSucceedsWhenSomebodyElseIsFaster)

@@ -260,6 +260,19 @@ TEST(TemporaryObjects, SurviveWhenTheyAreToBeKept)
     fs::remove(names[1]);
 }
 
+TEST(TemporaryObjects, AreForgottenOnceKept)
+{
+    const Outcome run = in_process([] {
+        const std::string name = taken(osdep_tempFile());
+        osdep_keepTempFiles(1);
+        osdep_removeTempFiles();
+        osdep_keepTempFiles(0);
+        osdep_removeTempFiles();
+        return fs::exists(name) && fs::remove(name) ? 0 : 1;
+    });
+    EXPECT_EQ(run.status, 0);
+}
+
 TEST(TemporaryObjects, AreForgottenOnceRemovedAndStartAfresh)
 {
     const Outcome run = in_process([] {
@@ -393,6 +406,36 @@ TEST(Spawn, ReportsAChildKilledByASignal)
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.out, "");
     EXPECT_EQ(run.err, "/bin/sh: signal 9 \n/bin/sh: signal 11 \n");
+}
+
+// Whether a child that aborts leaves a core behind here.
+bool cores_are_written()
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        execl("/bin/sh", "/bin/sh", "-c", "kill -6 $$", nullptr);
+        _exit(1);
+    }
+    int status = 0;
+    return waitpid(child, &status, 0) == child && WIFSIGNALED(status) && WCOREDUMP(status);
+}
+
+TEST(Spawn, TellsOfACoreThatWasWritten)
+{
+    const Outcome run = in_process([] {
+        const std::string scratch = taken(osdep_tempDir());
+        fs::current_path(scratch);
+        limit(RLIMIT_CORE, RLIM_INFINITY);
+        if (!cores_are_written())
+            return 77;
+        const bool died = spawn_shell("kill -6 $$") == -1;
+        fs::current_path("/");
+        return died ? 0 : 1;
+    });
+    if (run.status == 77)
+        GTEST_SKIP() << "no cores are written here";
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, "/bin/sh: signal 6 - Core dumped\n");
 }
 
 TEST(Spawn, ReturnsMinusOneInsideTheChildThatCannotBecomeItsProgram)
