@@ -52,6 +52,18 @@ TEST_F(MessageFileTest, BesideTheProgramIsTheSecondChoice)
     EXPECT_EQ(runIntoMessage().err, "(2042) from VER/dat\n");
 }
 
+TEST_F(MessageFileTest, EachChoiceGoesBeforeTheNext)
+{
+    const std::string beside = suite + "/dat/en_msgs.txt";
+    write("en_msgs.txt", "2042 F third\n");
+    write(beside, "2042 F second\n");
+    EXPECT_EQ(runWith("2042 F first\n").err, "(2042) first\n");
+    std::filesystem::remove(file());
+    EXPECT_EQ(runIntoMessage().err, "(2042) second\n");
+    std::filesystem::remove(beside);
+    EXPECT_EQ(runIntoMessage().err, "(2042) third\n");
+}
+
 TEST_F(MessageFileTest, InTheCurrentDirectoryIsTheThirdChoice)
 {
     write("en_msgs.txt", "2042 F from here\n");

@@ -133,6 +133,17 @@ TEST_F(AlertFileFormat, LinesWithoutKindOrTextAreMalformedAndSkipped)
                               "loaded 1\n9999 3 0 " + NO_DESCRIPTION}));
 }
 
+TEST_F(AlertFileFormat, AMalformedLineIsMessage3)
+{
+    writeFile(scratch / "m", "nonsense\n");
+    EXPECT_EQ(run([] {
+                  alert_setFormats(nullptr, nullptr, "<%n> %s");
+                  alert_setFormatMode(1);
+                  alert_loadFile("m");
+              }),
+              (Outcome{0, "<3> Malformed error information on line 1, in file m\n\n"}));
+}
+
 TEST_F(AlertFileFormat, AnUnknownKindIsReportedAndTheMessageKept)
 {
     EXPECT_EQ(load("9991 X a\n9992 - b\n9993 9 c\n9994 -10 d\n9995 99999999999 e\n",

@@ -225,6 +225,18 @@ TEST_F(AlertRaise, TheSystemErrorIsTheOneOfTheMomentAndSurvives)
                           "kept\n[%m ]\n"}));
 }
 
+TEST_F(AlertRaise, TheSystemErrorIsKnownToMessagesWithoutAPosition)
+{
+    EXPECT_EQ(run([] {
+                  alert_setFormats(nullptr, nullptr, "%s: %m");
+                  alert_setFormatMode(1);
+                  errno = EACCES;
+                  alert_raiseNoLine(9, "M", "entry");
+                  say(errno == EACCES ? "kept" : "lost");
+              }),
+              (Outcome{0, "entry: Permission denied\nkept\n"}));
+}
+
 TEST_F(AlertRaise, PercentSignsOfValuesAreNotInterpreted)
 {
     EXPECT_EQ(run([] {

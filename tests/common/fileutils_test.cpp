@@ -222,7 +222,8 @@ TEST_F(FileUtils, ScanSaysWhatItFinds)
     EXPECT_TRACE(type("a", intermediate), "scan \"" + path("a") + "\"");
     EXPECT_TRACE(type("a", intermediate), "found p1 file");
     EXPECT_TRACE(type("a", object), "found object file");
-    EXPECT_TRACE(type("a", elf(1, 3)), "found ELF file");
+    EXPECT_TRACE(type("a", elf(1, 83)), "found ELF file");
+    EXPECT_TRACE(fileid(path("none").c_str()), "Could not open: \"" + path("none") + "\"");
 }
 
 TEST_F(FileUtils, IntermediateAndObjectShareTheExtensionO)
@@ -298,10 +299,24 @@ TEST_F(FileUtils, NullNamesAreAnsweredWithNothing)
     EXPECT_EQ(getString(nullptr), nullptr);
     EXPECT_EQ(copyfile_helper(nullptr, "a", "copied"), 0);
     EXPECT_EQ(copyfile_helper("a", nullptr, "copied"), 0);
+}
+
+TEST_F(FileUtils, NullNamesAndStreamsAreTraced)
+{
     EXPECT_TRACE(fileid(nullptr), "input file name was NULL");
+    EXPECT_TRACE(valid_ext(nullptr, "p1:o"), "input file name was NULL");
+    EXPECT_TRACE(which_elf(nullptr), "input file name was NULL");
+    EXPECT_TRACE(copyfile_helper(nullptr, "a", "copied"), "input file name was NULL");
     EXPECT_TRACE(fileid_is_p1(nullptr), "input file name is NULL");
+    EXPECT_TRACE(fileid_is_obj(nullptr), "input file name is NULL");
+    EXPECT_TRACE(fileid_is_library(nullptr), "input file name is NULL");
+    EXPECT_TRACE(fileid_is_metadata(nullptr), "input file name is NULL");
     EXPECT_TRACE(fileid_is_p1_fp(nullptr), "not a valid file pointer");
+    EXPECT_TRACE(which_elf_fp(nullptr), "not a valid file pointer");
+    EXPECT_TRACE(getString(nullptr), "not a valid file pointer");
     EXPECT_TRACE(fileid_is_obj_fp(nullptr), "no valid file pointer");
+    EXPECT_TRACE(fileid_is_library_fp(nullptr), "no valid file pointer");
+    EXPECT_TRACE(getrec(nullptr, nullptr), "no valid file pointer");
 }
 
 TEST_F(FileUtils, ValidExtComparesWithEveryEntryOfTheList)
