@@ -295,6 +295,19 @@ TEST(Hash, ACopyIntoATableReplacesItsEntriesAndSize)
     hash_destroy(destination);
 }
 
+TEST(Hash, ACopyIntoATableKeepsTheTablesOwnFunctions)
+{
+    HashTable *source = textTable(7);
+    insert(source, "a", "1");
+    HashTable *destination =
+        hash_new_func(3, hash_stringNoCase, hash_stringCompareNoCase, MODULE, 1);
+    hash_copy(destination, source, MODULE, 3);
+    EXPECT_STREQ(static_cast<const char *>(hash_get(destination, "A")), "1");
+    EXPECT_EQ(hash_get(source, "A"), nullptr);
+    hash_destroy(source);
+    hash_destroy(destination);
+}
+
 TEST(Hash, ACopyOfNothingDestroysTheDestination)
 {
     // The leak check of a sanitized run notices when it does not.
