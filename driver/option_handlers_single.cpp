@@ -7,7 +7,6 @@
 #include "common/stringcache.h"
 #include "common/vector.h"
 
-#include <cstdio>
 #include <cstring>
 
 // The handlers that know one option (or two spellings of one).
