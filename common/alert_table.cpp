@@ -101,17 +101,17 @@ static bool is_blank(char c)
     return c == ' ' || c == '\t';
 }
 
+// A level of any size; one with more digits than make a difference is taken as it stands so far.
 static uint32_t level_of(const char *field, int32_t *level)
 {
     const bool negative = *field == '-';
     const char *at = field + negative;
     int32_t value = 0;
-    for (; is_digit(*at) && value <= -ALERT_MIN_LEVEL; ++at)
+    for (; is_digit(*at) && value < 10000; ++at)
         value = value * 10 + (*at - '0');
-    value = negative ? -value : value;
-    if (at == field + negative || value < ALERT_MIN_LEVEL || value > ALERT_MAX_LEVEL)
+    if (at == field + negative)
         return ALERT_UNSET;
-    *level = value;
+    *level = negative ? -value : value;
     return ALERT_WARNING;
 }
 
@@ -126,6 +126,16 @@ static uint32_t kind_of(const char *field, int32_t *level)
     if (letter == 'm')
         return ALERT_MESSAGE;
     return level_of(field, level);
+}
+
+// The kind that a file gives, where levels have a range.
+static uint32_t file_kindOf(const char *field, int32_t *level)
+{
+    const uint32_t kind = kind_of(field, level);
+    if (*level >= ALERT_MIN_LEVEL && *level <= ALERT_MAX_LEVEL)
+        return kind;
+    *level = 0;
+    return ALERT_UNSET;
 }
 
 uint32_t alert_kindOf(const char *field, int32_t *level)
@@ -208,7 +218,7 @@ static void parse_line(Reader *reader, const char *text)
     if (*message == '\0')
         return report_malformed(reader);
     int32_t level;
-    const uint32_t kind = kind_of(kindField, &level);
+    const uint32_t kind = file_kindOf(kindField, &level);
     if (kind == ALERT_UNSET)
         report_malformed(reader);
     store(reader, entry, kindField, message, kind, level);

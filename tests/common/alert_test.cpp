@@ -130,6 +130,16 @@ TEST_F(AlertRaise, AWarningBelowTheThresholdIsNotShown)
               (Outcome{0, "0\n0\n(7) shown (warning)\n1\n-1\n"}));
 }
 
+TEST_F(AlertRaise, ALevelAboveThoseOfMessageFilesIsALevel)
+{
+    EXPECT_EQ(run([] {
+                  alert_setThreshold(10);
+                  alert_raise(7, "9", "hidden");
+                  alert_raise(7, "10", "shown");
+              }),
+              (Outcome{0, "(7) shown (warning)\n"}));
+}
+
 TEST_F(AlertRaise, AThresholdHidesNoErrorOrMessageUpToTen)
 {
     EXPECT_EQ(run([] {
