@@ -88,8 +88,8 @@ static bool fill_command_file(const char *name, const Vector *command)
 {
     TRACE_ENTER("name=\"%s\"", name);
     TRACE("Command file name: \"%s\"", name);
-    // The file is new and empty. Opening it with truncation would make some file systems write it to
-    // the disk when it is closed.
+    // The file is new and empty. Opening it with truncation would make some file systems write it
+    // to the disk when it is closed.
     FILE *file = std::fopen(name, "r+");
     if (file == nullptr) {
         TRACE("Could not create command file \"%s\"", name);

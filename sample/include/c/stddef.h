@@ -8,6 +8,6 @@ typedef long ptrdiff_t;
 #define NULL ((void *)0)
 #endif
 
-#define offsetof(type, member) ((size_t)&((type *)0)->member)
+#define offsetof(type, member) ((size_t) & ((type *)0)->member)
 
 #endif
