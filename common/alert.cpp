@@ -168,6 +168,19 @@ int32_t alert_setThreshold(int32_t level)
     return TRACE_RETURN("%d", previous);
 }
 
+void alert_setProgramName(const char *name)
+{
+    TRACE_ENTER("name=\"%s\"", name);
+    gAlertSettings.program = name;
+    TRACE_LEAVE();
+}
+
+const char *alert_programName()
+{
+    TRACE_ENTER();
+    return TRACE_RETURN("\"%s\"", gAlertSettings.program);
+}
+
 void alert_setPosition(const char *file, const uint32_t *lineRef, const char *const *lineStartRef,
                        const char *const *currentRef)
 {

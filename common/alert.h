@@ -68,6 +68,11 @@ void alert_setFormatMode(int on);
 uint32_t alert_setErrorLimit(uint32_t limit);
 int32_t alert_setThreshold(int32_t level);
 
+// The program's name, which the placeholder %a of a format gives ("qzm-cc" at first). The string
+// must outlive the run.
+void alert_setProgramName(const char *name);
+const char *alert_programName();
+
 // Sets the current file (null or empty: none) and the references that the scanner keeps up to date:
 // the line number, the start of the line and the current character. Each may be null; they are read
 // whenever a message is rendered.

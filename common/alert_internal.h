@@ -86,6 +86,7 @@ struct AlertSettings {
     const char *const *lineStartRef;         //
     const char *const *currentRef;           //
     AlertHook hook;                          // null: standard error
+    const char *program = "qzm-cc";          // the program's name, as it was called
 };
 extern AlertSettings gAlertSettings;
 

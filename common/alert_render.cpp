@@ -7,7 +7,6 @@
 #include "common/qzdebug.h"
 #include "common/stringcache.h"
 
-static constexpr const char *PROGRAM_NAME = "qzm-cc";
 static constexpr const char *NO_LINE = "Non line specific message";
 
 AlertSettings gAlertSettings;
@@ -216,7 +215,7 @@ static void add_placeholder(Output *output, char placeholder, const AlertMessage
     case 's':
         return add_text(output, text);
     case 'a':
-        return add_text(output, PROGRAM_NAME);
+        return add_text(output, gAlertSettings.program);
     case 'm':
         return add_systemError(output, message->systemError);
     default:

@@ -190,8 +190,11 @@ Vector *cmdline_args(int argc, char **argv, CmdlineVisitor perArgument)
 {
     TRACE_ENTER("argc=%d", argc);
     ASSERT_AT(10, argv != NULL);
-    if (argc >= 1 && s_programName == nullptr)
+    if (argc >= 1 && s_programName == nullptr) {
         s_programName = cache_string(argv[0]);
+        if (s_programName != nullptr && *s_programName != '\0')
+            alert_setProgramName(s_programName);
+    }
     Vector *arguments = vec_new(MODULE, __LINE__);
     for (int i = 1; i < argc; ++i)
         vec_add(arguments, argv[i]);

@@ -14,8 +14,6 @@
 #include "common/stringcache.h"
 #include "common/vector.h"
 
-static const char PROGRAM_NAME[] = "qzm-cc";
-
 // The format of command files: docs/command-file.md. One pass over the escaped characters gives
 // what a pass for each of them in this order gives.
 static const char COMMAND_FILE_SUFFIX[] = ".cmd";
@@ -94,12 +92,12 @@ static bool fill_command_file(const char *name, const Vector *command)
     if (file == nullptr) {
         TRACE("Could not create command file \"%s\"", name);
         TRACE("qzmcc_spawn could not create a temp file, exiting with status 1");
-        alert_print("%s: fatal error: Could not open temporary file", PROGRAM_NAME);
+        alert_print("%s: fatal error: Could not open temporary file", alert_programName());
         return TRACE_RETURN("%d", false);
     }
     if (!write_arguments(file, command)) {
         TRACE("qzmcc_spawn could not write a temp file, exiting with status 1");
-        alert_print("%s: fatal error: Could not write temporary file", PROGRAM_NAME);
+        alert_print("%s: fatal error: Could not write temporary file", alert_programName());
         return TRACE_RETURN("%d", false);
     }
     return TRACE_RETURN("%d", true);
@@ -111,7 +109,7 @@ static int run_by_command_file(const Vector *command, const char *text, int echo
     char *name = osdep_tempFileSuffix(COMMAND_FILE_SUFFIX);
     if (name == nullptr) {
         TRACE("qzmcc_spawn could not get a temp file name, exiting with status 1");
-        alert_print("%s: fatal error: Could not create temporary file", PROGRAM_NAME);
+        alert_print("%s: fatal error: Could not create temporary file", alert_programName());
         return TRACE_RETURN("%d", 1);
     }
     const char *driver = element(command, 0);
@@ -166,7 +164,7 @@ int cmdline_spawn(Vector *command, unsigned mode, int echo)
     TRACE_ENTER("command=%p, mode=%u, echo=%d", static_cast<void *>(command), mode, echo);
     if (vec_size(command) == 0) {
         TRACE("no options were found, exiting with status 1");
-        alert_print("%s: fatal error: no input files\nprogram terminated.", PROGRAM_NAME);
+        alert_print("%s: fatal error: no input files\nprogram terminated.", alert_programName());
         return TRACE_RETURN("%d", 1);
     }
     return TRACE_RETURN("%d", cmdline_exe(command, mode, echo));

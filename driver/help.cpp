@@ -1,6 +1,5 @@
 #define MODULE "driver/help"
 #include "common/alert.h"
-#include "common/cmdline.h"
 #include "common/exitpath.h"
 #include "common/qzdebug.h"
 #include "common/stringcache.h"
@@ -88,7 +87,7 @@ uint32_t option_help(const OptionCall &call)
     uint32_t mask = defaultMask;
     if (strcmp(call.argument, call.row->name) != 0)
         mask = classMask(option_valueOf(call));
-    printf("Usage: %s [options] file...\nOptions:\n", cmdline_programName());
+    printf("Usage: %s [options] file...\nOptions:\n", alert_programName());
     printRows(mask);
     endListing();
 }

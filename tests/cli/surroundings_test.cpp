@@ -10,7 +10,8 @@ class SurroundingsTest : public SuiteTest {
     void expectNoCommandFile(const RunOptions &options)
     {
         RunResult result = run(COMPILE, options);
-        EXPECT_EQ(result.err, "qzm-cc: fatal error: Could not create temporary file\n");
+        EXPECT_EQ(result.err,
+                  suite + "/bin/qzm-cc: fatal error: Could not create temporary file\n");
         EXPECT_EQ(result.out, "");
         EXPECT_EQ(result.status, 1);
         EXPECT_FALSE(child().ran);
@@ -43,7 +44,7 @@ TEST_F(SurroundingsTest, AFullTmpIsAFatalErrorAndNoChildSeesHalfACommand)
     if (!hasMounts())
         GTEST_SKIP() << NEEDS_MOUNTS;
     RunResult result = run(COMPILE, {.tmp = Tmp::NoSpace});
-    EXPECT_EQ(result.err.substr(0, 21), "qzm-cc: fatal error: ") << result.err;
+    EXPECT_EQ(result.err.rfind(suite + "/bin/qzm-cc: fatal error: ", 0), 0U) << result.err;
     EXPECT_NE(result.err.find("temporary file"), std::string::npos) << result.err;
     EXPECT_EQ(result.status, 1);
     EXPECT_FALSE(child().ran);

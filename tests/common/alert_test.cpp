@@ -313,6 +313,18 @@ TEST_F(AlertForm, WithoutAPositionTheDriversFormatsBeginWithThreeColons)
                           "specify a target device\n"}));
 }
 
+TEST_F(AlertForm, TheProgramsNameIsTheOneItWasGiven)
+{
+    EXPECT_EQ(run([] {
+                  alert_setFormatMode(1);
+                  alert_setFormats(nullptr, nullptr, "%a: %s");
+                  alert_raise(7, "M", "one");
+                  alert_setProgramName("/opt/v2.32/bin/qzm-cc");
+                  alert_raise(7, "M", "two");
+              }),
+              (Outcome{0, "qzm-cc: one\n/opt/v2.32/bin/qzm-cc: two\n"}));
+}
+
 TEST_F(AlertForm, EveryPlaceholderIsExpanded)
 {
     EXPECT_EQ(run([] {
