@@ -35,14 +35,14 @@ static Vector *s_rules; // the stack of maps; a map holds AlertOperation codes b
 
 // ---- Finding and loading the message file -----------------------------------------------------
 
-static const char *if_exists(const char *path)
+static const char *ifExists(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
     return TRACE_RETURN("\"%s\"", osdep_fileExists(path) ? path : nullptr);
 }
 
 // "dat" beside the directory of the running executable.
-static const char *file_besideProgram()
+static const char *fileBesideProgram()
 {
     TRACE_ENTER();
     char *directory = osdep_exePath();
@@ -63,18 +63,18 @@ static const char *file_besideProgram()
 }
 
 // The message file to use, or null for the built-in catalogue.
-static const char *find_file()
+static const char *findFile()
 {
     TRACE_ENTER();
-    const char *path = if_exists(reg_mkpath(REG_DAT, ALERT_FILE_NAME));
+    const char *path = ifExists(reg_mkpath(REG_DAT, ALERT_FILE_NAME));
     if (path == nullptr)
-        path = if_exists(file_besideProgram());
+        path = ifExists(fileBesideProgram());
     if (path == nullptr)
-        path = if_exists(ALERT_FILE_NAME);
+        path = ifExists(ALERT_FILE_NAME);
     return TRACE_RETURN("\"%s\"", path);
 }
 
-static bool is_loaded(const char *path)
+static bool isLoaded(const char *path)
 {
     if (s_current == nullptr)
         return false;
@@ -86,7 +86,7 @@ static bool is_loaded(const char *path)
 static int load(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
-    if (is_loaded(path))
+    if (isLoaded(path))
         return TRACE_RETURN("%d", 1);
     if (s_loading)
         return TRACE_RETURN("%d", 0);
@@ -106,13 +106,13 @@ static int load(const char *path)
 
 // Loads the message file at the first call that needs one. A file that cannot be read is not tried
 // again: every number is then one without a description.
-static void need_tables()
+static void needTables()
 {
     TRACE_ENTER();
     static bool tried;
     if (s_base == nullptr && !tried && !s_loading) {
         tried = true;
-        load(find_file());
+        load(findFile());
     }
     TRACE_LEAVE();
 }
@@ -126,7 +126,7 @@ int alert_loadFile(const char *path)
 void alert_reload()
 {
     TRACE_ENTER();
-    const char *path = find_file();
+    const char *path = findFile();
     if (!load(path)) {
         alert_print("Could not open message file %s\n", path);
         exitpath_leave(1);
@@ -228,7 +228,7 @@ int alert_emitAlways()
 
 // ---- Rules ------------------------------------------------------------------------------------
 
-static Vector *top_rules()
+static Vector *topRules()
 {
     TRACE_ENTER();
     if (s_rules == nullptr) {
@@ -238,7 +238,7 @@ static Vector *top_rules()
     return TRACE_RETURN("%p", static_cast<Vector *>(vec_top(s_rules)));
 }
 
-static void set_rule(Vector *rules, uint32_t number, AlertOperation rule)
+static void setRule(Vector *rules, uint32_t number, AlertOperation rule)
 {
     TRACE_ENTER("number=%u, rule=%u", number, rule);
     if (number != 0 && number <= ALERT_MAX_NUMBER)
@@ -246,40 +246,40 @@ static void set_rule(Vector *rules, uint32_t number, AlertOperation rule)
     TRACE_LEAVE();
 }
 
-static void push_rules()
+static void pushRules()
 {
     TRACE_ENTER();
-    vec_add(s_rules, vec_copy_func(top_rules(), MODULE, __LINE__));
+    vec_add(s_rules, vec_copy_func(topRules(), MODULE, __LINE__));
     TRACE_LEAVE();
 }
 
-static void pop_rules()
+static void popRules()
 {
     TRACE_ENTER();
-    top_rules();
+    topRules();
     if (vec_size(s_rules) > 1)
         vec_destroy(static_cast<Vector *>(vec_pop(s_rules)));
     TRACE_LEAVE();
 }
 
-static void clear_rules()
+static void clearRules()
 {
     TRACE_ENTER();
-    top_rules();
+    topRules();
     vec_destroy(static_cast<Vector *>(vec_pop(s_rules)));
     vec_add(s_rules, vec_new(MODULE, __LINE__));
     TRACE_LEAVE();
 }
 
-static void hide_every()
+static void hideEvery()
 {
     TRACE_ENTER();
-    need_tables();
-    Vector *rules = top_rules();
+    needTables();
+    Vector *rules = topRules();
     for (uint32_t number = 1; number <= ALERT_MAX_NUMBER && s_base != nullptr; ++number) {
         const uint32_t kind = alert_tableKind(s_base, number);
         if (kind == ALERT_MESSAGE || kind == ALERT_WARNING)
-            set_rule(rules, number, ALERT_RULE_HIDE);
+            setRule(rules, number, ALERT_RULE_HIDE);
     }
     TRACE_LEAVE();
 }
@@ -289,27 +289,27 @@ void alert_control(uint32_t number, AlertOperation operation)
     TRACE_ENTER("number=%u, operation=%u", number, operation);
     switch (operation) {
     case ALERT_PUSH_RULES:
-        push_rules();
+        pushRules();
         break;
     case ALERT_POP_RULES:
-        pop_rules();
+        popRules();
         break;
     case ALERT_HIDE_EVERY:
-        hide_every();
+        hideEvery();
         break;
     case ALERT_CLEAR_RULES:
-        clear_rules();
+        clearRules();
         break;
     default:
         if (operation <= ALERT_RULE_HIDE_ALL)
-            set_rule(top_rules(), number, operation);
+            setRule(topRules(), number, operation);
         break;
     }
     TRACE_LEAVE();
 }
 
 // Applies one item of a list, "45" or "45:off". Anything else says nothing.
-static void disable_item(const char *item, const char *end)
+static void disableItem(const char *item, const char *end)
 {
     TRACE_ENTER("item=\"%.*s\"", static_cast<int>(end - item), item);
     uint32_t number = 0;
@@ -333,16 +333,16 @@ void alert_disableList(const char *list)
     }
     while (list != nullptr) {
         const char *comma = std::strchr(list, ',');
-        disable_item(list, comma != nullptr ? comma : list + std::strlen(list));
+        disableItem(list, comma != nullptr ? comma : list + std::strlen(list));
         list = comma != nullptr ? comma + 1 : nullptr;
     }
     TRACE_LEAVE();
 }
 
-static void apply_rule(AlertRecord *record)
+static void applyRule(AlertRecord *record)
 {
     TRACE_ENTER("number=%u, kind=%u", record->number, record->kind);
-    void *slot = s_rules != nullptr ? vec_elementAt(top_rules(), record->number) : nullptr;
+    void *slot = s_rules != nullptr ? vec_elementAt(topRules(), record->number) : nullptr;
     switch (reinterpret_cast<uintptr_t>(slot)) {
     case ALERT_RULE_HIDE:
         if (record->kind == ALERT_MESSAGE || record->kind == ALERT_WARNING)
@@ -371,10 +371,10 @@ static void apply_rule(AlertRecord *record)
 // ---- Lookup -----------------------------------------------------------------------------------
 
 // What is known of a number. The text belongs to a table.
-static AlertRecord look_up(uint32_t number)
+static AlertRecord lookUp(uint32_t number)
 {
     TRACE_ENTER("number=%u", number);
-    need_tables();
+    needTables();
     AlertRecord record = {ALERT_ERROR, number, ALERT_NO_DESCRIPTION, 0};
     if (s_base != nullptr)
         alert_tableFind(s_base, &record);
@@ -383,7 +383,7 @@ static AlertRecord look_up(uint32_t number)
         alert_tableFind(s_current, &current);
         record.text = current.text;
     }
-    apply_rule(&record);
+    applyRule(&record);
     TRACE("kind %u, level %d, text \"%s\"", record.kind, record.level, record.text);
     TRACE_LEAVE();
     return record;
@@ -393,7 +393,7 @@ AlertRecord *alert_lookup(uint32_t number)
 {
     TRACE_ENTER("number=%u", number);
     AlertRecord *record = static_cast<AlertRecord *>(xmalloc_must(sizeof(AlertRecord)));
-    *record = look_up(number);
+    *record = lookUp(number);
     record->text = cache_string(record->text);
     return TRACE_RETURN("%p", record);
 }
@@ -401,7 +401,7 @@ AlertRecord *alert_lookup(uint32_t number)
 // ---- Raising ----------------------------------------------------------------------------------
 
 // Counts an error; the one that passes the limit ends the run.
-static void count_error()
+static void countError()
 {
     TRACE_ENTER();
     if (s_errors++ >= s_errorLimit) {
@@ -411,12 +411,12 @@ static void count_error()
     TRACE_LEAVE();
 }
 
-[[gnu::format(printf, 3, 0)]] static int raise_message(const AlertMessage *message, int32_t level,
-                                                       const char *format, va_list values)
+[[gnu::format(printf, 3, 0)]] static int raiseMessage(const AlertMessage *message, int32_t level,
+                                                      const char *format, va_list values)
 {
     TRACE_ENTER("number=%u, kind=%u, level=%d", message->number, message->kind, level);
     if (message->kind == ALERT_ERROR)
-        count_error();
+        countError();
     const bool warning = message->kind == ALERT_WARNING;
     // A threshold above every level hides what can be hidden; a fatal message still ends the run.
     if ((warning ? level : LEVEL_OF_OTHERS) < s_threshold && message->kind != ALERT_FATAL)
@@ -438,7 +438,7 @@ int alert_raise(uint32_t number, const char *kind, const char *format, ...)
     const AlertMessage message = {number, alert_kindOf(kind, &level), systemError, 0};
     va_list values;
     va_start(values, format);
-    const int shown = raise_message(&message, level, format, values);
+    const int shown = raiseMessage(&message, level, format, values);
     va_end(values);
     errno = systemError;
     return TRACE_RETURN("%d", shown);
@@ -453,7 +453,7 @@ int alert_raiseNoLine(uint32_t number, const char *kind, const char *format, ...
     const AlertMessage message = {number, alert_kindOf(kind, &level), systemError, 1};
     va_list values;
     va_start(values, format);
-    const int shown = raise_message(&message, level, format, values);
+    const int shown = raiseMessage(&message, level, format, values);
     va_end(values);
     errno = systemError;
     return TRACE_RETURN("%d", shown);
@@ -462,11 +462,11 @@ int alert_raiseNoLine(uint32_t number, const char *kind, const char *format, ...
 // The text comes from a table, which has compared its conversions with the built-in text's.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
-static int raise_record(const AlertRecord *record, int systemError, va_list values)
+static int raiseRecord(const AlertRecord *record, int systemError, va_list values)
 {
     TRACE_ENTER("number=%u", record->number);
     const AlertMessage message = {record->number, record->kind, systemError, 0};
-    return TRACE_RETURN("%d", raise_message(&message, record->level, record->text, values));
+    return TRACE_RETURN("%d", raiseMessage(&message, record->level, record->text, values));
 }
 #pragma GCC diagnostic pop
 
@@ -474,11 +474,11 @@ int alert_raiseNumber(uint32_t number, ...)
 {
     const int systemError = errno;
     TRACE_ENTER("number=%u", number);
-    const AlertRecord record = look_up(number);
+    const AlertRecord record = lookUp(number);
     va_list values;
     va_start(values, number);
     const int shown =
-        record.kind != ALERT_SUPPRESSED ? raise_record(&record, systemError, values) : 0;
+        record.kind != ALERT_SUPPRESSED ? raiseRecord(&record, systemError, values) : 0;
     va_end(values);
     errno = systemError;
     return TRACE_RETURN("%d", shown);

@@ -18,7 +18,7 @@ struct Output {
     size_t used;
 };
 
-static void add_part(Output *output, const char *text, size_t length)
+static void addPart(Output *output, const char *text, size_t length)
 {
     const size_t room = output->size - output->used;
     const size_t taken = length < room ? length : room;
@@ -27,23 +27,23 @@ static void add_part(Output *output, const char *text, size_t length)
     output->data[output->used] = '\0';
 }
 
-static void add_text(Output *output, const char *text)
+static void addText(Output *output, const char *text)
 {
     if (text != nullptr)
-        add_part(output, text, std::strlen(text));
+        addPart(output, text, std::strlen(text));
 }
 
-static void add_number(Output *output, uint32_t number)
+static void addNumber(Output *output, uint32_t number)
 {
     char digits[16];
-    add_part(output, digits,
-             static_cast<size_t>(std::snprintf(digits, sizeof digits, "%u", number)));
+    addPart(output, digits,
+            static_cast<size_t>(std::snprintf(digits, sizeof digits, "%u", number)));
 }
 
-static void add_systemError(Output *output, int systemError)
+static void addSystemError(Output *output, int systemError)
 {
     if (systemError != 0)
-        add_text(output, std::strerror(systemError));
+        addText(output, std::strerror(systemError));
 }
 
 // ---- Formats ----------------------------------------------------------------------------------
@@ -81,7 +81,7 @@ const char *alert_format(AlertFormat which)
     return TRACE_RETURN("\"%s\"", gAlertSettings.formats[which]);
 }
 
-static AlertFormat format_of(uint32_t kind)
+static AlertFormat formatOf(uint32_t kind)
 {
     switch (kind) {
     case ALERT_FATAL:
@@ -97,41 +97,41 @@ static AlertFormat format_of(uint32_t kind)
 // ---- The message's own text -------------------------------------------------------------------
 
 // Adds the system's error text to a format, where its own percent signs must not count.
-static void add_escapedSystemError(Output *output, int systemError)
+static void addEscapedSystemError(Output *output, int systemError)
 {
     const char *at = systemError != 0 ? std::strerror(systemError) : "";
     for (; *at != '\0' && output->size - output->used >= 2; ++at)
-        add_part(output, *at == '%' ? "%%" : at, *at == '%' ? 2 : 1);
+        addPart(output, *at == '%' ? "%%" : at, *at == '%' ? 2 : 1);
 }
 
 // Copies `format` with "%m" replaced. Conversions are copied whole or not at all: half a one would
 // spoil everything that was formatted before it.
-static void expand_systemError(Output *output, const char *format, int systemError)
+static void expandSystemError(Output *output, const char *format, int systemError)
 {
     TRACE_ENTER("format=\"%s\", systemError=%d", format, systemError);
     while (*format != '\0') {
         const size_t plain = std::strcspn(format, "%");
-        add_part(output, format, plain);
+        addPart(output, format, plain);
         format += plain;
         if (*format == '\0')
             break;
         if (format[1] == 'm') {
-            add_escapedSystemError(output, systemError);
+            addEscapedSystemError(output, systemError);
             format += 2;
             continue;
         }
         const char *end = alert_conversionEnd(format);
         if (end == nullptr || static_cast<size_t>(end - format) > output->size - output->used)
             break;
-        add_part(output, format, static_cast<size_t>(end - format));
+        addPart(output, format, static_cast<size_t>(end - format));
         format = end;
     }
     TRACE_LEAVE();
 }
 
 // Formats into the rest of `output`.
-[[gnu::format(printf, 2, 0)]] static void add_formatted(Output *output, const char *format,
-                                                        va_list values)
+[[gnu::format(printf, 2, 0)]] static void addFormatted(Output *output, const char *format,
+                                                       va_list values)
 {
     const size_t room = output->size - output->used;
     const int needed = std::vsnprintf(output->data + output->used, room + 1, format, values);
@@ -144,96 +144,96 @@ static void expand_systemError(Output *output, const char *format, int systemErr
 // "%m" has been replaced in it.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
-static void add_expanded(Output *output, const char *format, va_list values)
+static void addExpanded(Output *output, const char *format, va_list values)
 {
-    add_formatted(output, format, values);
+    addFormatted(output, format, values);
 }
 #pragma GCC diagnostic pop
 
-[[gnu::format(printf, 3, 0)]] static void make_text(Output *output, const AlertMessage *message,
-                                                    const char *format, va_list values)
+[[gnu::format(printf, 3, 0)]] static void makeText(Output *output, const AlertMessage *message,
+                                                   const char *format, va_list values)
 {
     TRACE_ENTER("number=%u, format=\"%s\"", message->number, format);
     if (!gAlertSettings.formatMode && message->kind != ALERT_MESSAGE) {
-        add_text(output, "(");
-        add_number(output, message->number);
-        add_text(output, ") ");
+        addText(output, "(");
+        addNumber(output, message->number);
+        addText(output, ") ");
     }
     // Longer than the text can be, so that a cut here cuts nothing that would be seen.
     char expanded[4 * ALERT_TEXT_LENGTH];
     Output expansion = {expanded, sizeof expanded - 1, 0};
     expanded[0] = '\0';
-    expand_systemError(&expansion, format, message->systemError);
-    add_expanded(output, expanded, values);
+    expandSystemError(&expansion, format, message->systemError);
+    addExpanded(output, expanded, values);
     TRACE_LEAVE();
 }
 
 // ---- The two forms ----------------------------------------------------------------------------
 
-static void add_fixedForm(Output *output, const AlertMessage *message, const char *text)
+static void addFixedForm(Output *output, const AlertMessage *message, const char *text)
 {
     TRACE_ENTER("text=\"%s\"", text);
     const AlertSettings *settings = &gAlertSettings;
     if (settings->file != nullptr) {
-        add_text(output, message->noLine ? NO_LINE : settings->file);
-        add_text(output, ": ");
+        addText(output, message->noLine ? NO_LINE : settings->file);
+        addText(output, ": ");
     }
     if (settings->lineRef != nullptr && !message->noLine) {
-        add_number(output, *settings->lineRef);
-        add_text(output, ": ");
+        addNumber(output, *settings->lineRef);
+        addText(output, ": ");
     }
-    add_text(output, text);
-    if (format_of(message->kind) == ALERT_FORMAT_WARNING)
-        add_text(output, " (warning)");
+    addText(output, text);
+    if (formatOf(message->kind) == ALERT_FORMAT_WARNING)
+        addText(output, " (warning)");
     TRACE_LEAVE();
 }
 
-static void add_column(Output *output)
+static void addColumn(Output *output)
 {
     const AlertSettings *settings = &gAlertSettings;
     if (settings->lineStartRef == nullptr || settings->currentRef == nullptr)
         return;
     const uintptr_t start = reinterpret_cast<uintptr_t>(*settings->lineStartRef);
     const uintptr_t current = reinterpret_cast<uintptr_t>(*settings->currentRef);
-    add_number(output, static_cast<uint32_t>(current - start));
+    addNumber(output, static_cast<uint32_t>(current - start));
 }
 
-static void add_placeholder(Output *output, char placeholder, const AlertMessage *message,
-                            const char *text)
+static void addPlaceholder(Output *output, char placeholder, const AlertMessage *message,
+                           const char *text)
 {
     switch (placeholder) {
     case 'f':
-        return add_text(output, message->noLine ? NO_LINE : gAlertSettings.file);
+        return addText(output, message->noLine ? NO_LINE : gAlertSettings.file);
     case 'l':
         if (gAlertSettings.lineRef != nullptr && !message->noLine)
-            add_number(output, *gAlertSettings.lineRef);
+            addNumber(output, *gAlertSettings.lineRef);
         return;
     case 'c':
-        return add_column(output);
+        return addColumn(output);
     case 'n':
-        return add_number(output, message->number);
+        return addNumber(output, message->number);
     case 's':
-        return add_text(output, text);
+        return addText(output, text);
     case 'a':
-        return add_text(output, gAlertSettings.program);
+        return addText(output, gAlertSettings.program);
     case 'm':
-        return add_systemError(output, message->systemError);
+        return addSystemError(output, message->systemError);
     default:
-        return add_part(output, &placeholder, 1);
+        return addPart(output, &placeholder, 1);
     }
 }
 
-static void add_userForm(Output *output, const AlertMessage *message, const char *text)
+static void addUserForm(Output *output, const AlertMessage *message, const char *text)
 {
     TRACE_ENTER("text=\"%s\"", text);
-    const char *format = alert_format(format_of(message->kind));
+    const char *format = alert_format(formatOf(message->kind));
     while (*format != '\0') {
         const size_t plain = std::strcspn(format, "%");
-        add_part(output, format, plain);
+        addPart(output, format, plain);
         format += plain;
         if (format[0] == '\0' || format[1] == '\0')
             break;
-        add_placeholder(output, format[1], message, text);
+        addPlaceholder(output, format[1], message, text);
         format += 2;
     }
     TRACE_LEAVE();
@@ -244,17 +244,17 @@ void alert_render(const AlertMessage *message, const char *format, va_list value
     TRACE_ENTER("number=%u, kind=%u, format=\"%s\"", message->number, message->kind, format);
     char text[ALERT_TEXT_LENGTH + 1] = "";
     Output own = {text, ALERT_TEXT_LENGTH, 0};
-    make_text(&own, message, format, values);
+    makeText(&own, message, format, values);
 
     char shown[ALERT_OUTPUT_LENGTH + 1];
     shown[0] = '\0';
     Output output = {shown, ALERT_OUTPUT_LENGTH - 1, 0}; // the line end always fits
     if (gAlertSettings.formatMode)
-        add_userForm(&output, message, text);
+        addUserForm(&output, message, text);
     else
-        add_fixedForm(&output, message, text);
+        addFixedForm(&output, message, text);
     output.size = ALERT_OUTPUT_LENGTH;
-    add_text(&output, "\n");
+    addText(&output, "\n");
     alert_emit(shown, output.used);
     TRACE_LEAVE();
 }
@@ -284,8 +284,8 @@ void alert_vprint(const char *format, va_list values)
 {
     char text[ALERT_OUTPUT_LENGTH + 1];
     Output output = {text, ALERT_OUTPUT_LENGTH, 0};
-    add_formatted(&output, format, values);
-    add_text(&output, "\n");
+    addFormatted(&output, format, values);
+    addText(&output, "\n");
     alert_emit(text, output.used);
 }
 

@@ -55,7 +55,7 @@ const char *alert_conversionEnd(const char *percent)
 }
 
 // The next conversion that takes a value, or null behind the last.
-static const char *next_conversion(const char *at)
+static const char *nextConversion(const char *at)
 {
     for (;;) {
         at = std::strchr(at, '%');
@@ -65,7 +65,7 @@ static const char *next_conversion(const char *at)
     }
 }
 
-static bool is_harmless(const char *conversion, const char *end)
+static bool isHarmless(const char *conversion, const char *end)
 {
     return std::memchr(conversion, '*', static_cast<size_t>(end - conversion)) == nullptr &&
            std::strchr("diouxXcspeEfFgGaA", end[-1]) != nullptr;
@@ -75,12 +75,12 @@ int alert_sameConversions(const char *text, const char *reference)
 {
     TRACE_ENTER("text=\"%s\", reference=\"%s\"", text, reference);
     for (;;) {
-        text = next_conversion(text);
-        reference = next_conversion(reference);
+        text = nextConversion(text);
+        reference = nextConversion(reference);
         if (text == nullptr || reference == nullptr)
             return TRACE_RETURN("%d", text == reference);
         const char *end = alert_conversionEnd(text);
-        if (end == nullptr || !is_harmless(text, end))
+        if (end == nullptr || !isHarmless(text, end))
             return TRACE_RETURN("%d", 0);
         const size_t length = static_cast<size_t>(end - text);
         if (std::strncmp(text, reference, length) != 0)
@@ -92,22 +92,22 @@ int alert_sameConversions(const char *text, const char *reference)
 
 // ---- Kinds ------------------------------------------------------------------------------------
 
-static bool is_digit(char c)
+static bool isDigit(char c)
 {
     return c >= '0' && c <= '9';
 }
-static bool is_blank(char c)
+static bool isBlank(char c)
 {
     return c == ' ' || c == '\t';
 }
 
 // A level of any size; one with more digits than make a difference is taken as it stands so far.
-static uint32_t level_of(const char *field, int32_t *level)
+static uint32_t levelOf(const char *field, int32_t *level)
 {
     const bool negative = *field == '-';
     const char *at = field + negative;
     int32_t value = 0;
-    for (; is_digit(*at) && value < 10000; ++at)
+    for (; isDigit(*at) && value < 10000; ++at)
         value = value * 10 + (*at - '0');
     if (at == field + negative)
         return ALERT_UNSET;
@@ -115,7 +115,7 @@ static uint32_t level_of(const char *field, int32_t *level)
     return ALERT_WARNING;
 }
 
-static uint32_t kind_of(const char *field, int32_t *level)
+static uint32_t kindOf(const char *field, int32_t *level)
 {
     *level = 0;
     const char letter = static_cast<char>(*field | 0x20); // in lower case, should it be one
@@ -125,13 +125,13 @@ static uint32_t kind_of(const char *field, int32_t *level)
         return ALERT_FATAL;
     if (letter == 'm')
         return ALERT_MESSAGE;
-    return level_of(field, level);
+    return levelOf(field, level);
 }
 
 // The kind that a file gives, where levels have a range.
-static uint32_t file_kindOf(const char *field, int32_t *level)
+static uint32_t fileKindOf(const char *field, int32_t *level)
 {
-    const uint32_t kind = kind_of(field, level);
+    const uint32_t kind = kindOf(field, level);
     if (*level >= ALERT_MIN_LEVEL && *level <= ALERT_MAX_LEVEL)
         return kind;
     *level = 0;
@@ -141,12 +141,12 @@ static uint32_t file_kindOf(const char *field, int32_t *level)
 uint32_t alert_kindOf(const char *field, int32_t *level)
 {
     TRACE_ENTER("field=\"%s\"", field);
-    return TRACE_RETURN("%u", kind_of(field, level));
+    return TRACE_RETURN("%u", kindOf(field, level));
 }
 
 // ---- Lines ------------------------------------------------------------------------------------
 
-[[gnu::cold, gnu::noinline]] static void report_malformed(Reader *reader)
+[[gnu::cold, gnu::noinline]] static void reportMalformed(Reader *reader)
 {
     TRACE_ENTER("line=%u", reader->line);
     ++reader->malformed;
@@ -157,31 +157,31 @@ uint32_t alert_kindOf(const char *field, int32_t *level)
 
 // The number at the start of a line, and in `behind` where it ends; 0 when it is not one from 1 to
 // the highest, or nothing follows it.
-static uint32_t number_of(const char *at, const char **behind)
+static uint32_t numberOf(const char *at, const char **behind)
 {
-    while (is_blank(*at))
+    while (isBlank(*at))
         ++at;
     uint32_t number = 0;
-    for (; is_digit(*at) && number <= ALERT_MAX_NUMBER; ++at)
+    for (; isDigit(*at) && number <= ALERT_MAX_NUMBER; ++at)
         number = number * 10 + static_cast<uint32_t>(*at - '0');
-    if (number > ALERT_MAX_NUMBER || !is_blank(*at))
+    if (number > ALERT_MAX_NUMBER || !isBlank(*at))
         return 0;
-    while (is_blank(*at))
+    while (isBlank(*at))
         ++at;
     *behind = at;
     return *at != '\0' ? number : 0;
 }
 
-static const char *text_behind(const char *kind)
+static const char *textBehind(const char *kind)
 {
-    while (*kind != '\0' && !is_blank(*kind))
+    while (*kind != '\0' && !isBlank(*kind))
         ++kind;
-    while (is_blank(*kind))
+    while (isBlank(*kind))
         ++kind;
     return kind;
 }
 
-static void drop_text(Entry *entry)
+static void dropText(Entry *entry)
 {
     if (entry->ownsText)
         std::free(const_cast<char *>(entry->text));
@@ -191,7 +191,7 @@ static void drop_text(Entry *entry)
 static void store(const Reader *reader, Entry *entry, const char *kindField, const char *text,
                   uint32_t kind, int32_t level)
 {
-    drop_text(entry);
+    dropText(entry);
     const bool fromFile = reader->fromFile;
     entry->text = reader->copyTexts ? xstrcat(text, "") : text;
     entry->builtin = fromFile ? nullptr : kindField;
@@ -203,29 +203,29 @@ static void store(const Reader *reader, Entry *entry, const char *kindField, con
 }
 
 // Takes the line `text`, which a zero ends.
-static void parse_line(Reader *reader, const char *text)
+static void parseLine(Reader *reader, const char *text)
 {
     const char *kindField;
-    const uint32_t number = number_of(text, &kindField);
+    const uint32_t number = numberOf(text, &kindField);
     if (number == 0)
-        return report_malformed(reader);
+        return reportMalformed(reader);
     Entry *entry = &reader->table->entries[number];
     if (!reader->fromFile && entry->fromFile) {
         entry->builtin = kindField;
         return;
     }
-    const char *message = text_behind(kindField);
+    const char *message = textBehind(kindField);
     if (*message == '\0')
-        return report_malformed(reader);
+        return reportMalformed(reader);
     int32_t level;
-    const uint32_t kind = file_kindOf(kindField, &level);
+    const uint32_t kind = fileKindOf(kindField, &level);
     if (kind == ALERT_UNSET)
-        report_malformed(reader);
+        reportMalformed(reader);
     store(reader, entry, kindField, message, kind, level);
 }
 
 // Takes the line from `start` to `end`, where a character can be overwritten.
-static void take_line(Reader *reader, char *start, char *end)
+static void takeLine(Reader *reader, char *start, char *end)
 {
     ++reader->line;
     if (*start == '#' && start != end)
@@ -235,24 +235,24 @@ static void take_line(Reader *reader, char *start, char *end)
     if (end - start > ALERT_LINE_LENGTH)
         end = start + ALERT_LINE_LENGTH;
     *end = '\0';
-    parse_line(reader, start);
+    parseLine(reader, start);
 }
 
 // Whether the file is evidently none of messages, so that reading on would only fill the terminal.
-static bool is_hopeless(const Reader *reader)
+static bool isHopeless(const Reader *reader)
 {
     return reader->malformed >= ALERT_MAX_MALFORMED;
 }
 
 // Takes the lines that end before `end`; returns the start of the one that does not.
-static char *take_lines(Reader *reader, char *at, char *end)
+static char *takeLines(Reader *reader, char *at, char *end)
 {
-    while (at != end && !is_hopeless(reader)) {
+    while (at != end && !isHopeless(reader)) {
         char *lineEnd = static_cast<char *>(std::memchr(at, '\n', static_cast<size_t>(end - at)));
         if (lineEnd == nullptr)
             return reader->skipping ? end : at;
         if (!reader->skipping)
-            take_line(reader, at, lineEnd);
+            takeLine(reader, at, lineEnd);
         reader->skipping = false;
         at = lineEnd + 1;
     }
@@ -260,25 +260,25 @@ static char *take_lines(Reader *reader, char *at, char *end)
 }
 
 // The same, and the last line, which needs no line end.
-static void take_all_lines(Reader *reader, char *at, char *end)
+static void takeAllLines(Reader *reader, char *at, char *end)
 {
-    at = take_lines(reader, at, end);
-    if (at != end && !is_hopeless(reader))
-        take_line(reader, at, end);
+    at = takeLines(reader, at, end);
+    if (at != end && !isHopeless(reader))
+        takeLine(reader, at, end);
 }
 
 // ---- Files ------------------------------------------------------------------------------------
 
 // Takes the first lines of what is a long file and moves the unfinished one to the front of the
 // buffer. Returns that one's length; a line that is too long is taken as far as it counts.
-static size_t take_part(Reader *reader, char *buffer, char *end)
+static size_t takePart(Reader *reader, char *buffer, char *end)
 {
-    char *rest = take_lines(reader, buffer, end);
-    if (is_hopeless(reader))
+    char *rest = takeLines(reader, buffer, end);
+    if (isHopeless(reader))
         return 0;
     size_t held = static_cast<size_t>(end - rest);
     if (held > ALERT_LINE_LENGTH) {
-        take_line(reader, rest, end);
+        takeLine(reader, rest, end);
         reader->skipping = true;
         held = 0;
     }
@@ -286,7 +286,7 @@ static size_t take_part(Reader *reader, char *buffer, char *end)
     return held;
 }
 
-static bool is_builtin(const char *text, size_t length)
+static bool isBuiltin(const char *text, size_t length)
 {
     return length == alertBuiltinTextSize && std::memcmp(text, alertBuiltinText, length) == 0;
 }
@@ -296,7 +296,7 @@ enum ReadResult { READ_FAILED, READ_FILE, READ_BUILTIN };
 // Reads the stream through `buffer`, which holds size + 1 characters. The built-in catalogue, which
 // an installed file most often is, is left as it is: it may not be wanted, and has nothing to
 // report.
-static ReadResult read_stream(Reader *reader, FILE *stream, char *buffer, size_t size)
+static ReadResult readStream(Reader *reader, FILE *stream, char *buffer, size_t size)
 {
     TRACE_ENTER("name=\"%s\"", reader->name);
     size_t held = 0;
@@ -306,31 +306,31 @@ static ReadResult read_stream(Reader *reader, FILE *stream, char *buffer, size_t
         if (std::ferror(stream) != 0)
             return TRACE_RETURN("%d", READ_FAILED);
         char *end = buffer + held + got;
-        if (got < size - held || total > ALERT_MAX_FILE || is_hopeless(reader)) {
-            if (!reader->copyTexts && is_builtin(buffer, got))
+        if (got < size - held || total > ALERT_MAX_FILE || isHopeless(reader)) {
+            if (!reader->copyTexts && isBuiltin(buffer, got))
                 return TRACE_RETURN("%d", READ_BUILTIN);
-            take_all_lines(reader, buffer, end);
+            takeAllLines(reader, buffer, end);
             return TRACE_RETURN("%d", READ_FILE);
         }
         reader->copyTexts = true;
-        held = take_part(reader, buffer, end);
+        held = takePart(reader, buffer, end);
     }
 }
 
 // A buffer that is filled at once needs no zeroes.
-static char *new_buffer(size_t size)
+static char *newBuffer(size_t size)
 {
     void *buffer = std::malloc(size);
     return static_cast<char *>(buffer != nullptr ? buffer : xmalloc_must(size));
 }
 
 // 0 when reading fails.
-static int read_file(AlertTable *table, FILE *stream, const char *name, uint32_t size)
+static int readFile(AlertTable *table, FILE *stream, const char *name, uint32_t size)
 {
     TRACE_ENTER("name=\"%s\"", name);
     Reader reader = {table, name, 0, 0, true, false, false};
-    char *buffer = new_buffer(size_t{size} + 1);
-    const ReadResult result = read_stream(&reader, stream, buffer, size);
+    char *buffer = newBuffer(size_t{size} + 1);
+    const ReadResult result = readStream(&reader, stream, buffer, size);
     if (reader.copyTexts)
         std::free(buffer);
     else if (result == READ_BUILTIN)
@@ -342,7 +342,7 @@ static int read_file(AlertTable *table, FILE *stream, const char *name, uint32_t
 
 // ---- The built-in catalogue -------------------------------------------------------------------
 
-static int write_builtin(const char *path)
+static int writeBuiltin(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
     FILE *file = std::fopen(path, "r+b"); // new and empty: nothing to truncate
@@ -356,7 +356,7 @@ static int write_builtin(const char *path)
 
 // The temporary file with the built-in catalogue, written at the first call; null when there is
 // nowhere to write it.
-static const char *builtin_path()
+static const char *builtinPath()
 {
     TRACE_ENTER();
     static bool tried;
@@ -364,7 +364,7 @@ static const char *builtin_path()
     if (!tried) {
         tried = true;
         path = osdep_tempFile();
-        if (path != nullptr && !write_builtin(path)) {
+        if (path != nullptr && !writeBuiltin(path)) {
             std::remove(path);
             std::free(path);
             path = nullptr;
@@ -373,7 +373,7 @@ static const char *builtin_path()
     return TRACE_RETURN("\"%s\"", path);
 }
 
-static int read_builtin(const char *path, char *text)
+static int readBuiltin(const char *path, char *text)
 {
     TRACE_ENTER("path=\"%s\"", path);
     FILE *file = path != nullptr ? std::fopen(path, "rb") : nullptr;
@@ -381,17 +381,17 @@ static int read_builtin(const char *path, char *text)
         return TRACE_RETURN("%d", 0);
     const size_t got = std::fread(text, 1, alertBuiltinTextSize, file);
     std::fclose(file);
-    return TRACE_RETURN("%d", is_builtin(text, got));
+    return TRACE_RETURN("%d", isBuiltin(text, got));
 }
 
 // The catalogue in a buffer of its own. What is not in its file as it was written is taken from the
 // program: the built-in texts are what others are checked against.
-static char *builtin_text()
+static char *makeBuiltinText()
 {
     TRACE_ENTER();
-    const char *path = builtin_path();
-    char *text = new_buffer(alertBuiltinTextSize + 1);
-    if (!read_builtin(path, text))
+    const char *path = builtinPath();
+    char *text = newBuffer(alertBuiltinTextSize + 1);
+    if (!readBuiltin(path, text))
         std::memcpy(text, alertBuiltinText, alertBuiltinTextSize);
     return TRACE_RETURN("%p", text);
 }
@@ -402,16 +402,16 @@ static void complete(AlertTable *table)
     TRACE_ENTER();
     table->complete = true;
     if (table->builtinText == nullptr)
-        table->builtinText = builtin_text();
+        table->builtinText = makeBuiltinText();
     Reader reader = {table, ALERT_FILE_NAME, 0, 0, false, false, false};
-    take_all_lines(&reader, table->builtinText, table->builtinText + alertBuiltinTextSize);
+    takeAllLines(&reader, table->builtinText, table->builtinText + alertBuiltinTextSize);
     TRACE_LEAVE();
 }
 
 // ---- Tables -----------------------------------------------------------------------------------
 
 // So large that it comes zeroed from the system, page by page as it is used.
-static AlertTable *new_table()
+static AlertTable *newTable()
 {
     return static_cast<AlertTable *>(xmalloc_must(sizeof(AlertTable)));
 }
@@ -420,7 +420,7 @@ void alert_tableDestroy(AlertTable *table)
 {
     TRACE_ENTER("table=%p", static_cast<void *>(table));
     for (Entry &entry : table->entries)
-        drop_text(&entry);
+        dropText(&entry);
     std::free(table->fileText);
     std::free(table->builtinText);
     std::free(table);
@@ -431,8 +431,8 @@ AlertTable *alert_tableRead(FILE *stream, const char *name, uint32_t readSize)
 {
     TRACE_ENTER("name=\"%s\", readSize=%u", name, readSize);
     ASSERT_AT(1, readSize >= ALERT_MIN_READ_SIZE);
-    AlertTable *table = new_table();
-    if (!read_file(table, stream, name, readSize)) {
+    AlertTable *table = newTable();
+    if (!readFile(table, stream, name, readSize)) {
         alert_tableDestroy(table);
         table = nullptr;
     }
@@ -443,7 +443,7 @@ AlertTable *alert_tableLoad(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
     if (path == nullptr)
-        return TRACE_RETURN("%p", new_table());
+        return TRACE_RETURN("%p", newTable());
     FILE *stream = osdep_isRegularFile(path) ? std::fopen(path, "rb") : nullptr;
     if (stream == nullptr)
         return TRACE_RETURN("%p", static_cast<AlertTable *>(nullptr));
@@ -453,13 +453,13 @@ AlertTable *alert_tableLoad(const char *path)
 }
 
 // The check of a file's text against the built-in one waits until the text is wanted.
-static const char *checked_text(Entry *entry)
+static const char *checkedText(Entry *entry)
 {
     if (entry->checked)
         return entry->text;
-    const char *builtin = entry->builtin != nullptr ? text_behind(entry->builtin) : nullptr;
+    const char *builtin = entry->builtin != nullptr ? textBehind(entry->builtin) : nullptr;
     if (!alert_sameConversions(entry->text, builtin != nullptr ? builtin : "")) {
-        drop_text(entry);
+        dropText(entry);
         entry->text = builtin != nullptr ? builtin : ALERT_NO_DESCRIPTION;
     }
     entry->checked = true;
@@ -467,7 +467,7 @@ static const char *checked_text(Entry *entry)
 }
 
 // The message of a number, or null.
-static Entry *entry_of(AlertTable *table, uint32_t number)
+static Entry *entryOf(AlertTable *table, uint32_t number)
 {
     if (!table->complete)
         complete(table);
@@ -477,18 +477,18 @@ static Entry *entry_of(AlertTable *table, uint32_t number)
 
 uint32_t alert_tableKind(AlertTable *table, uint32_t number)
 {
-    const Entry *entry = entry_of(table, number);
+    const Entry *entry = entryOf(table, number);
     return entry != nullptr ? entry->kind : uint32_t{ALERT_UNSET};
 }
 
 int alert_tableFind(AlertTable *table, AlertRecord *record)
 {
     TRACE_ENTER("number=%u", record->number);
-    Entry *entry = entry_of(table, record->number);
+    Entry *entry = entryOf(table, record->number);
     if (entry == nullptr)
         return TRACE_RETURN("%d", 0);
     record->kind = entry->kind;
     record->level = entry->level;
-    record->text = checked_text(entry);
+    record->text = checkedText(entry);
     return TRACE_RETURN("%d", 1);
 }

@@ -49,7 +49,7 @@ struct Intake {
 static const char *s_programName;
 static int s_debugSeen;
 
-static void take_arguments(Intake *intake, Vector *arguments, bool owned);
+static void takeArguments(Intake *intake, Vector *arguments, bool owned);
 
 int cmdline_debugSeen()
 {
@@ -65,7 +65,7 @@ const char *cmdline_programName()
 
 // ---- Escapes ----------------------------------------------------------------------------------
 
-static bool is_escapable(char c)
+static bool isEscapable(char c)
 {
     return c == ' ' || c == '"' || c == '\'' || c == '\\';
 }
@@ -79,7 +79,7 @@ static const char *unescaped(const char *argument)
     char *copy = static_cast<char *>(xmalloc_must(uint64_t{std::strlen(argument)} + 1));
     char *to = copy;
     for (const char *from = argument; *from != '\0'; ++from) {
-        if (*from == '\\' && is_escapable(from[1]))
+        if (*from == '\\' && isEscapable(from[1]))
             ++from;
         *to++ = *from;
     }
@@ -91,7 +91,7 @@ static const char *unescaped(const char *argument)
 // ---- Response files ---------------------------------------------------------------------------
 
 // A message file may soften the message, not the end.
-[[noreturn, gnu::cold]] static void refuse_file(uint32_t message, const char *name)
+[[noreturn, gnu::cold]] static void refuseFile(uint32_t message, const char *name)
 {
     alert_raiseNumber(message, name);
     exitpath_leave(1);
@@ -102,23 +102,23 @@ static void charge(Intake *intake, uint64_t cost, const char *name)
 {
     TRACE_ENTER("cost=%llu, name=\"%s\"", static_cast<unsigned long long>(cost), name);
     if (cost > intake->costLeft)
-        refuse_file(MESSAGE_TOO_MUCH, name);
+        refuseFile(MESSAGE_TOO_MUCH, name);
     intake->costLeft -= cost;
     TRACE_LEAVE();
 }
 
-static void refuse_open_file(Intake *intake, const char *name)
+static void refuseOpenFile(Intake *intake, const char *name)
 {
     TRACE_ENTER("name=\"%s\"", name);
     charge(intake, COST_OF_COMPARISON * intake->level, name);
     for (const OpenResponseFile *f = intake->innermost; f != nullptr; f = f->outer)
         if (osdep_sameFile(f->name, name))
-            refuse_file(MESSAGE_INCLUDES_ITSELF, name);
+            refuseFile(MESSAGE_INCLUDES_ITSELF, name);
     TRACE_LEAVE();
 }
 
 // Splits standard input, which is the file `name` now. The vector and its strings are the caller's.
-static Vector *read_file(Intake *intake, const char *name)
+static Vector *readFile(Intake *intake, const char *name)
 {
     TRACE_ENTER("name=\"%s\"", name);
     CmdlineReading reading = {};
@@ -126,30 +126,30 @@ static Vector *read_file(Intake *intake, const char *name)
     reading.limit = intake->costLeft;
     cmdline_readWithin(&reading, s_programName);
     if (reading.failed)
-        refuse_file(MESSAGE_READ_FAILED, name);
+        refuseFile(MESSAGE_READ_FAILED, name);
     charge(intake, reading.cost > COST_OF_FILE ? reading.cost : COST_OF_FILE, name);
     return TRACE_RETURN("%p", cmdline_takeRead());
 }
 
 // Takes in the arguments of the file `name`. 0 when it is none that can be read.
-static int take_response_file(Intake *intake, const char *name)
+static int takeResponseFile(Intake *intake, const char *name)
 {
     TRACE_ENTER("name=\"%s\"", name);
     if (intake->level != 0) {
         if (!osdep_fileExists(name))
             return TRACE_RETURN("%d", 0);
-        refuse_open_file(intake, name); // before it is opened: opening a pipe again could block
+        refuseOpenFile(intake, name); // before it is opened: opening a pipe again could block
     }
     if (!osdep_reopenInput(name))
         return TRACE_RETURN("%d", 0);
     if (intake->level == DEEPEST_LEVEL)
-        refuse_file(MESSAGE_NESTED_TOO_DEEPLY, name);
+        refuseFile(MESSAGE_NESTED_TOO_DEEPLY, name);
 
-    Vector *arguments = read_file(intake, name);
+    Vector *arguments = readFile(intake, name);
     const OpenResponseFile file = {name, intake->innermost};
     intake->innermost = &file;
     ++intake->level;
-    take_arguments(intake, arguments, true);
+    takeArguments(intake, arguments, true);
     --intake->level;
     intake->innermost = file.outer;
     vec_destroy(arguments);
@@ -158,13 +158,13 @@ static int take_response_file(Intake *intake, const char *name)
 
 // ---- Intake -----------------------------------------------------------------------------------
 
-static void take_argument(Intake *intake, const char *argument)
+static void takeArgument(Intake *intake, const char *argument)
 {
     TRACE_ENTER("argument=\"%s\"", argument);
     if (intake->visit != nullptr)
         intake->visit(argument);
     if (argument[0] == '@' && argument[1] != '\0') {
-        if (!take_response_file(intake, argument + 1))
+        if (!takeResponseFile(intake, argument + 1))
             vec_add(intake->result, cache_string(argument));
     } else if (argument[0] != '\0') {
         if (std::strncmp(argument, DEBUG_OPTION, sizeof DEBUG_OPTION - 1) == 0)
@@ -175,11 +175,11 @@ static void take_argument(Intake *intake, const char *argument)
 }
 
 // Takes in each argument, and frees it when it is owned.
-static void take_arguments(Intake *intake, Vector *arguments, bool owned)
+static void takeArguments(Intake *intake, Vector *arguments, bool owned)
 {
     TRACE_ENTER("count=%u, owned=%d", vec_size(arguments), owned);
     for (char *argument : vec_each<char>(arguments)) {
-        take_argument(intake, argument);
+        takeArgument(intake, argument);
         if (owned)
             std::free(argument);
     }
@@ -203,7 +203,7 @@ Vector *cmdline_args(int argc, char **argv, CmdlineVisitor perArgument)
     intake.result = vec_new(MODULE, __LINE__);
     intake.visit = perArgument;
     intake.costLeft = LARGEST_COST;
-    take_arguments(&intake, arguments, false);
+    takeArguments(&intake, arguments, false);
     vec_destroy(arguments);
     return TRACE_RETURN("%p", intake.result);
 }

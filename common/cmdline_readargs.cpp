@@ -42,7 +42,7 @@ int cmdline_readCount()
 
 // ---- The array --------------------------------------------------------------------------------
 
-static void append_entry(const char *text, size_t length)
+static void appendEntry(const char *text, size_t length)
 {
     if (s_count + 1 >= s_capacity) {
         const size_t capacity = s_capacity + ARRAY_STEP;
@@ -55,13 +55,13 @@ static void append_entry(const char *text, size_t length)
     s_entries[s_count++] = copy;
 }
 
-static void reset_entries(const char *promptName)
+static void resetEntries(const char *promptName)
 {
     TRACE_ENTER("promptName=\"%s\"", promptName);
     for (size_t i = 0; i < s_count; ++i)
         std::free(s_entries[i]);
     s_count = 0;
-    append_entry(promptName, std::strlen(promptName));
+    appendEntry(promptName, std::strlen(promptName));
     TRACE_LEAVE();
 }
 
@@ -87,46 +87,46 @@ static void store(TokenReader *r, char c)
 }
 
 // A backslash that turned out to stand for nothing else is an ordinary character.
-static void store_pending_backslash(TokenReader *r)
+static void storePendingBackslash(TokenReader *r)
 {
     if (r->escaped)
         store(r, '\\');
     r->escaped = false;
 }
 
-static void append_token(TokenReader *r)
+static void appendToken(TokenReader *r)
 {
     if (r->length != 0 || r->reading->keepEmpty) {
-        append_entry(r->token, r->length);
+        appendEntry(r->token, r->length);
         r->reading->cost += TOKEN_COST;
     }
     r->length = 0;
 }
 
-static void end_token(TokenReader *r)
+static void endToken(TokenReader *r)
 {
-    store_pending_backslash(r);
-    append_token(r);
+    storePendingBackslash(r);
+    appendToken(r);
 }
 
-static void take_backslash(TokenReader *r)
+static void takeBackslash(TokenReader *r)
 {
     if (r->escaped)
         store(r, '\\');
     r->escaped = !r->escaped;
 }
 
-static void take_space(TokenReader *r)
+static void takeSpace(TokenReader *r)
 {
     if (r->quote == 0 && !r->escaped) {
-        append_token(r);
+        appendToken(r);
         return;
     }
     r->escaped = false;
     store(r, ' ');
 }
 
-static void take_quote(TokenReader *r, char c)
+static void takeQuote(TokenReader *r, char c)
 {
     if (r->escaped || (r->quote != 0 && r->quote != c)) {
         r->escaped = false;
@@ -136,29 +136,29 @@ static void take_quote(TokenReader *r, char c)
     }
 }
 
-static void take_character(TokenReader *r, char c)
+static void takeCharacter(TokenReader *r, char c)
 {
     switch (c) {
     case '\n':
-        end_token(r);
+        endToken(r);
         r->quote = 0;
         break;
     case '\t':
     case '\0': // no argument can hold one
-        end_token(r);
+        endToken(r);
         break;
     case ' ':
-        take_space(r);
+        takeSpace(r);
         break;
     case '\\':
-        take_backslash(r);
+        takeBackslash(r);
         break;
     case '\'':
     case '"':
-        take_quote(r, c);
+        takeQuote(r, c);
         break;
     default:
-        store_pending_backslash(r);
+        storePendingBackslash(r);
         store(r, c);
         break;
     }
@@ -167,7 +167,7 @@ static void take_character(TokenReader *r, char c)
 // ---- The input --------------------------------------------------------------------------------
 
 // Nothing else reads the stream, so it need not be locked for each character.
-static inline int next_character()
+static inline int nextCharacter()
 {
 #ifdef _WIN32
     return _getc_nolock(stdin);
@@ -183,13 +183,13 @@ static void prompt(const char *name)
 }
 
 // Takes in one line. Whether another one may follow.
-static bool read_line(TokenReader *r)
+static bool readLine(TokenReader *r)
 {
     CmdlineReading *reading = r->reading;
-    for (int c = next_character(); c != EOF; c = next_character()) {
+    for (int c = nextCharacter(); c != EOF; c = nextCharacter()) {
         if (++reading->cost > reading->limit)
             return false;
-        take_character(r, static_cast<char>(c));
+        takeCharacter(r, static_cast<char>(c));
         if (r->tooLong)
             return false;
         if (c == '\n')
@@ -200,11 +200,11 @@ static bool read_line(TokenReader *r)
 }
 
 // The token that the end of the input (or of the patience with it) left open.
-static void finish_token(TokenReader *r)
+static void finishToken(TokenReader *r)
 {
-    store_pending_backslash(r);
+    storePendingBackslash(r);
     if (r->length != 0)
-        append_token(r);
+        appendToken(r);
     if (r->tooLong)
         alert_raiseNumber(MESSAGE_TOO_LONG);
 }
@@ -212,7 +212,7 @@ static void finish_token(TokenReader *r)
 char **cmdline_readWithin(CmdlineReading *reading, const char *promptName)
 {
     TRACE_ENTER("promptName=\"%s\"", promptName);
-    reset_entries(promptName);
+    resetEntries(promptName);
     reading->cost = 0;
     reading->failed = 0;
 
@@ -226,9 +226,9 @@ char **cmdline_readWithin(CmdlineReading *reading, const char *promptName)
     do {
         if (prompting)
             prompt(promptName);
-    } while (read_line(&reader));
+    } while (readLine(&reader));
     const int savedErrno = errno;
-    finish_token(&reader);
+    finishToken(&reader);
     errno = savedErrno;
 
     s_entries[s_count] = nullptr;

@@ -42,7 +42,7 @@ static int run(const Vector *command)
     return TRACE_RETURN("%d", status);
 }
 
-static int run_directly(const Vector *command, const char *text, int echo)
+static int runDirectly(const Vector *command, const char *text, int echo)
 {
     TRACE_ENTER("echo=%d", echo);
     const char *driver = element(command, 0);
@@ -54,7 +54,7 @@ static int run_directly(const Vector *command, const char *text, int echo)
 
 // ---- The command file -------------------------------------------------------------------------
 
-static const char *command_file_line(const char *argument)
+static const char *commandFileLine(const char *argument)
 {
     TRACE_ENTER("argument=\"%s\"", argument);
     const char *line = argument;
@@ -67,11 +67,11 @@ static const char *command_file_line(const char *argument)
 }
 
 // Writes the arguments and closes the file. Whether all of them got there.
-static bool write_arguments(FILE *file, const Vector *command)
+static bool writeArguments(FILE *file, const Vector *command)
 {
     TRACE_ENTER("count=%u", vec_size(command));
     for (uint32_t i = 1; i < vec_size(command); ++i) {
-        const char *line = command_file_line(element(command, i));
+        const char *line = commandFileLine(element(command, i));
         TRACE("Writing option to command file: %s", line);
         std::fputs(line, file);
         std::putc('\n', file);
@@ -82,7 +82,7 @@ static bool write_arguments(FILE *file, const Vector *command)
 }
 
 // Whether the command file `name` holds the arguments now; otherwise the user has been told.
-static bool fill_command_file(const char *name, const Vector *command)
+static bool fillCommandFile(const char *name, const Vector *command)
 {
     TRACE_ENTER("name=\"%s\"", name);
     TRACE("Command file name: \"%s\"", name);
@@ -95,7 +95,7 @@ static bool fill_command_file(const char *name, const Vector *command)
         alert_print("%s: fatal error: Could not open temporary file", alert_programName());
         return TRACE_RETURN("%d", false);
     }
-    if (!write_arguments(file, command)) {
+    if (!writeArguments(file, command)) {
         TRACE("qzmcc_spawn could not write a temp file, exiting with status 1");
         alert_print("%s: fatal error: Could not write temporary file", alert_programName());
         return TRACE_RETURN("%d", false);
@@ -103,7 +103,7 @@ static bool fill_command_file(const char *name, const Vector *command)
     return TRACE_RETURN("%d", true);
 }
 
-static int run_by_command_file(const Vector *command, const char *text, int echo)
+static int runByCommandFile(const Vector *command, const char *text, int echo)
 {
     TRACE_ENTER("echo=%d", echo);
     char *name = osdep_tempFileSuffix(COMMAND_FILE_SUFFIX);
@@ -114,7 +114,7 @@ static int run_by_command_file(const Vector *command, const char *text, int echo
     }
     const char *driver = element(command, 0);
     const char *fileArgument = cache_concat("@", name);
-    const bool filled = fill_command_file(name, command);
+    const bool filled = fillCommandFile(name, command);
     std::free(name);
     if (!filled)
         return TRACE_RETURN("%d", 1);
@@ -132,7 +132,7 @@ static int run_by_command_file(const Vector *command, const char *text, int echo
 
 // ---- The route --------------------------------------------------------------------------------
 
-static bool is_too_long(const char *driver, const char *text)
+static bool isTooLong(const char *driver, const char *text)
 {
     TRACE_ENTER("driver=\"%s\"", driver);
     const size_t length = std::strlen(driver) + std::strlen(text) + 1;
@@ -143,7 +143,7 @@ static bool is_too_long(const char *driver, const char *text)
     return TRACE_RETURN("%d", true);
 }
 
-static int cmdline_exe(Vector *command, unsigned mode, int echo)
+static int cmdlineExe(Vector *command, unsigned mode, int echo)
 {
     TRACE_ENTER("mode=%u, echo=%d", mode, echo);
 #ifndef NDEBUG
@@ -153,9 +153,9 @@ static int cmdline_exe(Vector *command, unsigned mode, int echo)
     const bool needsText = echo != 0 || mode == COMMAND_FILE_AUTO || gDebugFlags != 0;
     const char *text = needsText ? cache_join(command, 1, " ") : "";
     const bool byFile = mode == COMMAND_FILE_ALWAYS ||
-                        (mode == COMMAND_FILE_AUTO && is_too_long(element(command, 0), text));
+                        (mode == COMMAND_FILE_AUTO && isTooLong(element(command, 0), text));
     const int status =
-        byFile ? run_by_command_file(command, text, echo) : run_directly(command, text, echo);
+        byFile ? runByCommandFile(command, text, echo) : runDirectly(command, text, echo);
     return TRACE_RETURN("%d", status);
 }
 
@@ -167,5 +167,5 @@ int cmdline_spawn(Vector *command, unsigned mode, int echo)
         alert_print("%s: fatal error: no input files\nprogram terminated.", alert_programName());
         return TRACE_RETURN("%d", 1);
     }
-    return TRACE_RETURN("%d", cmdline_exe(command, mode, echo));
+    return TRACE_RETURN("%d", cmdlineExe(command, mode, echo));
 }

@@ -10,7 +10,7 @@
 
 // A free object's first 8 bytes link to the next. They are copied, not cast: the object belongs to
 // somebody else's type.
-static void *next_of(const void *object)
+static void *nextOf(const void *object)
 {
     void *next;
     std::memcpy(&next, object, sizeof next);
@@ -33,7 +33,7 @@ int freecache_destroy(Freecache *cache)
     if (cache == nullptr)
         return 0;
     for (void *object = cache->free_list; object != nullptr;) {
-        void *next = next_of(object);
+        void *next = nextOf(object);
         std::free(object);
         object = next;
     }
@@ -48,7 +48,7 @@ void *freecache_get(Freecache *cache)
     void *object = cache->free_list;
     if (object == nullptr)
         return xmalloc_must(cache->obj_size);
-    cache->free_list = next_of(object);
+    cache->free_list = nextOf(object);
     --cache->num_free;
     return std::memset(object, 0, cache->obj_size);
 }
@@ -95,6 +95,6 @@ void freecache_dump(const Freecache *cache)
     std::fprintf(stderr, "\tnum_free: %u\n", cache->num_free);
     std::fprintf(stderr, "\tmax_free: %u\n", cache->max_free);
     std::fputs("\tfree_list:\n", stderr);
-    for (void *object = cache->free_list; object != nullptr; object = next_of(object))
+    for (void *object = cache->free_list; object != nullptr; object = nextOf(object))
         std::fprintf(stderr, "\t\t[%p]\n", object);
 }

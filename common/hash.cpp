@@ -28,7 +28,7 @@ static bool is_alive(const HashTable *h)
 
 // ---- Nodes ------------------------------------------------------------------------------------
 
-[[gnu::noinline]] static void new_block()
+[[gnu::noinline]] static void newBlock()
 {
     s_unused = static_cast<HashEntry *>(xmalloc_must(s_blockSize * sizeof(HashEntry)));
     s_unusedCount = s_blockSize;
@@ -36,7 +36,7 @@ static bool is_alive(const HashTable *h)
         s_blockSize *= 2;
 }
 
-static HashEntry *new_node()
+static HashEntry *newNode()
 {
     if (s_free != nullptr) {
         HashEntry *node = s_free;
@@ -44,22 +44,22 @@ static HashEntry *new_node()
         return node;
     }
     if (s_unusedCount == 0) [[unlikely]]
-        new_block();
+        newBlock();
     --s_unusedCount;
     return s_unused++;
 }
 
-static void free_node(HashEntry *node)
+static void freeNode(HashEntry *node)
 {
     node->next = s_free;
     s_free = node;
 }
 
-static void free_chain(HashEntry *node)
+static void freeChain(HashEntry *node)
 {
     while (node != nullptr) {
         HashEntry *next = node->next;
-        free_node(node);
+        freeNode(node);
         node = next;
     }
 }
@@ -76,18 +76,18 @@ int voidcmp(const void *a, const void *b)
     return a != b;
 }
 
-static HashEntry **new_buckets(uint32_t size)
+static HashEntry **newBuckets(uint32_t size)
 {
     return static_cast<HashEntry **>(xmalloc_must(uint64_t{size} * sizeof(HashEntry *)));
 }
 
-static HashTable *new_table(uint32_t size, HashFunction hash, HashCompare compare)
+static HashTable *newTable(uint32_t size, HashFunction hash, HashCompare compare)
 {
     auto *table = static_cast<HashTable *>(xmalloc_must(sizeof(HashTable)));
     table->size = size;
     table->hash = hash;
     table->compare = compare;
-    table->buckets = new_buckets(size);
+    table->buckets = newBuckets(size);
     return table;
 }
 
@@ -96,7 +96,7 @@ HashTable *hash_new_func(uint32_t size, HashFunction hash, HashCompare compare, 
 {
     ASSERT_AT(136, size != 0);
     HashTable *table =
-        new_table(size, hash != nullptr ? hash : voidhash, compare != nullptr ? compare : voidcmp);
+        newTable(size, hash != nullptr ? hash : voidhash, compare != nullptr ? compare : voidcmp);
     if (gHashRecording) {
         table->debug = hash_newRecord(table, file, line);
         table->debug->flags |=
@@ -110,7 +110,7 @@ void hash_clear(HashTable *table)
 {
     hash_indexDrop(table);
     for (uint32_t i = 0; i < table->size; ++i) {
-        free_chain(table->buckets[i]);
+        freeChain(table->buckets[i]);
         table->buckets[i] = nullptr;
     }
     table->count = 0;
@@ -151,8 +151,8 @@ static HashPlace locate(const HashTable *table, const void *key)
     return hash_locate(table, key, table->hash(key));
 }
 
-[[gnu::cold]] static void record_insert(const HashTable *h, uint32_t passed, const void *key,
-                                        const void *value, const char *file, uint32_t line)
+[[gnu::cold]] static void recordInsert(const HashTable *h, uint32_t passed, const void *key,
+                                       const void *value, const char *file, uint32_t line)
 {
     ASSERT_AT(339, is_alive(h));
     HashDebugRecord *record = h->debug;
@@ -171,7 +171,7 @@ static HashPlace locate(const HashTable *table, const void *key)
 void hash_insertAt(HashTable *table, HashPlace place, const void *key, const void *value,
                    const char *file, uint32_t line)
 {
-    HashEntry *node = new_node();
+    HashEntry *node = newNode();
     node->value = const_cast<void *>(value);
     node->key = key;
     node->next = nullptr;
@@ -183,7 +183,7 @@ void hash_insertAt(HashTable *table, HashPlace place, const void *key, const voi
     else if (place.passed >= LONG_CHAIN) [[unlikely]]
         hash_indexBuild(table);
     if (table->debug != nullptr) [[unlikely]]
-        record_insert(table, place.passed, key, value, file, line);
+        recordInsert(table, place.passed, key, value, file, line);
 }
 
 int hash_insert_func(HashTable *table, const void *key, const void *value, const char *file,
@@ -227,7 +227,7 @@ void *hash_remove(HashTable *h, const void *key)
     if (h->index != nullptr)
         hash_indexRemove(h, place.link);
     *place.link = node->next;
-    free_node(node);
+    freeNode(node);
     --h->count;
     if (h->debug != nullptr) {
         ASSERT_AT(381, is_alive(h));
@@ -259,13 +259,13 @@ int hash_foreach(const HashTable *table, void *context, HashVisitor visitor)
     return 0;
 }
 
-static int add_value(void *context, const void *, void *value)
+static int addValue(void *context, const void *, void *value)
 {
     vec_add(static_cast<Vector *>(context), value);
     return 0;
 }
 
-static int add_key(void *context, const void *key, void *)
+static int addKey(void *context, const void *key, void *)
 {
     vec_add(static_cast<Vector *>(context), key);
     return 0;
@@ -274,24 +274,24 @@ static int add_key(void *context, const void *key, void *)
 Vector *hash_values(const HashTable *table)
 {
     Vector *values = vec_new(MODULE, 293);
-    hash_foreach(table, values, add_value);
+    hash_foreach(table, values, addValue);
     return values;
 }
 
 Vector *hash_keys(const HashTable *table)
 {
     Vector *keys = vec_new(MODULE, 310);
-    hash_foreach(table, keys, add_key);
+    hash_foreach(table, keys, addKey);
     return keys;
 }
 
 // ---- Copying ----------------------------------------------------------------------------------
 
-static HashEntry *copy_chain(const HashEntry *source)
+static HashEntry *copyChain(const HashEntry *source)
 {
     HashEntry *head = nullptr;
     for (HashEntry **link = &head; source != nullptr; source = source->next) {
-        HashEntry *node = new_node();
+        HashEntry *node = newNode();
         *node = *source;
         node->next = nullptr;
         *link = node;
@@ -301,8 +301,8 @@ static HashEntry *copy_chain(const HashEntry *source)
 }
 
 // The record of a copy keeps the source's counters and flags and stays out of the master list.
-static HashDebugRecord *copy_record(const HashTable *copy, const HashDebugRecord *source,
-                                    const char *file, uint32_t line)
+static HashDebugRecord *copyRecord(const HashTable *copy, const HashDebugRecord *source,
+                                   const char *file, uint32_t line)
 {
     HashDebugRecord *record = hash_newRecord(copy, file, line);
     *record = *source;
@@ -312,12 +312,12 @@ static HashDebugRecord *copy_record(const HashTable *copy, const HashDebugRecord
     return record;
 }
 
-static void take_size(HashTable *table, uint32_t size)
+static void takeSize(HashTable *table, uint32_t size)
 {
     if (table->size == size)
         return;
     std::free(table->buckets);
-    table->buckets = new_buckets(size);
+    table->buckets = newBuckets(size);
     table->size = size;
 }
 
@@ -331,16 +331,16 @@ HashTable *hash_copy(HashTable *destination, const HashTable *source, const char
     if (destination == source)
         return destination;
     if (destination == nullptr) {
-        destination = new_table(source->size, source->hash, source->compare);
+        destination = newTable(source->size, source->hash, source->compare);
         if (source->debug != nullptr)
-            destination->debug = copy_record(destination, source->debug, file, line);
+            destination->debug = copyRecord(destination, source->debug, file, line);
     } else {
         hash_clear(destination);
-        take_size(destination, source->size);
+        takeSize(destination, source->size);
     }
     destination->count = source->count;
     for (uint32_t i = 0; i < source->size; ++i)
-        destination->buckets[i] = copy_chain(source->buckets[i]);
+        destination->buckets[i] = copyChain(source->buckets[i]);
     if (source->index != nullptr)
         hash_indexBuild(destination);
     return destination;

@@ -38,7 +38,7 @@ struct Secret {
 };
 
 // Takes what differs from run to run: the moment, and where the system put the stack and the heap.
-static Secret new_secret(const void *heap)
+static Secret newSecret(const void *heap)
 {
     constexpr uint64_t golden = 0x9E3779B97F4A7C15U;
     timespec now = {};
@@ -59,7 +59,7 @@ static Secret s_secret;
 
 // Texts with equal hashes are easily made, in any number. To make them collide here, too, one would
 // have to know the secret.
-static uint32_t spread_text(const void *text)
+static uint32_t spreadText(const void *text)
 {
     uint64_t spread = s_secret.start;
     for (const auto *c = static_cast<const uint8_t *>(text); *c != 0; ++c) {
@@ -70,15 +70,15 @@ static uint32_t spread_text(const void *text)
 }
 
 // The number whose high bits say where a key's entry is to be looked for. Equal keys have the same.
-static uint32_t spread_of(const HashIndex *index, const void *key, uint32_t hash)
+static uint32_t spreadOf(const HashIndex *index, const void *key, uint32_t hash)
 {
-    return index->secret ? spread_text(key) : hash * 0x9E3779B1U;
+    return index->secret ? spreadText(key) : hash * 0x9E3779B1U;
 }
 
 // ---- Slots ------------------------------------------------------------------------------------
 
 // Returns the number of slots passed.
-static uint32_t place_slot(HashIndex *index, HashSlot slot)
+static uint32_t placeSlot(HashIndex *index, HashSlot slot)
 {
     uint32_t at = slot.spread >> index->shift;
     uint32_t passed = 0;
@@ -89,7 +89,7 @@ static uint32_t place_slot(HashIndex *index, HashSlot slot)
 }
 
 // Gives the index empty slots, between a quarter and half of which `count` entries will fill.
-static void new_slots(HashIndex *index, uint32_t count)
+static void newSlots(HashIndex *index, uint32_t count)
 {
     uint32_t log = SMALLEST_LOG;
     while (log < 31 && (uint64_t{1} << log) <= uint64_t{count} * 2)
@@ -101,42 +101,42 @@ static void new_slots(HashIndex *index, uint32_t count)
 
 // Moves the entries to new slots, enough for the table's count. They are visited only when they are
 // to be spread anew.
-static void move_slots(HashTable *table, bool anew)
+static void moveSlots(HashTable *table, bool anew)
 {
     HashIndex *index = table->index;
     HashSlot *old = index->slots;
     const uint32_t last = index->mask;
-    new_slots(index, table->count);
+    newSlots(index, table->count);
     for (uint32_t at = 0; at <= last; ++at) {
         HashSlot slot = old[at];
         if (slot.entry == nullptr)
             continue;
         if (anew)
-            slot.spread = spread_of(index, slot.entry->key, slot.entry->hash);
-        place_slot(index, slot);
+            slot.spread = spreadOf(index, slot.entry->key, slot.entry->hash);
+        placeSlot(index, slot);
     }
     std::free(old);
 }
 
 // Spreads the texts by the secret from now on.
-[[gnu::cold]] static void keep_secret(HashTable *table)
+[[gnu::cold]] static void keepSecret(HashTable *table)
 {
     if (s_secret.factor == 0)
-        s_secret = new_secret(table->index);
+        s_secret = newSecret(table->index);
     table->index->secret = true;
-    move_slots(table, true);
+    moveSlots(table, true);
 }
 
-static uint32_t find_slot(const HashIndex *index, const HashEntry *entry)
+static uint32_t findSlot(const HashIndex *index, const HashEntry *entry)
 {
-    uint32_t at = spread_of(index, entry->key, entry->hash) >> index->shift;
+    uint32_t at = spreadOf(index, entry->key, entry->hash) >> index->shift;
     while (index->slots[at].entry != entry)
         at = (at + 1) & index->mask;
     return at;
 }
 
 // Fills the gap at `hole` with the entries behind it that may move there.
-static void close_gap(HashIndex *index, uint32_t hole)
+static void closeGap(HashIndex *index, uint32_t hole)
 {
     for (uint32_t at = hole;;) {
         at = (at + 1) & index->mask;
@@ -156,7 +156,7 @@ static void close_gap(HashIndex *index, uint32_t hole)
 void hash_indexBuild(HashTable *table)
 {
     auto *index = static_cast<HashIndex *>(xmalloc_must(sizeof(HashIndex)));
-    new_slots(index, table->count);
+    newSlots(index, table->count);
     index->ends = static_cast<ChainEnd *>(xmalloc_must(uint64_t{table->size} * sizeof(ChainEnd)));
     table->index = index;
     for (uint32_t i = 0; i < table->size; ++i) {
@@ -180,7 +180,7 @@ void hash_indexDrop(HashTable *table)
 HashPlace hash_indexLocate(const HashTable *table, const void *key, uint32_t hash)
 {
     const HashIndex *index = table->index;
-    const uint32_t spread = spread_of(index, key, hash);
+    const uint32_t spread = spreadOf(index, key, hash);
     const HashSlot *slot;
     for (uint32_t at = spread >> index->shift; (slot = &index->slots[at])->entry != nullptr;
          at = (at + 1) & index->mask) {
@@ -196,13 +196,13 @@ void hash_indexAdd(HashTable *table, HashEntry **link)
     HashIndex *index = table->index;
     HashEntry *entry = *link;
     if (table->count > index->mask / 4 * 3)
-        move_slots(table, false);
+        moveSlots(table, false);
     ChainEnd *end = &index->ends[entry->hash % table->size];
     end->link = &entry->next;
     ++end->length;
-    const HashSlot slot = {entry, link, spread_of(index, entry->key, entry->hash)};
-    if (place_slot(index, slot) > CROWD && !index->secret && table->compare == hash_stringCompare)
-        keep_secret(table);
+    const HashSlot slot = {entry, link, spreadOf(index, entry->key, entry->hash)};
+    if (placeSlot(index, slot) > CROWD && !index->secret && table->compare == hash_stringCompare)
+        keepSecret(table);
 }
 
 void hash_indexRemove(HashTable *table, HashEntry **link)
@@ -212,8 +212,8 @@ void hash_indexRemove(HashTable *table, HashEntry **link)
     ChainEnd *end = &index->ends[entry->hash % table->size];
     --end->length;
     if (entry->next != nullptr)
-        index->slots[find_slot(index, entry->next)].link = link;
+        index->slots[findSlot(index, entry->next)].link = link;
     else
         end->link = link;
-    close_gap(index, find_slot(index, entry));
+    closeGap(index, findSlot(index, entry));
 }

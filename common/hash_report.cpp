@@ -31,7 +31,7 @@ void hash_listRecord(HashDebugRecord *record)
     vec_add(s_master, record);
 }
 
-static int compare_records(const void *slotA, const void *slotB)
+static int compareRecords(const void *slotA, const void *slotB)
 {
     const auto *a = *static_cast<const HashDebugRecord *const *>(slotA);
     const auto *b = *static_cast<const HashDebugRecord *const *>(slotB);
@@ -42,7 +42,7 @@ static int compare_records(const void *slotA, const void *slotB)
     return addressA == addressB ? 0 : addressA > addressB ? -1 : 1;
 }
 
-static void print_record(const HashDebugRecord *record)
+static void printRecord(const HashDebugRecord *record)
 {
     const auto mark = [record](uint32_t flag) { return (record->flags & flag) != 0 ? 'Y' : 'n'; };
     trace_printf("# %p    %s:%d    %u/%u    %u/%u    %u    %c    %c    %c",
@@ -56,12 +56,12 @@ void hash_report()
 {
     if (s_master == nullptr)
         return;
-    vec_sort(s_master, compare_records);
+    vec_sort(s_master, compareRecords);
     trace_puts("# Hash Table Master List:");
     trace_puts("# ptr    file:line    max_util/capacity    max_usage/capacity    clashes    voidcmp"
                "    voidhash    alive");
     if (vec_size(s_master) == 0)
         trace_puts("# No hash tables were used");
     for (const auto *record : vec_each<HashDebugRecord>(s_master))
-        print_record(record);
+        printRecord(record);
 }

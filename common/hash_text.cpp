@@ -11,7 +11,7 @@ static uint8_t fold(uint8_t c)
     return c >= 'A' && c <= 'Z' ? static_cast<uint8_t>(c + 32) : c;
 }
 
-static uint32_t add_byte(uint32_t hash, uint8_t c)
+static uint32_t addByte(uint32_t hash, uint8_t c)
 {
     return hash * 33 + static_cast<uint32_t>(static_cast<int8_t>(c));
 }
@@ -20,7 +20,7 @@ uint32_t hash_string(const void *text)
 {
     uint32_t hash = SEED;
     for (const auto *c = static_cast<const uint8_t *>(text); *c != 0; ++c)
-        hash = add_byte(hash, *c);
+        hash = addByte(hash, *c);
     return hash;
 }
 
@@ -28,7 +28,7 @@ uint32_t hash_stringNoCase(const void *text)
 {
     uint32_t hash = SEED;
     for (const auto *c = static_cast<const uint8_t *>(text); *c != 0; ++c)
-        hash = add_byte(hash, fold(*c));
+        hash = addByte(hash, fold(*c));
     return hash;
 }
 

@@ -12,7 +12,7 @@ static constexpr uint32_t FORMAT_SIZE = 4096;
 static constexpr uint32_t MESSAGE_OUT_OF_MEMORY = 296;
 
 // Raising a message allocates, so it can run out of memory itself.
-[[gnu::cold, gnu::noinline]] static void *report_exhausted()
+[[gnu::cold, gnu::noinline]] static void *reportExhausted()
 {
     static bool reporting;
     if (reporting) {
@@ -25,22 +25,22 @@ static constexpr uint32_t MESSAGE_OUT_OF_MEMORY = 296;
     return nullptr;
 }
 
-[[gnu::cold, gnu::noinline]] static void *end_exhausted()
+[[gnu::cold, gnu::noinline]] static void *endExhausted()
 {
-    report_exhausted();
+    reportExhausted();
     exitpath_leave(1);
 }
 
 void *xmalloc(uint32_t size)
 {
     void *p = std::calloc(size != 0 ? size : 1, 1);
-    return p != nullptr ? p : report_exhausted();
+    return p != nullptr ? p : reportExhausted();
 }
 
 void *xmalloc_must(uint64_t size)
 {
     void *p = size <= UINT32_MAX ? std::calloc(size != 0 ? size : 1, 1) : nullptr;
-    return p != nullptr ? p : end_exhausted();
+    return p != nullptr ? p : endExhausted();
 }
 
 void *xrealloc_must(void *old, uint64_t used, uint64_t size)
@@ -49,15 +49,15 @@ void *xrealloc_must(void *old, uint64_t used, uint64_t size)
         return xmalloc_must(size);
     void *p = size <= UINT32_MAX ? std::realloc(old, size) : nullptr;
     if (p == nullptr)
-        return end_exhausted();
+        return endExhausted();
     std::memset(static_cast<char *>(p) + used, 0, size - used);
     return p;
 }
 
 // The allocation behind the strings: their sizes are sums that may not fit 32 bits.
-static char *new_string(uint64_t size)
+static char *newString(uint64_t size)
 {
-    void *p = size <= UINT32_MAX ? xmalloc(static_cast<uint32_t>(size)) : report_exhausted();
+    void *p = size <= UINT32_MAX ? xmalloc(static_cast<uint32_t>(size)) : reportExhausted();
     return static_cast<char *>(p);
 }
 
@@ -65,7 +65,7 @@ char *xstrcat(const char *a, const char *b)
 {
     const size_t length = std::strlen(a);
     const size_t added = std::strlen(b);
-    char *text = new_string(uint64_t{length} + added + 1);
+    char *text = newString(uint64_t{length} + added + 1);
     if (text == nullptr)
         return nullptr;
     std::memcpy(text, a, length);
@@ -89,7 +89,7 @@ char *xvsprintf(const char *format, va_list values)
     if (needed >= static_cast<int>(sizeof buffer))
         std::fputs("buffer overflow in vsnprintf", stderr);
     const size_t length = std::strlen(buffer);
-    char *text = new_string(length + 1);
+    char *text = newString(length + 1);
     return text != nullptr ? static_cast<char *>(std::memcpy(text, buffer, length)) : nullptr;
 }
 

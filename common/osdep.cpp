@@ -22,7 +22,7 @@ struct Sort {
     char *buffer; // room for one element
 };
 
-static void swap_elements(const Sort *sort, char *a, char *b)
+static void swapElements(const Sort *sort, char *a, char *b)
 {
     if (sort->size == sizeof(uint64_t)) { // what vec_sort() asks for
         uint64_t left;
@@ -40,16 +40,16 @@ static void swap_elements(const Sort *sort, char *a, char *b)
     std::memcpy(b, sort->buffer, sort->size);
 }
 
-static void sort_short(const Sort *sort, char *base, size_t count)
+static void sortShort(const Sort *sort, char *base, size_t count)
 {
     const size_t size = sort->size;
     char *end = base + count * size;
     for (char *next = base + size; next < end; next += size)
         for (char *at = next; at > base && sort->compare(at - size, at) > 0; at -= size)
-            swap_elements(sort, at - size, at);
+            swapElements(sort, at - size, at);
 }
 
-static void sift_down(const Sort *sort, char *base, size_t root, size_t count)
+static void siftDown(const Sort *sort, char *base, size_t root, size_t count)
 {
     const size_t size = sort->size;
     for (size_t child = 2 * root + 1; child < count; child = 2 * root + 1) {
@@ -57,32 +57,32 @@ static void sift_down(const Sort *sort, char *base, size_t root, size_t count)
             ++child;
         if (sort->compare(base + root * size, base + child * size) >= 0)
             return;
-        swap_elements(sort, base + root * size, base + child * size);
+        swapElements(sort, base + root * size, base + child * size);
         root = child;
     }
 }
 
-static void sort_heap(const Sort *sort, char *base, size_t count)
+static void sortHeap(const Sort *sort, char *base, size_t count)
 {
     for (size_t root = count / 2; root-- > 0;)
-        sift_down(sort, base, root, count);
+        siftDown(sort, base, root, count);
     for (size_t last = count; last-- > 1;) {
-        swap_elements(sort, base, base + last * sort->size);
-        sift_down(sort, base, 0, last);
+        swapElements(sort, base, base + last * sort->size);
+        siftDown(sort, base, 0, last);
     }
 }
 
 // Puts the median of the first, middle and last element first.
-static void choose_pivot(const Sort *sort, char *base, size_t count)
+static void choosePivot(const Sort *sort, char *base, size_t count)
 {
     char *middle = base + count / 2 * sort->size;
     char *last = base + (count - 1) * sort->size;
     if (sort->compare(middle, last) > 0)
-        swap_elements(sort, middle, last);
+        swapElements(sort, middle, last);
     if (sort->compare(base, last) > 0)
-        swap_elements(sort, base, last);
+        swapElements(sort, base, last);
     else if (sort->compare(base, middle) < 0)
-        swap_elements(sort, base, middle);
+        swapElements(sort, base, middle);
 }
 
 // Splits around the first element and returns the index where it ends up. Both scans are bounded,
@@ -99,40 +99,40 @@ static size_t partition(const Sort *sort, char *base, size_t count)
             --high;
         if (low >= high)
             break;
-        swap_elements(sort, base + low++ * size, base + high-- * size);
+        swapElements(sort, base + low++ * size, base + high-- * size);
     }
     // What lies before `split` is not above the pivot; an element that both scans stopped at is
     // equal to it.
     const size_t split = low > high ? high : low;
-    swap_elements(sort, base, base + split * size);
+    swapElements(sort, base, base + split * size);
     return split;
 }
 
-static void sort_range(const Sort *sort, char *base, size_t count, unsigned splits_left)
+static void sortRange(const Sort *sort, char *base, size_t count, unsigned splits_left)
 {
     while (count > SHORT_RANGE) {
         if (splits_left-- == 0) {
-            sort_heap(sort, base, count);
+            sortHeap(sort, base, count);
             return;
         }
-        choose_pivot(sort, base, count);
+        choosePivot(sort, base, count);
         const size_t split = partition(sort, base, count);
         const size_t above = count - split - 1;
         char *upper = base + (split + 1) * sort->size;
         // The smaller side recurses, so that the depth stays logarithmic.
         if (split < above) {
-            sort_range(sort, base, split, splits_left);
+            sortRange(sort, base, split, splits_left);
             base = upper;
             count = above;
         } else {
-            sort_range(sort, upper, above, splits_left);
+            sortRange(sort, upper, above, splits_left);
             count = split;
         }
     }
-    sort_short(sort, base, count);
+    sortShort(sort, base, count);
 }
 
-static unsigned allowed_splits(size_t count)
+static unsigned allowedSplits(size_t count)
 {
     unsigned bits = 0;
     for (; count > 1; count >>= 1)
@@ -152,7 +152,7 @@ void osdep_qsort(void *vbase, size_t count, size_t size, OsdepCompare compare)
     char *heap_buffer = size > STACK_BUFFER ? static_cast<char *>(std::malloc(size)) : nullptr;
     const Sort sort = {size, compare, size > STACK_BUFFER ? heap_buffer : stack_buffer};
     if (sort.buffer != nullptr)
-        sort_range(&sort, static_cast<char *>(vbase), count, allowed_splits(count));
+        sortRange(&sort, static_cast<char *>(vbase), count, allowedSplits(count));
     std::free(heap_buffer);
     TRACE_LEAVE();
 }
@@ -203,7 +203,7 @@ char *osdep_strupr(char *s)
     return TRACE_RETURN("\"%s\"", s);
 }
 
-static size_t wide_length(const char32_t *s)
+static size_t wideLength(const char32_t *s)
 {
     size_t length = 0;
     if (s != nullptr)
@@ -217,7 +217,7 @@ char32_t *osdep_wcscpy(char32_t *destination, const char32_t *source)
     TRACE_ENTER("destination=%p, source=%p", static_cast<void *>(destination),
                 static_cast<const void *>(source));
     if (destination != nullptr && source != nullptr)
-        std::memmove(destination, source, (wide_length(source) + 1) * sizeof *source);
+        std::memmove(destination, source, (wideLength(source) + 1) * sizeof *source);
     TRACE_LEAVE();
     return destination;
 }
@@ -227,7 +227,7 @@ char32_t *osdep_wcsdup(const char32_t *s)
     TRACE_ENTER("s=%p", static_cast<const void *>(s));
     if (s == nullptr)
         return static_cast<char32_t *>(TRACE_RETURN("%p", static_cast<void *>(nullptr)));
-    const size_t bytes = (wide_length(s) + 1) * sizeof *s;
+    const size_t bytes = (wideLength(s) + 1) * sizeof *s;
     void *copy = xmalloc_must(bytes);
     std::memcpy(copy, s, bytes);
     return static_cast<char32_t *>(TRACE_RETURN("%p", copy));
@@ -236,7 +236,7 @@ char32_t *osdep_wcsdup(const char32_t *s)
 size_t osdep_wcslen(const char32_t *s)
 {
     TRACE_ENTER("s=%p", static_cast<const void *>(s));
-    return TRACE_RETURN("%zu", wide_length(s));
+    return TRACE_RETURN("%zu", wideLength(s));
 }
 
 int osdep_wcscmp(const char32_t *a, const char32_t *b)

@@ -7,22 +7,22 @@
 // Metadata files hold millions of these fields and the program has one thread, so the stream's lock
 // is passed by where the library lets it.
 #ifdef __GLIBC__
-static size_t read_item(FILE *f, uint8_t *bytes, size_t width)
+static size_t readItem(FILE *f, uint8_t *bytes, size_t width)
 {
     return fread_unlocked(bytes, width, 1, f);
 }
 
-static size_t write_item(FILE *f, const uint8_t *bytes, size_t width)
+static size_t writeItem(FILE *f, const uint8_t *bytes, size_t width)
 {
     return fwrite_unlocked(bytes, width, 1, f);
 }
 #else
-static size_t read_item(FILE *f, uint8_t *bytes, size_t width)
+static size_t readItem(FILE *f, uint8_t *bytes, size_t width)
 {
     return std::fread(bytes, width, 1, f);
 }
 
-static size_t write_item(FILE *f, const uint8_t *bytes, size_t width)
+static size_t writeItem(FILE *f, const uint8_t *bytes, size_t width)
 {
     return std::fwrite(bytes, width, 1, f);
 }
@@ -37,10 +37,10 @@ template <Order order> static constexpr size_t place(size_t i, size_t width)
 }
 
 // A failed read leaves the value as it was.
-template <Order order, class T> static size_t read_value(FILE *f, T *val)
+template <Order order, class T> static size_t readValue(FILE *f, T *val)
 {
     uint8_t bytes[sizeof(T)];
-    if (read_item(f, bytes, sizeof bytes) == 0)
+    if (readItem(f, bytes, sizeof bytes) == 0)
         return 0;
     T value = 0;
     for (size_t i = 0; i < sizeof(T); ++i)
@@ -50,12 +50,12 @@ template <Order order, class T> static size_t read_value(FILE *f, T *val)
     return 1;
 }
 
-template <Order order, class T> static size_t write_value(FILE *f, T val)
+template <Order order, class T> static size_t writeValue(FILE *f, T val)
 {
     uint8_t bytes[sizeof(T)];
     for (size_t i = 0; i < sizeof(T); ++i)
         bytes[place<order>(i, sizeof(T))] = static_cast<uint8_t>(val >> 8 * i);
-    return write_item(f, bytes, sizeof bytes);
+    return writeItem(f, bytes, sizeof bytes);
 }
 
 // The report's line tells the function: 10 and up the readers, 30 and up the writers.
@@ -67,7 +67,7 @@ size_t osdep_readU8(FILE *f, uint8_t *val)
     TRACE_ENTER("f=%p", static_cast<void *>(f));
     CHECK_STREAM(10);
     CHECK_VALUE(11);
-    return TRACE_RETURN("%zu", read_value<Order::little>(f, val));
+    return TRACE_RETURN("%zu", readValue<Order::little>(f, val));
 }
 
 size_t osdep_readLEU16(FILE *f, uint16_t *val)
@@ -75,7 +75,7 @@ size_t osdep_readLEU16(FILE *f, uint16_t *val)
     TRACE_ENTER("f=%p", static_cast<void *>(f));
     CHECK_STREAM(12);
     CHECK_VALUE(13);
-    return TRACE_RETURN("%zu", read_value<Order::little>(f, val));
+    return TRACE_RETURN("%zu", readValue<Order::little>(f, val));
 }
 
 size_t osdep_readLEU32(FILE *f, uint32_t *val)
@@ -83,7 +83,7 @@ size_t osdep_readLEU32(FILE *f, uint32_t *val)
     TRACE_ENTER("f=%p", static_cast<void *>(f));
     CHECK_STREAM(14);
     CHECK_VALUE(15);
-    return TRACE_RETURN("%zu", read_value<Order::little>(f, val));
+    return TRACE_RETURN("%zu", readValue<Order::little>(f, val));
 }
 
 size_t osdep_readLEU64(FILE *f, uint64_t *val)
@@ -91,7 +91,7 @@ size_t osdep_readLEU64(FILE *f, uint64_t *val)
     TRACE_ENTER("f=%p", static_cast<void *>(f));
     CHECK_STREAM(16);
     CHECK_VALUE(17);
-    return TRACE_RETURN("%zu", read_value<Order::little>(f, val));
+    return TRACE_RETURN("%zu", readValue<Order::little>(f, val));
 }
 
 void osdep_readBEU16(FILE *f, uint16_t *val)
@@ -99,7 +99,7 @@ void osdep_readBEU16(FILE *f, uint16_t *val)
     TRACE_ENTER("f=%p", static_cast<void *>(f));
     CHECK_STREAM(18);
     CHECK_VALUE(19);
-    read_value<Order::big>(f, val);
+    readValue<Order::big>(f, val);
     TRACE_LEAVE();
 }
 
@@ -108,7 +108,7 @@ void osdep_readBEU32(FILE *f, uint32_t *val)
     TRACE_ENTER("f=%p", static_cast<void *>(f));
     CHECK_STREAM(20);
     CHECK_VALUE(21);
-    read_value<Order::big>(f, val);
+    readValue<Order::big>(f, val);
     TRACE_LEAVE();
 }
 
@@ -117,7 +117,7 @@ void osdep_readBEU64(FILE *f, uint64_t *val)
     TRACE_ENTER("f=%p", static_cast<void *>(f));
     CHECK_STREAM(22);
     CHECK_VALUE(23);
-    read_value<Order::big>(f, val);
+    readValue<Order::big>(f, val);
     TRACE_LEAVE();
 }
 
@@ -125,47 +125,47 @@ size_t osdep_writeU8(FILE *f, uint8_t val)
 {
     TRACE_ENTER("f=%p, val=%u", static_cast<void *>(f), val);
     CHECK_STREAM(30);
-    return TRACE_RETURN("%zu", write_value<Order::little>(f, val));
+    return TRACE_RETURN("%zu", writeValue<Order::little>(f, val));
 }
 
 size_t osdep_writeLEU16(FILE *f, uint16_t val)
 {
     TRACE_ENTER("f=%p, val=%u", static_cast<void *>(f), val);
     CHECK_STREAM(31);
-    return TRACE_RETURN("%zu", write_value<Order::little>(f, val));
+    return TRACE_RETURN("%zu", writeValue<Order::little>(f, val));
 }
 
 size_t osdep_writeLEU32(FILE *f, uint32_t val)
 {
     TRACE_ENTER("f=%p, val=%u", static_cast<void *>(f), val);
     CHECK_STREAM(32);
-    return TRACE_RETURN("%zu", write_value<Order::little>(f, val));
+    return TRACE_RETURN("%zu", writeValue<Order::little>(f, val));
 }
 
 size_t osdep_writeLEU64(FILE *f, uint64_t val)
 {
     TRACE_ENTER("f=%p, val=%ju", static_cast<void *>(f), uintmax_t{val});
     CHECK_STREAM(33);
-    return TRACE_RETURN("%zu", write_value<Order::little>(f, val));
+    return TRACE_RETURN("%zu", writeValue<Order::little>(f, val));
 }
 
 size_t osdep_writeBEU16(FILE *f, uint16_t val)
 {
     TRACE_ENTER("f=%p, val=%u", static_cast<void *>(f), val);
     CHECK_STREAM(34);
-    return TRACE_RETURN("%zu", write_value<Order::big>(f, val));
+    return TRACE_RETURN("%zu", writeValue<Order::big>(f, val));
 }
 
 size_t osdep_writeBEU32(FILE *f, uint32_t val)
 {
     TRACE_ENTER("f=%p, val=%u", static_cast<void *>(f), val);
     CHECK_STREAM(35);
-    return TRACE_RETURN("%zu", write_value<Order::big>(f, val));
+    return TRACE_RETURN("%zu", writeValue<Order::big>(f, val));
 }
 
 size_t osdep_writeBEU64(FILE *f, uint64_t val)
 {
     TRACE_ENTER("f=%p, val=%ju", static_cast<void *>(f), uintmax_t{val});
     CHECK_STREAM(36);
-    return TRACE_RETURN("%zu", write_value<Order::big>(f, val));
+    return TRACE_RETURN("%zu", writeValue<Order::big>(f, val));
 }

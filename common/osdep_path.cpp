@@ -7,7 +7,7 @@
 #include "common/memory.h"
 #include "common/qzdebug.h"
 
-static char *copy_text(const char *text, size_t length)
+static char *copyText(const char *text, size_t length)
 {
     auto *copy = static_cast<char *>(xmalloc_must(uint64_t{length} + 1)); // comes zero-filled
     std::memcpy(copy, text, length);
@@ -54,7 +54,7 @@ struct NormalPath {
     size_t length;
 };
 
-static bool is_text(const char *text, size_t length, const char *expected)
+static bool isText(const char *text, size_t length, const char *expected)
 {
     return length == std::strlen(expected) && std::memcmp(text, expected, length) == 0;
 }
@@ -80,22 +80,22 @@ static void climb(NormalPath *path)
         --start;
     const char *last = path->text + start;
     const size_t last_length = path->length - 1 - start;
-    if (is_text(last, last_length, "..")) {
+    if (isText(last, last_length, "..")) {
         append(path, "../", 3);
         return;
     }
-    const bool here = start == 0 && is_text(last, last_length, ".");
+    const bool here = start == 0 && isText(last, last_length, ".");
     path->length = start;
     if (here)
         append(path, "../", 3);
 }
 
-static void add_component(NormalPath *path, const char *component, size_t length, bool opens)
+static void addComponent(NormalPath *path, const char *component, size_t length, bool opens)
 {
     const bool closed = component[length] == '/';
-    if (!opens && closed && is_text(component, length, "."))
+    if (!opens && closed && isText(component, length, "."))
         return;
-    if (!opens && closed && is_text(component, length, "..")) {
+    if (!opens && closed && isText(component, length, "..")) {
         climb(path);
         return;
     }
@@ -104,7 +104,7 @@ static void add_component(NormalPath *path, const char *component, size_t length
         append(path, "/", 1);
 }
 
-static void drop_last_slash(NormalPath *path)
+static void dropLastSlash(NormalPath *path)
 {
     const size_t length = path->length;
     if (length >= 3 && path->text[length - 1] == '/' && path->text[length - 2] != ':')
@@ -122,14 +122,14 @@ static char *normalise(const char *source)
     bool opens = *source != '/';
     for (const char *at = source + std::strspn(source, "/"); *at != '\0';) {
         const size_t length = std::strcspn(at, "/");
-        add_component(&path, at, length, opens);
+        addComponent(&path, at, length, opens);
         opens = false;
         at += length;
         at += std::strspn(at, "/");
     }
     if (path.length == 0 && source_length != 0)
         append(&path, ".", 1); // "a/../": naming nothing would name another place
-    drop_last_slash(&path);
+    dropLastSlash(&path);
     path.text[path.length] = '\0';
     return path.text;
 }
@@ -140,7 +140,7 @@ char *osdep_normalisePath(const char *path)
     return TRACE_RETURN("\"%s\"", path == nullptr ? nullptr : normalise(path));
 }
 
-static char *absolute_path(const char *path)
+static char *absolutePath(const char *path)
 {
     if (path == nullptr)
         return nullptr;
@@ -157,7 +157,7 @@ static char *absolute_path(const char *path)
 char *osdep_absolutePath(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
-    return TRACE_RETURN("\"%s\"", absolute_path(path));
+    return TRACE_RETURN("\"%s\"", absolutePath(path));
 }
 
 // The part of `path` that lies below `dir`; null when it lies elsewhere.
@@ -173,15 +173,15 @@ static const char *below(const char *path, const char *dir)
     return path[length] == '/' ? path + length + 1 : nullptr;
 }
 
-static char *relative_path(const char *path)
+static char *relativePath(const char *path)
 {
-    char *absolute = absolute_path(path);
+    char *absolute = absolutePath(path);
     char *cwd = absolute == nullptr ? nullptr : osdep_cwd();
     const char *rest = cwd == nullptr ? nullptr : below(absolute, cwd);
     std::free(cwd);
     if (rest == nullptr)
         return absolute;
-    char *result = *rest == '\0' ? copy_text(".", 1) : copy_text(rest, std::strlen(rest));
+    char *result = *rest == '\0' ? copyText(".", 1) : copyText(rest, std::strlen(rest));
     std::free(absolute);
     return result;
 }
@@ -189,7 +189,7 @@ static char *relative_path(const char *path)
 char *osdep_relativePath(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
-    return TRACE_RETURN("\"%s\"", relative_path(path));
+    return TRACE_RETURN("\"%s\"", relativePath(path));
 }
 
 int osdep_isAbsolute(const char *path)
@@ -200,7 +200,7 @@ int osdep_isAbsolute(const char *path)
 
 // ---- Parts of a name --------------------------------------------------------------------------
 
-static const char *base_name(const char *path)
+static const char *baseName(const char *path)
 {
     const char *slash = path == nullptr ? nullptr : std::strrchr(path, '/');
     return slash == nullptr ? path : slash + 1;
@@ -209,24 +209,24 @@ static const char *base_name(const char *path)
 const char *osdep_baseName(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
-    return TRACE_RETURN("\"%s\"", base_name(path));
+    return TRACE_RETURN("\"%s\"", baseName(path));
 }
 
 char *osdep_baseNameCopy(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
-    const char *base = base_name(path);
-    char *copy = base == nullptr ? nullptr : copy_text(base, std::strlen(base));
+    const char *base = baseName(path);
+    char *copy = base == nullptr ? nullptr : copyText(base, std::strlen(base));
     return TRACE_RETURN("\"%s\"", copy);
 }
 
 // The base name up to its last dot, and `kept` characters of that.
 static char *stem(const char *path, size_t kept)
 {
-    const char *base = base_name(path);
+    const char *base = baseName(path);
     const char *dot = std::strrchr(base, '.');
-    return copy_text(base,
-                     dot == nullptr ? std::strlen(base) : static_cast<size_t>(dot - base) + kept);
+    return copyText(base,
+                    dot == nullptr ? std::strlen(base) : static_cast<size_t>(dot - base) + kept);
 }
 
 char *osdep_stem(const char *path)
@@ -254,6 +254,6 @@ char *osdep_dirName(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
     const char *slash = path == nullptr ? nullptr : std::strrchr(path, '/');
-    char *dir = slash == nullptr ? nullptr : copy_text(path, static_cast<size_t>(slash - path));
+    char *dir = slash == nullptr ? nullptr : copyText(path, static_cast<size_t>(slash - path));
     return TRACE_RETURN("\"%s\"", dir);
 }

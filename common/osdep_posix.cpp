@@ -18,7 +18,7 @@
 #include "common/osdep_posix.h"
 #include "common/qzdebug.h"
 
-static char *copy_text(const char *text)
+static char *copyText(const char *text)
 {
     const size_t size = std::strlen(text) + 1;
     return static_cast<char *>(std::memcpy(xmalloc_must(size), text, size));
@@ -35,7 +35,7 @@ struct HostInfo {
 
 static HostInfo s_host;
 
-static void inquire_host()
+static void inquireHost()
 {
     if (s_host.known)
         return;
@@ -46,7 +46,7 @@ static void inquire_host()
 const char *osdep_osInfo()
 {
     TRACE_ENTER();
-    inquire_host();
+    inquireHost();
     if (s_host.text[0] == '\0' && s_host.error != 0)
         std::snprintf(s_host.text, sizeof s_host.text, "??Error: %s", std::strerror(s_host.error));
     else if (s_host.text[0] == '\0')
@@ -58,7 +58,7 @@ const char *osdep_osInfo()
 uint32_t osdep_osFlags()
 {
     TRACE_ENTER();
-    inquire_host();
+    inquireHost();
     const uint32_t unknown = s_host.error != 0 ? OSFLAG_UNKNOWN : 0U;
     return TRACE_RETURN("0x%x", OSFLAG_POSIX | unknown);
 }
@@ -73,7 +73,7 @@ size_t osdep_maxCommandLine()
     return TRACE_RETURN("%zu", limit);
 }
 
-static int at_least_one(long number)
+static int atLeastOne(long number)
 {
     if (number < 1)
         return 1;
@@ -87,7 +87,7 @@ int osdep_numCores(int useBuildServerHint)
     long cores = hint == nullptr ? 0 : std::strtol(hint, nullptr, 10);
     if (cores == 0)
         cores = sysconf(_SC_NPROCESSORS_ONLN);
-    return TRACE_RETURN("%d", at_least_one(cores));
+    return TRACE_RETURN("%d", atLeastOne(cores));
 }
 
 char *osdep_hostName()
@@ -95,31 +95,31 @@ char *osdep_hostName()
     TRACE_ENTER();
     char name[256] = "";
     if (gethostname(name, sizeof name - 1) != 0 || name[0] == '\0')
-        return TRACE_RETURN("\"%s\"", copy_text("localhost"));
-    return TRACE_RETURN("\"%s\"", copy_text(name));
+        return TRACE_RETURN("\"%s\"", copyText("localhost"));
+    return TRACE_RETURN("\"%s\"", copyText(name));
 }
 
-static char *read_link(const char *link)
+static char *readLink(const char *link)
 {
     char path[4097];
     const ssize_t length = readlink(link, path, sizeof path);
     if (length <= 0 || static_cast<size_t>(length) >= sizeof path) // a full buffer: cut short
         return nullptr;
     path[length] = '\0';
-    return copy_text(path);
+    return copyText(path);
 }
 
 char *osdep_exePath()
 {
     TRACE_ENTER();
-    return TRACE_RETURN("\"%s\"", read_link("/proc/self/exe"));
+    return TRACE_RETURN("\"%s\"", readLink("/proc/self/exe"));
 }
 
 char *osdep_cwd()
 {
     TRACE_ENTER();
     char path[20480];
-    return TRACE_RETURN("\"%s\"", getcwd(path, sizeof path) == nullptr ? nullptr : copy_text(path));
+    return TRACE_RETURN("\"%s\"", getcwd(path, sizeof path) == nullptr ? nullptr : copyText(path));
 }
 
 int osdep_setenv(const char *name, const char *value)
@@ -147,7 +147,7 @@ int osdep_inputIsTerminal()
 }
 
 // What the stream has read ahead belongs to the old input.
-static void discard_input()
+static void discardInput()
 {
 #ifdef __GLIBC__
     __fpurge(stdin);
@@ -157,7 +157,7 @@ static void discard_input()
     std::clearerr(stdin);
 }
 
-static bool is_open_directory(int descriptor)
+static bool isOpenDirectory(int descriptor)
 {
     struct stat info;
     return fstat(descriptor, &info) != 0 || S_ISDIR(info.st_mode);
@@ -171,11 +171,11 @@ int osdep_reopenInput(const char *path)
     if (opened < 0)
         return TRACE_RETURN("%d", 0);
     int result = 0;
-    if (!is_open_directory(opened))
+    if (!isOpenDirectory(opened))
         result = opened == STDIN_FILENO ? fcntl(opened, F_SETFD, 0) == 0
                                         : dup2(opened, STDIN_FILENO) >= 0;
     if (result != 0)
-        discard_input();
+        discardInput();
     if (result == 0 || opened != STDIN_FILENO)
         close(opened);
     return TRACE_RETURN("%d", result);
@@ -190,7 +190,7 @@ int osdep_fileExists(const char *path)
     return TRACE_RETURN("%d", path != nullptr && stat(path, &info) == 0);
 }
 
-static bool is_directory(const char *path)
+static bool isDirectory(const char *path)
 {
     struct stat info;
     return stat(path, &info) == 0 && S_ISDIR(info.st_mode);
@@ -199,7 +199,7 @@ static bool is_directory(const char *path)
 int osdep_isDirectory(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
-    return TRACE_RETURN("%d", path != nullptr && is_directory(path));
+    return TRACE_RETURN("%d", path != nullptr && isDirectory(path));
 }
 
 int osdep_isRegularFile(const char *path)
@@ -232,19 +232,19 @@ int osdep_sameFile(const char *a, const char *b)
 }
 
 // Somebody else may create the same directory at the same moment, which is as good.
-static bool make_directory(const char *path)
+static bool makeDirectory(const char *path)
 {
-    return mkdir(path, 0777) == 0 || (errno == EEXIST && is_directory(path));
+    return mkdir(path, 0777) == 0 || (errno == EEXIST && isDirectory(path));
 }
 
 // Creates what is missing in front of the last component. `path` is changed on the way and
 // restored.
-static bool make_parents(char *path)
+static bool makeParents(char *path)
 {
     for (char *slash = std::strchr(path + 1, '/'); slash != nullptr;
          slash = std::strchr(slash + 1, '/')) {
         *slash = '\0';
-        const bool made = is_directory(path) || make_directory(path);
+        const bool made = isDirectory(path) || makeDirectory(path);
         *slash = '/';
         if (!made)
             return false;
@@ -262,10 +262,10 @@ int osdep_mkdirs(const char *path)
         return TRACE_RETURN("%d", S_ISDIR(info.st_mode) ? 0 : 1);
     if (std::strlen(path) >= PATH_MAX)
         return TRACE_RETURN("%d", 1); // no use in creating the part that fits
-    char *copy = copy_text(path);
+    char *copy = copyText(path);
     int result = 1;
-    if (make_parents(copy))
-        result = make_directory(copy) ? 0 : -1;
+    if (makeParents(copy))
+        result = makeDirectory(copy) ? 0 : -1;
     std::free(copy);
     return TRACE_RETURN("%d", result);
 }

@@ -61,7 +61,7 @@ static constexpr int HANDLED_SIGNALS[] = {SIGHUP,  SIGQUIT, SIGKILL, SIGTSTP, SI
 static constexpr int WRITING_SIGNALS[] = {SIGPIPE, SIGXFSZ};
 static bool s_writingSignalIgnored[std::size(WRITING_SIGNALS)]; // by us
 
-static void put_back(FILE *stream, int descriptor, int *saved)
+static void putBack(FILE *stream, int descriptor, int *saved)
 {
     std::fflush(stream);
     redirect(*saved, descriptor);
@@ -70,7 +70,7 @@ static void put_back(FILE *stream, int descriptor, int *saved)
 }
 
 // Past the stream, which may have no buffer yet and would ask the heap for one.
-static void write_text(int descriptor, const char *text)
+static void writeText(int descriptor, const char *text)
 {
     for (size_t left = std::strlen(text); left > 0;) {
         const ssize_t written = write(descriptor, text, left);
@@ -84,24 +84,24 @@ static void write_text(int descriptor, const char *text)
 // The temporary objects go first: flushing may find a stream in the middle of a change, or wait for
 // a reader that has stopped. Nothing here may touch the heap, which the signal may have
 // interrupted.
-static void on_signal(int number)
+static void onSignal(int number)
 {
     if (getpid() != s_crashOwner)
         _exit(number); // a child that has not become its program yet
     osdep_removeTempFilesOnSignal();
     if (s_crashOutput.out >= 0) {
-        put_back(stdout, STDOUT_FILENO, &s_crashOutput.out);
-        write_text(STDOUT_FILENO, "\n");
+        putBack(stdout, STDOUT_FILENO, &s_crashOutput.out);
+        writeText(STDOUT_FILENO, "\n");
     }
     if (s_crashOutput.err >= 0)
-        put_back(stderr, STDERR_FILENO, &s_crashOutput.err);
+        putBack(stderr, STDERR_FILENO, &s_crashOutput.err);
     switch (number) {
     case SIGABRT:
     case SIGFPE:
     case SIGSEGV:
-        write_text(STDERR_FILENO,
-                   "\n\nAn unexpected problem has been encountered and the program must quit; "
-                   "contact Vantrix support with details\n\n");
+        writeText(STDERR_FILENO,
+                  "\n\nAn unexpected problem has been encountered and the program must quit; "
+                  "contact Vantrix support with details\n\n");
         std::exit(number);
     case SIGHUP:
     case SIGINT:
@@ -116,10 +116,10 @@ static void on_signal(int number)
 }
 
 // All are held back while one is handled: a second one must not enter the removal again.
-static void install_handlers()
+static void installHandlers()
 {
     struct sigaction action = {};
-    action.sa_handler = on_signal;
+    action.sa_handler = onSignal;
     action.sa_flags = SA_RESTART;
     sigemptyset(&action.sa_mask);
     for (int number : HANDLED_SIGNALS)
@@ -128,29 +128,29 @@ static void install_handlers()
         sigaction(number, &action, nullptr); // for SIGKILL it fails
 }
 
-static void ignore_writing_signals()
+static void ignoreWritingSignals()
 {
     for (size_t i = 0; i < std::size(WRITING_SIGNALS); ++i)
         if (std::signal(WRITING_SIGNALS[i], SIG_IGN) == SIG_DFL)
             s_writingSignalIgnored[i] = true;
 }
 
-static void restore_writing_signals()
+static void restoreWritingSignals()
 {
     for (size_t i = 0; i < std::size(WRITING_SIGNALS); ++i)
         if (s_writingSignalIgnored[i])
             std::signal(WRITING_SIGNALS[i], SIG_DFL);
 }
 
-static void reinstall_handlers()
+static void reinstallHandlers()
 {
     if (s_crashHandlers)
-        install_handlers();
+        installHandlers();
 }
 
 // A closed standard descriptor would be given to the next file that is opened, and what is meant
 // for the terminal would be written into that file. The stand-ins fail as the closed ones did.
-static void fill_standard_descriptors()
+static void fillStandardDescriptors()
 {
     for (int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
         if (fcntl(descriptor, F_GETFD) < 0)
@@ -161,14 +161,14 @@ void osdep_installCrashHandlers()
 {
     TRACE_ENTER();
     if (!s_crashHandlers)
-        fill_standard_descriptors();
+        fillStandardDescriptors();
     if (s_crashOutput.out < 0)
         s_crashOutput.out = duplicate(STDOUT_FILENO);
     if (s_crashOutput.err < 0)
         s_crashOutput.err = duplicate(STDERR_FILENO);
     s_crashOwner = getpid();
-    install_handlers();
-    ignore_writing_signals();
+    installHandlers();
+    ignoreWritingSignals();
     s_crashHandlers = true;
     TRACE_LEAVE();
 }
@@ -177,26 +177,26 @@ void osdep_installCrashHandlers()
 
 // Returns the child's process number; -1 when it could not be forked; and in the child itself 0
 // when it could not become the program.
-static pid_t start_child(const char *program, char *const *argv)
+static pid_t startChild(const char *program, char *const *argv)
 {
     // A parent that ignores its children's ends hands that on to us, and the status would be lost.
     std::signal(SIGCHLD, SIG_DFL);
     const pid_t child = fork();
     if (child == 0) {
-        restore_writing_signals();
+        restoreWritingSignals();
         execve(program, argv, environ);
     }
     return child;
 }
 
-static void report_signal(const char *program, int status)
+static void reportSignal(const char *program, int status)
 {
     std::fprintf(stderr, "%s: signal %d %s\n", program, WTERMSIG(status),
                  WCOREDUMP(status) ? "- Core dumped" : "");
 }
 
 // Waits for the child. Its exit status, or -1 when it ended in any other way.
-static int finish_child(const char *program, pid_t child)
+static int finishChild(const char *program, pid_t child)
 {
     int status = 0;
     pid_t ended = 0;
@@ -206,28 +206,28 @@ static int finish_child(const char *program, pid_t child)
     if (ended == child && WIFEXITED(status))
         return WEXITSTATUS(status);
     if (ended == child && WIFSIGNALED(status))
-        report_signal(program, status);
+        reportSignal(program, status);
     return -1;
 }
 
 int osdep_spawn(const char *program, char *const *argv)
 {
     TRACE_ENTER("program=\"%s\"", program);
-    const pid_t child = start_child(program, argv);
+    const pid_t child = startChild(program, argv);
     if (child == 0) {
         // The trace is the parent's: this copy on its way out must not write into it.
         gDebugFlags = 0;
         gDebugOut = nullptr;
         return -1;
     }
-    const int result = child < 0 ? -1 : finish_child(program, child);
-    reinstall_handlers();
+    const int result = child < 0 ? -1 : finishChild(program, child);
+    reinstallHandlers();
     return TRACE_RETURN("%d", result);
 }
 
 // ---- Capturing --------------------------------------------------------------------------------
 
-static void close_duplicates()
+static void closeDuplicates()
 {
     for (int *saved : {&s_captureOutput.out, &s_captureOutput.err}) {
         if (*saved >= 0)
@@ -237,7 +237,7 @@ static void close_duplicates()
 }
 
 // After a failed capture the duplicates of that one are still the ones to go back to.
-static bool save_output()
+static bool saveOutput()
 {
     if (s_captureOutput.out >= 0)
         return true;
@@ -245,11 +245,11 @@ static bool save_output()
     s_captureOutput.err = duplicate(STDERR_FILENO);
     if (s_captureOutput.out >= 0 && s_captureOutput.err >= 0)
         return true;
-    close_duplicates();
+    closeDuplicates();
     return false;
 }
 
-static bool redirect_output(int descriptor)
+static bool redirectOutput(int descriptor)
 {
     std::fflush(stdout);
     if (!redirect(descriptor, STDOUT_FILENO))
@@ -266,12 +266,12 @@ void osdep_restoreOutput()
         redirect(s_captureOutput.out, STDOUT_FILENO);
         std::fflush(stderr);
         redirect(s_captureOutput.err, STDERR_FILENO);
-        close_duplicates();
+        closeDuplicates();
     }
     TRACE_LEAVE();
 }
 
-static FILE *open_capture(const char *name, int status)
+static FILE *openCapture(const char *name, int status)
 {
     FILE *fp = std::fopen(name, "re");
     if (fp == nullptr)
@@ -285,31 +285,31 @@ static FILE *open_capture(const char *name, int status)
 }
 
 // Runs the command with 1 and 2 on the capture file; its exit status or -1.
-static int run_captured(char *const *argv)
+static int runCaptured(char *const *argv)
 {
     errno = 0;
-    const pid_t child = start_child(argv[0], argv);
+    const pid_t child = startChild(argv[0], argv);
     if (child == 0)
         _exit(EXEC_FAILED);
-    const int status = child < 0 ? -1 : finish_child(argv[0], child);
-    reinstall_handlers();
+    const int status = child < 0 ? -1 : finishChild(argv[0], child);
+    reinstallHandlers();
     return status;
 }
 
 static FILE *capture(char *const *argv)
 {
-    if (!save_output())
+    if (!saveOutput())
         return nullptr;
     int descriptor = -1;
     char *name = osdep_createTempFile(nullptr, &descriptor);
-    const bool redirected = name != nullptr && redirect_output(descriptor);
-    const int status = redirected ? run_captured(argv) : -1;
+    const bool redirected = name != nullptr && redirectOutput(descriptor);
+    const int status = redirected ? runCaptured(argv) : -1;
     if (descriptor >= 0)
         close(descriptor);
     // A command that did not end by itself leaves the output where it is: see the header.
     if (status >= 0 || !redirected)
         osdep_restoreOutput();
-    FILE *stream = status >= 0 ? open_capture(name, status) : nullptr;
+    FILE *stream = status >= 0 ? openCapture(name, status) : nullptr;
     std::free(name);
     return stream;
 }

@@ -59,13 +59,13 @@ struct TreeRemoval {
 
 using EntryVisitor = bool (*)(TreeRemoval *removal, int directory, const char *name);
 
-static bool is_self_or_parent(const char *name)
+static bool isSelfOrParent(const char *name)
 {
     return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
 }
 
 // Removes whatever is no directory, or is an empty one.
-static bool remove_simple(int directory, const char *name)
+static bool removeSimple(int directory, const char *name)
 {
     if (unlinkat(directory, name, 0) == 0)
         return true;
@@ -74,7 +74,7 @@ static bool remove_simple(int directory, const char *name)
     return unlinkat(directory, name, AT_REMOVEDIR) == 0;
 }
 
-static void number_name(char *name, unsigned long number)
+static void numberName(char *name, unsigned long number)
 {
     *name++ = 'q';
     *name++ = 'z';
@@ -83,11 +83,11 @@ static void number_name(char *name, unsigned long number)
     *name = '\0';
 }
 
-static bool move_up(TreeRemoval *removal, int directory, const char *name)
+static bool moveUp(TreeRemoval *removal, int directory, const char *name)
 {
     char moved[32];
     do {
-        number_name(moved, ++removal->renamed);
+        numberName(moved, ++removal->renamed);
         if (renameat(directory, name, removal->root, moved) == 0)
             return true;
     } while (errno == ENOTEMPTY || errno == EEXIST || errno == ENOTDIR); // that name is in use
@@ -95,7 +95,7 @@ static bool move_up(TreeRemoval *removal, int directory, const char *name)
 }
 
 // Visits the entries of a directory in one pass; their number, or -1 when a visit failed.
-static long visit_entries(TreeRemoval *removal, int directory, EntryVisitor visit)
+static long visitEntries(TreeRemoval *removal, int directory, EntryVisitor visit)
 {
     alignas(dirent64) char buffer[4096];
     long visited = 0;
@@ -106,7 +106,7 @@ static long visit_entries(TreeRemoval *removal, int directory, EntryVisitor visi
         for (ssize_t at = 0; at < filled;) {
             const auto *entry = reinterpret_cast<const dirent64 *>(buffer + at);
             at += entry->d_reclen;
-            if (is_self_or_parent(entry->d_name))
+            if (isSelfOrParent(entry->d_name))
                 continue;
             if (!visit(removal, directory, entry->d_name))
                 return -1;
@@ -117,43 +117,43 @@ static long visit_entries(TreeRemoval *removal, int directory, EntryVisitor visi
 
 // Each visit takes its entry away, and a pass may miss some while that happens: it is repeated
 // until it finds nothing.
-static bool empty_directory(TreeRemoval *removal, int directory, EntryVisitor visit)
+static bool emptyDirectory(TreeRemoval *removal, int directory, EntryVisitor visit)
 {
     long visited = 0;
     do {
-        visited = visit_entries(removal, directory, visit);
+        visited = visitEntries(removal, directory, visit);
     } while (visited > 0 && lseek(directory, 0, SEEK_SET) == 0);
     return visited == 0;
 }
 
-static bool clear_nested_entry(TreeRemoval *removal, int directory, const char *name)
+static bool clearNestedEntry(TreeRemoval *removal, int directory, const char *name)
 {
-    if (remove_simple(directory, name))
+    if (removeSimple(directory, name))
         return true;
-    return (errno == ENOTEMPTY || errno == EEXIST) && move_up(removal, directory, name);
+    return (errno == ENOTEMPTY || errno == EEXIST) && moveUp(removal, directory, name);
 }
 
-static bool clear_root_entry(TreeRemoval *removal, int root, const char *name)
+static bool clearRootEntry(TreeRemoval *removal, int root, const char *name)
 {
-    if (remove_simple(root, name))
+    if (removeSimple(root, name))
         return true;
     if (errno != ENOTEMPTY && errno != EEXIST)
         return false;
     const int nested = openat(root, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (nested < 0)
         return false;
-    const bool emptied = empty_directory(removal, nested, clear_nested_entry);
+    const bool emptied = emptyDirectory(removal, nested, clearNestedEntry);
     close(nested);
     return emptied && unlinkat(root, name, AT_REMOVEDIR) == 0;
 }
 
-static int remove_tree(const char *path)
+static int removeTree(const char *path)
 {
     const int root = open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (root < 0)
         return -1;
     TreeRemoval removal = {root, 0};
-    const bool emptied = empty_directory(&removal, root, clear_root_entry);
+    const bool emptied = emptyDirectory(&removal, root, clearRootEntry);
     close(root);
     return emptied ? rmdir(path) : -1;
 }
@@ -161,12 +161,12 @@ static int remove_tree(const char *path)
 int osdep_removeTree(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
-    return TRACE_RETURN("%d", path == nullptr ? -1 : remove_tree(path));
+    return TRACE_RETURN("%d", path == nullptr ? -1 : removeTree(path));
 }
 
 // ---- The registry -----------------------------------------------------------------------------
 
-static void drop_list(Vector **list)
+static void dropList(Vector **list)
 {
     for (uint32_t i = 0; i < vec_size(*list); ++i)
         std::free(vec_elementAt(*list, i));
@@ -174,17 +174,17 @@ static void drop_list(Vector **list)
     *list = nullptr;
 }
 
-static void drop_registry()
+static void dropRegistry()
 {
-    drop_list(&s_registry.files);
-    drop_list(&s_registry.directories);
+    dropList(&s_registry.files);
+    dropList(&s_registry.directories);
     s_registry.owner = 0;
 }
 
-static bool start_registry()
+static bool startRegistry()
 {
     if (s_registry.owner != getpid()) {
-        drop_registry(); // a forked child inherits names that are not its own
+        dropRegistry(); // a forked child inherits names that are not its own
         s_registry.files = vec_new(MODULE, __LINE__);
         s_registry.directories = vec_new(MODULE, __LINE__);
         s_registry.owner = getpid();
@@ -195,12 +195,12 @@ static bool start_registry()
 }
 
 // Leaves the lists as they are: they may be walked in the middle of anything.
-static void remove_objects()
+static void removeObjects()
 {
     for (uint32_t i = 0; i < vec_size(s_registry.files); ++i)
         std::remove(static_cast<const char *>(vec_elementAt(s_registry.files, i)));
     for (uint32_t i = 0; i < vec_size(s_registry.directories); ++i)
-        remove_tree(static_cast<const char *>(vec_elementAt(s_registry.directories, i)));
+        removeTree(static_cast<const char *>(vec_elementAt(s_registry.directories, i)));
 }
 
 void osdep_keepTempFiles(int keep)
@@ -215,10 +215,10 @@ void osdep_removeTempFiles()
     TRACE_ENTER();
     if (s_registry.owner == getpid()) {
         if (!s_keep)
-            remove_objects();
+            removeObjects();
         sigset_t saved;
         osdep_holdSignals(&saved);
-        drop_registry();
+        dropRegistry();
         osdep_releaseSignals(&saved);
     }
     TRACE_LEAVE();
@@ -227,19 +227,19 @@ void osdep_removeTempFiles()
 void osdep_removeTempFilesOnSignal()
 {
     if (s_registry.owner == getpid() && !s_keep)
-        remove_objects();
+        removeObjects();
     s_registry.owner = 0; // the exit handler, which frees, is to find nothing of its own
 }
 
 // ---- Creating ---------------------------------------------------------------------------------
 
-static char *copy_name(const char *name)
+static char *copyName(const char *name)
 {
     const size_t size = std::strlen(name) + 1;
     return static_cast<char *>(std::memcpy(xmalloc_must(size), name, size));
 }
 
-static char *template_name(const char *suffix, size_t suffix_length)
+static char *templateName(const char *suffix, size_t suffix_length)
 {
     auto *name = static_cast<char *>(xmalloc_must(TEMPLATE_LENGTH + suffix_length + 1));
     std::memcpy(name, NAME_TEMPLATE, TEMPLATE_LENGTH);
@@ -247,16 +247,16 @@ static char *template_name(const char *suffix, size_t suffix_length)
     return name;
 }
 
-static char *create_file(const char *suffix, size_t suffix_length, int *descriptor)
+static char *createFile(const char *suffix, size_t suffix_length, int *descriptor)
 {
-    char *name = template_name(suffix, suffix_length);
+    char *name = templateName(suffix, suffix_length);
     *descriptor = mkostemps(name, static_cast<int>(suffix_length), O_CLOEXEC);
     if (*descriptor < 0) {
         std::free(name);
         return nullptr;
     }
     vec_add(s_registry.files, name);
-    return copy_name(name);
+    return copyName(name);
 }
 
 char *osdep_createTempFile(const char *suffix, int *descriptor)
@@ -271,8 +271,8 @@ char *osdep_createTempFile(const char *suffix, int *descriptor)
         // A signal between the creation and the registration would leave the file behind.
         sigset_t saved;
         osdep_holdSignals(&saved);
-        if (start_registry())
-            name = create_file(suffix, suffix_length, &created);
+        if (startRegistry())
+            name = createFile(suffix, suffix_length, &created);
         osdep_releaseSignals(&saved);
     }
     if (descriptor != nullptr)
@@ -294,15 +294,15 @@ char *osdep_tempFile()
     return TRACE_RETURN("\"%s\"", osdep_createTempFile(nullptr, nullptr));
 }
 
-static char *create_directory()
+static char *createDirectory()
 {
-    char *name = template_name("", 0);
+    char *name = templateName("", 0);
     if (mkdtemp(name) == nullptr) {
         std::free(name);
         return nullptr;
     }
     vec_add(s_registry.directories, name);
-    return copy_name(name);
+    return copyName(name);
 }
 
 char *osdep_tempDir()
@@ -310,7 +310,7 @@ char *osdep_tempDir()
     TRACE_ENTER();
     sigset_t saved;
     osdep_holdSignals(&saved);
-    char *name = start_registry() ? create_directory() : nullptr;
+    char *name = startRegistry() ? createDirectory() : nullptr;
     osdep_releaseSignals(&saved);
     return TRACE_RETURN("\"%s\"", name);
 }

@@ -36,7 +36,7 @@ static bool gComplaining = false;
 // ---- Writing ----------------------------------------------------------------------------------
 
 // The terminal to echo to, or null. A terminal that cannot be opened is not tried again.
-static FILE *echo_stream()
+static FILE *echoStream()
 {
     static bool tried = false;
     if (gDebugEcho == 0)
@@ -49,9 +49,9 @@ static FILE *echo_stream()
 }
 
 // Returns the number of characters, or a negative number when writing failed.
-[[gnu::format(printf, 1, 0)]] static int put_values(const char *format, va_list values)
+[[gnu::format(printf, 1, 0)]] static int putValues(const char *format, va_list values)
 {
-    FILE *tty = echo_stream();
+    FILE *tty = echoStream();
     if (tty != nullptr) {
         va_list copy;
         va_copy(copy, values);
@@ -65,7 +65,7 @@ static FILE *echo_stream()
 {
     va_list values;
     va_start(values, format);
-    int length = put_values(format, values);
+    int length = putValues(format, values);
     va_end(values);
     return length;
 }
@@ -90,7 +90,7 @@ static int blanks(uint32_t count)
     return static_cast<int>(count < MOST_BLANKS ? count : MOST_BLANKS);
 }
 
-static void put_prefix(const char *src, uint32_t line)
+static void putPrefix(const char *src, uint32_t line)
 {
     const char *name = shown(src);
     const char *slash = strrchr(name, '/');
@@ -109,14 +109,14 @@ struct ComplaintState {
     int savedErrno;
 };
 
-static ComplaintState complaint_begin()
+static ComplaintState complaintBegin()
 {
     ComplaintState before = {gComplaining, gLevel, gIndent, errno};
     gComplaining = true;
     return before;
 }
 
-static void complaint_end(const ComplaintState &before)
+static void complaintEnd(const ComplaintState &before)
 {
     gComplaining = before.complaining;
     gLevel = before.level;
@@ -125,21 +125,21 @@ static void complaint_end(const ComplaintState &before)
 }
 
 // Messages are cut at 8191 characters in any case.
-[[gnu::format(printf, 1, 0)]] static void emit_warning(const char *format, va_list values)
+[[gnu::format(printf, 1, 0)]] static void emitWarning(const char *format, va_list values)
 {
     char text[8192];
-    ComplaintState before = complaint_begin();
+    ComplaintState before = complaintBegin();
     if (vsnprintf(text, sizeof text, format, values) < 0)
         text[0] = '\0';
     alert_print("QZDEBUG (warning): %s", text);
-    complaint_end(before);
+    complaintEnd(before);
 }
 
 void qzdebug_warning(const char *format, ...)
 {
     va_list values;
     va_start(values, format);
-    emit_warning(format != nullptr ? format : "(null)", values);
+    emitWarning(format != nullptr ? format : "(null)", values);
     va_end(values);
 }
 
@@ -151,27 +151,27 @@ void qzdebug_warning(const char *format, ...)
         return;
     va_list values;
     va_start(values, format);
-    emit_warning(format, values);
+    emitWarning(format, values);
     va_end(values);
 }
 
 // Raises the message that the assert mode asks for; `expression` is what does not hold.
-[[gnu::cold, gnu::noinline]] static void report_null(const char *expression, uint32_t line)
+[[gnu::cold, gnu::noinline]] static void reportNull(const char *expression, uint32_t line)
 {
     static const uint32_t numbers[] = {0, 1503, 1502, 1501};
     if (gDebugAssertMode == 0 || gDebugAssertMode >= sizeof numbers / sizeof numbers[0])
         return;
     if (gComplaining)
         return;
-    ComplaintState before = complaint_begin();
+    ComplaintState before = complaintBegin();
     alert_raiseNumber(numbers[gDebugAssertMode], expression, MODULE, line);
-    complaint_end(before);
+    complaintEnd(before);
 }
 
 static void check(bool holds, const char *expression, uint32_t line)
 {
     if (!holds) [[unlikely]]
-        report_null(expression, line);
+        reportNull(expression, line);
 }
 
 // ---- Indentation ------------------------------------------------------------------------------
@@ -243,15 +243,15 @@ uint32_t trace_width()
 
 // ---- Entries and exits ------------------------------------------------------------------------
 
-static void enter_begin(const char *src, uint32_t line, const char *function)
+static void enterBegin(const char *src, uint32_t line, const char *function)
 {
     check(src != nullptr, "src != NULL", 20);
     check(function != nullptr, "func != NULL", 21);
-    put_prefix(src, line);
+    putPrefix(src, line);
     put("ENTER %s(", shown(function));
 }
 
-static void enter_end(int savedErrno)
+static void enterEnd(int savedErrno)
 {
     put(")\n");
     trace_indentIn();
@@ -263,8 +263,8 @@ void trace_enter(const char *src, uint32_t line, const char *function)
     if (gDebugOut == nullptr)
         return;
     const int savedErrno = errno;
-    enter_begin(src, line, function);
-    enter_end(savedErrno);
+    enterBegin(src, line, function);
+    enterEnd(savedErrno);
 }
 
 void trace_enter(const char *src, uint32_t line, const char *function, const char *format, ...)
@@ -272,26 +272,26 @@ void trace_enter(const char *src, uint32_t line, const char *function, const cha
     if (gDebugOut == nullptr)
         return;
     const int savedErrno = errno;
-    enter_begin(src, line, function);
+    enterBegin(src, line, function);
     if (format != nullptr) {
         va_list values;
         va_start(values, format);
-        put_values(format, values);
+        putValues(format, values);
         va_end(values);
     }
-    enter_end(savedErrno);
+    enterEnd(savedErrno);
 }
 
-static void exit_begin(const char *src, uint32_t line, const char *function)
+static void exitBegin(const char *src, uint32_t line, const char *function)
 {
     check(src != nullptr, "src != NULL", 30);
     check(function != nullptr, "func != NULL", 31);
     trace_indentOut();
-    put_prefix(src, line);
+    putPrefix(src, line);
     put("EXIT %s()", shown(function));
 }
 
-static void exit_end(int savedErrno)
+static void exitEnd(int savedErrno)
 {
     put("\n");
     finish(savedErrno);
@@ -302,8 +302,8 @@ void trace_exit(const char *src, uint32_t line, const char *function)
     if (gDebugOut == nullptr)
         return;
     const int savedErrno = errno;
-    exit_begin(src, line, function);
-    exit_end(savedErrno);
+    exitBegin(src, line, function);
+    exitEnd(savedErrno);
 }
 
 void trace_exit(const char *src, uint32_t line, const char *function, const char *format, ...)
@@ -311,36 +311,36 @@ void trace_exit(const char *src, uint32_t line, const char *function, const char
     if (gDebugOut == nullptr)
         return;
     const int savedErrno = errno;
-    exit_begin(src, line, function);
+    exitBegin(src, line, function);
     if (format != nullptr) {
         va_list values;
         va_start(values, format);
         put(" -> ");
-        put_values(format, values);
+        putValues(format, values);
         va_end(values);
     }
-    exit_end(savedErrno);
+    exitEnd(savedErrno);
 }
 
 // ---- Lines ------------------------------------------------------------------------------------
 
-static void put_line(const char *src, uint32_t line, const char *text)
+static void putLine(const char *src, uint32_t line, const char *text)
 {
-    put_prefix(src, line);
+    putPrefix(src, line);
     put("%s\n", text);
 }
 
-[[gnu::format(printf, 3, 0)]] static void put_line_values(const char *src, uint32_t line,
-                                                          const char *format, va_list values)
+[[gnu::format(printf, 3, 0)]] static void putLineValues(const char *src, uint32_t line,
+                                                        const char *format, va_list values)
 {
-    put_prefix(src, line);
-    put_values(format, values);
+    putPrefix(src, line);
+    putValues(format, values);
     put("\n");
 }
 
 // The first line of a format is a format itself; what follows it is text.
-[[gnu::format(printf, 3, 0)]] static void put_lines_values(const char *src, uint32_t line,
-                                                           const char *format, va_list values)
+[[gnu::format(printf, 3, 0)]] static void putLinesValues(const char *src, uint32_t line,
+                                                         const char *format, va_list values)
 {
     Vector *lines = cache_split(format, "\n");
     if (vec_size(lines) == 0)
@@ -348,20 +348,20 @@ static void put_line(const char *src, uint32_t line, const char *text)
     for (uint32_t i = 0; i < vec_size(lines); i++) {
         const char *text = static_cast<const char *>(vec_elementAt(lines, i));
         if (i > 0) {
-            put_line(src, line, text);
+            putLine(src, line, text);
             continue;
         }
         // A piece of a format that the compiler has checked at the call.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
-        put_line_values(src, line, text, values);
+        putLineValues(src, line, text, values);
 #pragma GCC diagnostic pop
     }
     vec_destroy(lines);
 }
 
 // A single line, which nearly every trace is, needs no splitting.
-static bool is_single_line(const char *text)
+static bool isSingleLine(const char *text)
 {
     return text[0] != '\0' && strchr(text, '\n') == nullptr;
 }
@@ -375,10 +375,10 @@ void tracef(const char *src, uint32_t line, const char *format, ...)
     check(format != nullptr, "fmt != NULL", 41);
     va_list values;
     va_start(values, format);
-    if (format != nullptr && is_single_line(format))
-        put_line_values(src, line, format, values);
+    if (format != nullptr && isSingleLine(format))
+        putLineValues(src, line, format, values);
     else
-        put_lines_values(src, line, format != nullptr ? format : "\n", values);
+        putLinesValues(src, line, format != nullptr ? format : "\n", values);
     va_end(values);
     finish(savedErrno);
 }
@@ -394,7 +394,7 @@ void trace(const char *src, uint32_t line, const char *text)
     if (vec_size(lines) == 0)
         complain("trace (at %s:%d) contains no lines", shown(src), static_cast<int>(line));
     for (const char *single : vec_each<const char>(lines))
-        put_line(src, line, single);
+        putLine(src, line, single);
     vec_destroy(lines);
     finish(savedErrno);
 }
@@ -405,7 +405,7 @@ void trace_vprintf(const char *format, va_list values)
         return;
     const int savedErrno = errno;
     check(format != nullptr, "fmt != NULL", 60);
-    put_values(format != nullptr ? format : "(null)", values);
+    putValues(format != nullptr ? format : "(null)", values);
     put("\n");
     finish(savedErrno);
 }
@@ -431,7 +431,7 @@ void trace_puts(const char *text)
 // ---- Hex dump ---------------------------------------------------------------------------------
 
 // One row of `count` bytes; it is filled up to `columns` when characters follow.
-static void put_row(const unsigned char *bytes, uint32_t count, uint32_t columns, int show_chars)
+static void putRow(const unsigned char *bytes, uint32_t count, uint32_t columns, int show_chars)
 {
     for (uint32_t i = 0; i < count; i++)
         put(" %02X", static_cast<unsigned>(bytes[i]));
@@ -444,15 +444,15 @@ static void put_row(const unsigned char *bytes, uint32_t count, uint32_t columns
         put("%c", bytes[i] < 32 || bytes[i] > 126 ? '.' : static_cast<int>(bytes[i]));
 }
 
-static void put_rows(const unsigned char *bytes, uint32_t length, uint32_t per_row, int show_chars,
-                     const char *src, uint32_t line)
+static void putRows(const unsigned char *bytes, uint32_t length, uint32_t per_row, int show_chars,
+                    const char *src, uint32_t line)
 {
     for (uint32_t done = 0; done < length;) {
         uint32_t count = length - done < per_row ? length - done : per_row;
         put("\n");
-        put_prefix(src, line);
+        putPrefix(src, line);
         put("%p |", static_cast<const void *>(bytes + done));
-        put_row(bytes + done, count, per_row, show_chars);
+        putRow(bytes + done, count, per_row, show_chars);
         done += count;
     }
 }
@@ -467,15 +467,15 @@ void trace_hexdump(const char *name, const void *address, uint32_t length, uint3
     check(address != nullptr, "addr != NULL", 81);
     check(src != nullptr, "src != NULL", 82);
     const unsigned char *bytes = static_cast<const unsigned char *>(address);
-    put_prefix(src, line);
+    putPrefix(src, line);
     put("Hexdump: %s (%p)", shown(name), address);
     if (length == 0 || bytes == nullptr) {
         put(" zero bytes");
     } else if (per_row >= length || per_row == 0) {
         put(" |");
-        put_row(bytes, length, length, show_chars);
+        putRow(bytes, length, length, show_chars);
     } else {
-        put_rows(bytes, length, per_row, show_chars, src, line);
+        putRows(bytes, length, per_row, show_chars, src, line);
     }
     put("\n");
     finish(savedErrno);
@@ -491,7 +491,7 @@ void trace_alert(const char *message)
     check(message != nullptr, "msg != NULL", 90);
     if (gAlertLine != 0) {
         check(gAlertSrc != nullptr, "gAlertSrc != NULL", 91);
-        put_prefix(gAlertSrc, gAlertLine);
+        putPrefix(gAlertSrc, gAlertLine);
         put("%s", shown(message));
     } else {
         put("ALERT> %s", shown(message));

@@ -22,7 +22,7 @@ static const char *qzinstall_dir = nullptr;
 static bool orbSeen = false;
 
 // The directory above `path`, the caller's to free; null above a root and a lone name.
-static char *parent_directory(const char *path)
+static char *parentDirectory(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
     char *parent = strcmp(path, "/") == 0 ? nullptr : osdep_dirName(path);
@@ -34,10 +34,10 @@ static char *parent_directory(const char *path)
 }
 
 // Frees `path` and returns the directory above it, or null.
-static char *up_from(char *path)
+static char *upFrom(char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
-    char *parent = parent_directory(path);
+    char *parent = parentDirectory(path);
     if (parent == nullptr)
         TRACE("ERROR - path not deep enough?");
     free(path);
@@ -45,7 +45,7 @@ static char *up_from(char *path)
 }
 
 // The last name of `path`, a pointer into it; null when it has none.
-static const char *last_name(const char *path)
+static const char *lastName(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
     const char *name = osdep_baseName(path);
@@ -57,7 +57,7 @@ static const char *last_name(const char *path)
 }
 
 // The directory that the program runs from, the caller's to free, or null.
-static char *program_directory()
+static char *programDirectory()
 {
     TRACE_ENTER();
     char *program = osdep_exePath();
@@ -77,26 +77,26 @@ static char *program_directory()
 }
 
 // Takes a "bin" directory and returns the one above it, or null; `path` is freed.
-static char *leave_bin(char *path)
+static char *leaveBin(char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
-    const char *name = last_name(path);
+    const char *name = lastName(path);
     if (name == nullptr || strcmp(name, "bin") != 0) {
         if (name != nullptr)
             TRACE("ERROR - the application is not running from a 'bin' directory");
         free(path);
         return TRACE_RETURN("\"%s\"", static_cast<char *>(nullptr));
     }
-    return TRACE_RETURN("\"%s\"", up_from(path));
+    return TRACE_RETURN("\"%s\"", upFrom(path));
 }
 
 // Takes the directory above "bin" and returns the version directory, which is the same one or the
 // one above; null on failure. `path` is freed.
-static char *leave_tool_tree(char *path)
+static char *leaveToolTree(char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
     // A name with an extension is neither of the two, so the extension need not be taken off.
-    const char *name = last_name(path);
+    const char *name = lastName(path);
     if (name == nullptr) {
         free(path);
         return TRACE_RETURN("\"%s\"", static_cast<char *>(nullptr));
@@ -107,11 +107,11 @@ static char *leave_tool_tree(char *path)
         TRACE("Identified as running from the 'orb-as' directory: \"%s\"", path);
     else
         return TRACE_RETURN("\"%s\"", path);
-    return TRACE_RETURN("\"%s\"", up_from(path));
+    return TRACE_RETURN("\"%s\"", upFrom(path));
 }
 
 // 1 when `version` holds the directory "orb".
-static int holds_orb(const char *version)
+static int holdsOrb(const char *version)
 {
     TRACE_ENTER("version=\"%s\"", version);
     char *orb = osdep_pathJoin(version, kindNames[QZINSTDIR_ORB]);
@@ -125,12 +125,12 @@ static int holds_orb(const char *version)
 }
 
 // Stores both directories; takes `version` over. 0 when it has no parent, with nothing stored.
-static int store_directories(char *version)
+static int storeDirectories(char *version)
 {
     TRACE_ENTER("version=\"%s\"", version);
     qzinstall_ver = cache_adopt(version);
     TRACE("qzinstall_ver has been set to: \"%s\"", qzinstall_ver);
-    qzinstall_dir = cache_adopt(parent_directory(qzinstall_ver));
+    qzinstall_dir = cache_adopt(parentDirectory(qzinstall_ver));
     if (qzinstall_dir == nullptr) {
         qzinstall_ver = nullptr;
         return TRACE_RETURN("%d", 0);
@@ -140,21 +140,21 @@ static int store_directories(char *version)
 }
 
 // Works the two directories out from where the program runs. 1 on success.
-static int set_qzinstall_paths()
+static int setQzinstallPaths()
 {
     TRACE_ENTER();
-    char *path = program_directory();
+    char *path = programDirectory();
     if (path != nullptr)
-        path = leave_bin(path);
+        path = leaveBin(path);
     if (path != nullptr)
-        path = leave_tool_tree(path);
+        path = leaveToolTree(path);
     if (path == nullptr)
         return TRACE_RETURN("%d", 0);
-    if (!holds_orb(path)) {
+    if (!holdsOrb(path)) {
         free(path);
         return TRACE_RETURN("%d", 0);
     }
-    int stored = store_directories(path);
+    int stored = storeDirectories(path);
     orbSeen = stored != 0;
     return TRACE_RETURN("%d", stored);
 }
@@ -164,7 +164,7 @@ const char *qzinstdir(int kind)
     TRACE_ENTER("kind=%d", kind);
     ASSERT_TEXT_AT(10, kind >= QZINSTDIR_FIRST && kind < QZINSTDIR_LAST,
                    "(path >= QZINSTDIR_FIRST) && (path < QZINSTDIR_LAST)");
-    if ((qzinstall_ver == nullptr || qzinstall_dir == nullptr) && !set_qzinstall_paths())
+    if ((qzinstall_ver == nullptr || qzinstall_dir == nullptr) && !setQzinstallPaths())
         return TRACE_RETURN("\"%s\"", static_cast<const char *>(nullptr));
     if (kind == QZINSTDIR_INSTALL) {
         TRACE("Returning install directory: \"%s\"", qzinstall_dir);
@@ -194,7 +194,7 @@ int qzinstdir_set(const char *path)
         return TRACE_RETURN("%d", 1);
     }
     char *version = osdep_absolutePath(path);
-    char *parent = version != nullptr ? parent_directory(version) : nullptr;
+    char *parent = version != nullptr ? parentDirectory(version) : nullptr;
     if (!osdep_fileExists(parent)) {
         TRACE("Path doesn't exist: \"%s\"", parent);
         free(version);

@@ -35,7 +35,7 @@ static const char *overrides[KINDS];
 static const char *standardLibrary = nullptr;
 
 // The directory that all kinds without a root of their own lie under, or null.
-static const char *base_directory()
+static const char *baseDirectory()
 {
     TRACE_ENTER();
     const char *base = qzinstdir(QZINSTDIR_VERSION);
@@ -60,7 +60,7 @@ const char *reg_instdir(int kind)
     const RegistryRow *row = &rows[kind];
     const char *path = overrides[row->rootKind];
     if (path == nullptr)
-        path = base_directory();
+        path = baseDirectory();
     if (path != nullptr && row->subdirectory != nullptr)
         path = join(path, row->subdirectory);
     if (path != nullptr && row->holdsLibraries && standardLibrary != nullptr)

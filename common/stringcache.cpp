@@ -36,7 +36,7 @@ void cache_setLimit(uint32_t count)
     s_limit = count;
 }
 
-static char *heap_copy(const char *text, size_t length)
+static char *heapCopy(const char *text, size_t length)
 {
     char *copy = static_cast<char *>(xmalloc_must(uint64_t{length} + 1));
     std::memcpy(copy, text, length);
@@ -44,11 +44,11 @@ static char *heap_copy(const char *text, size_t length)
 }
 
 // A copy that lives to the end of the run. Packing spares an allocation a text.
-static char *packed_copy(const char *text, size_t length)
+static char *packedCopy(const char *text, size_t length)
 {
     const size_t need = length + 1;
     if (need > LARGEST_PACKED)
-        return heap_copy(text, length);
+        return heapCopy(text, length);
     if (need > s_blockLeft) {
         s_block = static_cast<char *>(xmalloc_must(TEXT_BLOCK));
         s_blockLeft = TEXT_BLOCK;
@@ -65,16 +65,16 @@ static char *packed_copy(const char *text, size_t length)
 static const char *intern(const char *text, size_t length, char *owned)
 {
     if (s_size == 0)
-        return owned != nullptr ? owned : heap_copy(text, length);
+        return owned != nullptr ? owned : heapCopy(text, length);
     if (s_table == nullptr)
         s_table = hash_new_func(s_size, hash_string, hash_stringCompare, MODULE, 85);
     const HashPlace place = hash_locate(s_table, text, hash_string(text));
     if (*place.link != nullptr)
         return static_cast<const char *>((*place.link)->value);
     if (s_limit != 0 && s_limit < s_cached)
-        return owned != nullptr ? owned : heap_copy(text, length);
+        return owned != nullptr ? owned : heapCopy(text, length);
     ++s_cached;
-    const char *kept = owned != nullptr ? owned : packed_copy(text, length);
+    const char *kept = owned != nullptr ? owned : packedCopy(text, length);
     hash_insertAt(s_table, place, kept, kept, MODULE, 98);
     return kept;
 }
@@ -96,7 +96,7 @@ const char *cache_adopt(char *text)
 
 // ---- The scratch buffer -----------------------------------------------------------------------
 
-static void replace_buffer(size_t wanted)
+static void replaceBuffer(size_t wanted)
 {
     const size_t size = wanted > SMALLEST_BUFFER ? wanted : SMALLEST_BUFFER;
     std::free(s_buffer);
@@ -109,12 +109,12 @@ static char *scratch(size_t length)
 {
     const size_t need = length + 1;
     if (need > s_bufferSize)
-        replace_buffer(need * 2);
+        replaceBuffer(need * 2);
     return s_buffer;
 }
 
 // Ends the text that fills the buffer up to `end` and interns it.
-static const char *intern_scratch(char *end)
+static const char *internScratch(char *end)
 {
     *end = '\0';
     return intern(s_buffer, static_cast<size_t>(end - s_buffer), nullptr);
@@ -130,7 +130,7 @@ const char *cache_substring(const char *text, size_t length)
 {
     if (const void *end = std::memchr(text, '\0', length); end != nullptr)
         length = static_cast<size_t>(static_cast<const char *>(end) - text);
-    return intern_scratch(put(scratch(length), text, length));
+    return internScratch(put(scratch(length), text, length));
 }
 
 const char *cache_concat(const char *a, const char *b)
@@ -142,12 +142,12 @@ const char *cache_concat(const char *a, const char *b)
     const size_t lengthA = std::strlen(a);
     const size_t lengthB = std::strlen(b);
     char *to = scratch(lengthA + lengthB);
-    return intern_scratch(put(put(to, a, lengthA), b, lengthB));
+    return internScratch(put(put(to, a, lengthA), b, lengthB));
 }
 
 // ---- Formatting -------------------------------------------------------------------------------
 
-[[noreturn, gnu::cold]] static void format_failed()
+[[noreturn, gnu::cold]] static void formatFailed()
 {
     std::fputs("vsnprintf failed in a mysterious way\n", stderr);
     std::abort();
@@ -157,17 +157,17 @@ const char *cache_vsprintf(const char *format, va_list values)
 {
     const size_t formatLength = std::strlen(format);
     if (formatLength * 10 > s_bufferSize || s_buffer == nullptr)
-        replace_buffer(formatLength * 20);
+        replaceBuffer(formatLength * 20);
     va_list again;
     va_copy(again, values);
     int length = std::vsnprintf(s_buffer, s_bufferSize, format, values);
     if (length >= 0 && static_cast<size_t>(length) >= s_bufferSize) {
-        replace_buffer((static_cast<size_t>(length) + 1) * 2);
+        replaceBuffer((static_cast<size_t>(length) + 1) * 2);
         length = std::vsnprintf(s_buffer, s_bufferSize, format, again);
     }
     va_end(again);
     if (length < 0 || static_cast<size_t>(length) >= s_bufferSize)
-        format_failed();
+        formatFailed();
     // Measured again: a "%c" may have written the text's end early.
     return intern(s_buffer, std::strlen(s_buffer), nullptr);
 }
@@ -193,7 +193,7 @@ const char *cache_expandTabs(const char *text)
         else
             *to++ = *c;
     }
-    return intern_scratch(to);
+    return internScratch(to);
 }
 
 const char *cache_vsprintfTabs(const char *format, va_list values)
@@ -217,7 +217,7 @@ struct CharacterSet {
     uint32_t bits[8];
 };
 
-static CharacterSet set_of(const char *characters)
+static CharacterSet setOf(const char *characters)
 {
     CharacterSet set = {};
     for (; *characters != '\0'; ++characters) {
@@ -227,24 +227,24 @@ static CharacterSet set_of(const char *characters)
     return set;
 }
 
-static bool is_in(const CharacterSet *set, char character)
+static bool isIn(const CharacterSet *set, char character)
 {
     const auto c = static_cast<uint8_t>(character);
     return (set->bits[c / 32] >> (c % 32) & 1) != 0;
 }
 
-static size_t count_in(const CharacterSet *set, const char *text)
+static size_t countIn(const CharacterSet *set, const char *text)
 {
     size_t count = 0;
     for (; *text != '\0'; ++text)
-        count += is_in(set, *text);
+        count += isIn(set, *text);
     return count;
 }
 
-static char *put_escaped(char *to, const char *text, const CharacterSet *set, char escape)
+static char *putEscaped(char *to, const char *text, const CharacterSet *set, char escape)
 {
     for (; *text != '\0'; ++text) {
-        if (is_in(set, *text))
+        if (isIn(set, *text))
             *to++ = escape;
         *to++ = *text;
     }
@@ -253,25 +253,25 @@ static char *put_escaped(char *to, const char *text, const CharacterSet *set, ch
 
 const char *cache_escape(const char *text, const char *set, char escape)
 {
-    const CharacterSet special = set_of(set);
-    const size_t found = count_in(&special, text);
+    const CharacterSet special = setOf(set);
+    const size_t found = countIn(&special, text);
     if (found == 0)
         return cache_string(text);
     const size_t cnt = std::strlen(text) + found;
     char *buf = scratch(cnt);
-    char *xp = put_escaped(buf, text, &special, escape != '\0' ? escape : '\\');
+    char *xp = putEscaped(buf, text, &special, escape != '\0' ? escape : '\\');
     ASSERT_TEXT_AT(577, xp == buf + cnt, "xp == buf+cnt");
-    return intern_scratch(xp);
+    return internScratch(xp);
 }
 
 const char *cache_quote(const char *text)
 {
-    const CharacterSet special = set_of("\"");
-    char *to = scratch(std::strlen(text) + count_in(&special, text) + 2);
+    const CharacterSet special = setOf("\"");
+    char *to = scratch(std::strlen(text) + countIn(&special, text) + 2);
     *to++ = '"';
-    to = put_escaped(to, text, &special, '\\');
+    to = putEscaped(to, text, &special, '\\');
     *to++ = '"';
-    return intern_scratch(to);
+    return internScratch(to);
 }
 
 // Interns `text` with every character from `first` to `last` moved by `offset`: the ASCII letters
@@ -283,7 +283,7 @@ static const char *fold(const char *text, char first, char last, int offset)
         const bool folds = *text >= first && *text <= last;
         *to++ = folds ? static_cast<char>(*text + offset) : *text;
     }
-    return intern_scratch(to);
+    return internScratch(to);
 }
 
 const char *cache_lower(const char *text)
@@ -300,13 +300,13 @@ const char *cache_upper(const char *text)
 
 Vector *cache_split(const char *text, const char *delimiters)
 {
-    const CharacterSet set = set_of(delimiters);
+    const CharacterSet set = setOf(delimiters);
     Vector *tokens = vec_new(MODULE, 610);
     for (;;) {
-        while (is_in(&set, *text))
+        while (isIn(&set, *text))
             ++text;
         const char *start = text;
-        while (*text != '\0' && !is_in(&set, *text))
+        while (*text != '\0' && !isIn(&set, *text))
             ++text;
         if (text == start)
             return tokens;
@@ -314,7 +314,7 @@ Vector *cache_split(const char *text, const char *delimiters)
     }
 }
 
-static size_t joined_length(Vector *texts, uint32_t first, size_t separatorLength)
+static size_t joinedLength(Vector *texts, uint32_t first, size_t separatorLength)
 {
     size_t length = 0;
     for (uint32_t i = first; i < vec_size(texts); ++i) {
@@ -327,37 +327,37 @@ static size_t joined_length(Vector *texts, uint32_t first, size_t separatorLengt
 const char *cache_join(Vector *texts, uint32_t first, const char *separator)
 {
     const size_t separatorLength = std::strlen(separator);
-    char *to = scratch(joined_length(texts, first, separatorLength));
+    char *to = scratch(joinedLength(texts, first, separatorLength));
     for (uint32_t i = first; i < vec_size(texts); ++i) {
         const char *text = static_cast<const char *>(vec_elementAt(texts, i));
         if (i != first)
             to = put(to, separator, separatorLength);
         to = put(to, text, std::strlen(text));
     }
-    return intern_scratch(to);
+    return internScratch(to);
 }
 
 // The length of `text` without the characters of `set` at its end.
-static size_t trimmed_length(const char *text, const CharacterSet *set)
+static size_t trimmedLength(const char *text, const CharacterSet *set)
 {
     size_t length = std::strlen(text);
-    while (length != 0 && is_in(set, text[length - 1]))
+    while (length != 0 && isIn(set, text[length - 1]))
         --length;
     return length;
 }
 
 const char *cache_trim(const char *text)
 {
-    const CharacterSet blanks = set_of(" \t");
-    while (is_in(&blanks, *text))
+    const CharacterSet blanks = setOf(" \t");
+    while (isIn(&blanks, *text))
         ++text;
-    return cache_substring(text, trimmed_length(text, &blanks));
+    return cache_substring(text, trimmedLength(text, &blanks));
 }
 
 const char *cache_trimLineEnd(const char *text)
 {
-    const CharacterSet lineEnds = set_of("\r\n");
-    return cache_substring(text, trimmed_length(text, &lineEnds));
+    const CharacterSet lineEnds = setOf("\r\n");
+    return cache_substring(text, trimmedLength(text, &lineEnds));
 }
 
 const char *cache_separators(const char *text, char separator)
@@ -365,30 +365,30 @@ const char *cache_separators(const char *text, char separator)
     char *to = scratch(std::strlen(text));
     for (; *text != '\0'; ++text)
         *to++ = *text == '/' || *text == '\\' ? separator : *text;
-    return intern_scratch(to);
+    return internScratch(to);
 }
 
 // ---- Suffixes and directories -----------------------------------------------------------------
 
 // Interns the first `length` bytes of `name`, a ".", and `suffix`.
-static const char *with_suffix(const char *name, size_t length, const char *suffix)
+static const char *withSuffix(const char *name, size_t length, const char *suffix)
 {
     const size_t suffixLength = std::strlen(suffix);
     char *to = put(scratch(length + 1 + suffixLength), name, length);
     *to++ = '.';
-    return intern_scratch(put(to, suffix, suffixLength));
+    return internScratch(put(to, suffix, suffixLength));
 }
 
 const char *cache_replaceSuffix(const char *name, const char *suffix)
 {
     const char *dot = std::strrchr(name, '.');
     const size_t length = dot != nullptr ? static_cast<size_t>(dot - name) : std::strlen(name);
-    return with_suffix(name, length, suffix);
+    return withSuffix(name, length, suffix);
 }
 
 const char *cache_addSuffix(const char *name, const char *suffix)
 {
-    return with_suffix(name, std::strlen(name), *suffix == '.' ? suffix + 1 : suffix);
+    return withSuffix(name, std::strlen(name), *suffix == '.' ? suffix + 1 : suffix);
 }
 
 const char *cache_stripSuffix(const char *name)

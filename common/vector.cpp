@@ -22,7 +22,7 @@ static bool is_alive(const Vector *p)
     return p->debug == nullptr || (p->debug->flags & VECTOR_ALIVE) != 0;
 }
 
-static void *as_slot(const void *element)
+static void *asSlot(const void *element)
 {
     return const_cast<void *>(element);
 }
@@ -62,7 +62,7 @@ Vector *vec_copy_func(const Vector *source, const char *file, uint32_t line)
     return copy;
 }
 
-static void pop_iterator(Vector *p)
+static void popIterator(Vector *p)
 {
     VectorIterator *top = p->iterators;
     p->iterators = top->next;
@@ -75,7 +75,7 @@ void vec_destroy(Vector *p)
         return;
     std::free(p->data);
     while (p->iterators != nullptr)
-        pop_iterator(p);
+        popIterator(p);
     if (p->debug != nullptr) {
         ASSERT_AT(252, is_alive(p));
         p->debug->flags &= ~uint32_t{VECTOR_ALIVE};
@@ -86,7 +86,7 @@ void vec_destroy(Vector *p)
 // ---- Growth -----------------------------------------------------------------------------------
 
 // The capacity that holds index `need`. Above 32 bits it is the allocation that fails.
-static uint64_t grown_capacity(const Vector *p, uint32_t need)
+static uint64_t grownCapacity(const Vector *p, uint32_t need)
 {
     if (p->capacity == 0 && need < p->initial_capacity)
         return p->initial_capacity;
@@ -99,7 +99,7 @@ static uint64_t grown_capacity(const Vector *p, uint32_t need)
 
 [[gnu::noinline]] static void grow(Vector *p, uint32_t need)
 {
-    const uint64_t capacity = grown_capacity(p, need);
+    const uint64_t capacity = grownCapacity(p, need);
     const uint64_t used = uint64_t{p->count} * sizeof(void *);
     p->data = static_cast<void **>(xrealloc_must(p->data, used, capacity * sizeof(void *)));
     p->capacity = static_cast<uint32_t>(capacity);
@@ -110,14 +110,14 @@ static uint64_t grown_capacity(const Vector *p, uint32_t need)
 }
 
 // Makes room for index `n` and for one element more.
-static void ensure_capacity(Vector *p, uint32_t n)
+static void ensureCapacity(Vector *p, uint32_t n)
 {
     const uint32_t need = p->count > n ? p->count : n;
     if (need >= p->capacity) [[unlikely]]
         grow(p, need);
 }
 
-static void note_count(Vector *p)
+static void noteCount(Vector *p)
 {
     if (p->count > p->debug->max_count)
         p->debug->max_count = p->count;
@@ -128,13 +128,13 @@ static void note_count(Vector *p)
 uint32_t vec_add(Vector *p, const void *element)
 {
     ASSERT_AT(287, p != NULL);
-    ensure_capacity(p, 0);
+    ensureCapacity(p, 0);
     ASSERT_AT(290, p->data != NULL);
     const uint32_t index = p->count++;
-    p->data[index] = as_slot(element);
+    p->data[index] = asSlot(element);
     if (p->debug != nullptr) [[unlikely]] {
         ASSERT_AT(293, is_alive(p));
-        note_count(p);
+        noteCount(p);
     }
     return index;
 }
@@ -147,7 +147,7 @@ uint32_t vec_addNotPresent(Vector *p, const void *element)
 }
 
 // Adds what `n` holds now, so that a vector may be added to itself.
-static uint32_t add_all(Vector *p, Vector *n, uint32_t (*add)(Vector *, const void *))
+static uint32_t addAll(Vector *p, Vector *n, uint32_t (*add)(Vector *, const void *))
 {
     const uint32_t count = n->count;
     uint32_t left = count;
@@ -163,31 +163,31 @@ uint32_t vec_addAll(Vector *p, Vector *n)
 {
     ASSERT_AT(320, p != NULL);
     ASSERT_AT(321, n != NULL);
-    return add_all(p, n, vec_add);
+    return addAll(p, n, vec_add);
 }
 
 uint32_t vec_addAllNotPresent(Vector *p, Vector *n)
 {
     ASSERT_AT(337, p != NULL);
     ASSERT_AT(338, n != NULL);
-    return add_all(p, n, vec_addNotPresent);
+    return addAll(p, n, vec_addNotPresent);
 }
 
 void vec_insert(Vector *p, const void *element, uint32_t index)
 {
     ASSERT_AT(368, p != NULL);
-    ensure_capacity(p, 0);
+    ensureCapacity(p, 0);
     const uint32_t pos = index < p->count ? index : p->count;
     for (VectorIterator *it = p->iterators; it != nullptr; it = it->next) {
         if (it->index >= pos)
             ++it->index;
     }
     std::memmove(p->data + pos + 1, p->data + pos, (p->count - pos) * sizeof(void *));
-    p->data[pos] = as_slot(element);
+    p->data[pos] = asSlot(element);
     ++p->count;
     if (p->debug != nullptr) {
         ASSERT_AT(386, is_alive(p));
-        note_count(p);
+        noteCount(p);
     }
 }
 
@@ -196,7 +196,7 @@ void vec_move(Vector *p, uint32_t from, uint32_t to)
     ASSERT_AT(397, p != NULL);
     if (from >= p->count)
         return;
-    ensure_capacity(p, to);
+    ensureCapacity(p, to);
     void *saved = p->data[from];
     if (from < to)
         std::memmove(p->data + from, p->data + from + 1, (to - from) * sizeof(void *));
@@ -208,19 +208,19 @@ void vec_move(Vector *p, uint32_t from, uint32_t to)
 void vec_setAt(Vector *p, const void *element, uint32_t index)
 {
     ASSERT_AT(424, p != NULL);
-    ensure_capacity(p, index);
+    ensureCapacity(p, index);
     if (index >= p->count)
         p->count = index + 1;
     if (p->debug != nullptr) {
         ASSERT_AT(433, is_alive(p));
-        note_count(p);
+        noteCount(p);
     }
-    p->data[index] = as_slot(element);
+    p->data[index] = asSlot(element);
 }
 
 // ---- Removing ---------------------------------------------------------------------------------
 
-static void remove_slot(Vector *p, uint32_t pos)
+static void removeSlot(Vector *p, uint32_t pos)
 {
     --p->count;
     for (VectorIterator *it = p->iterators; it != nullptr; it = it->next) {
@@ -238,7 +238,7 @@ int vec_remove(Vector *p, const void *element)
     const int64_t index = vec_indexOf(p, element);
     if (index < 0)
         return 0;
-    remove_slot(p, static_cast<uint32_t>(index));
+    removeSlot(p, static_cast<uint32_t>(index));
     return 1;
 }
 
@@ -247,7 +247,7 @@ int vec_removeAt(Vector *p, uint32_t index)
     ASSERT_AT(465, p != NULL);
     if (index >= p->count)
         return 0;
-    remove_slot(p, index);
+    removeSlot(p, index);
     return 1;
 }
 
@@ -262,7 +262,7 @@ void *vec_pop(Vector *p)
     ASSERT_AT(486, p != NULL);
     void *last = vec_top(p);
     if (p->count != 0)
-        remove_slot(p, p->count - 1);
+        removeSlot(p, p->count - 1);
     return last;
 }
 
@@ -337,6 +337,6 @@ int vec_iterDone(Vector *p, int more)
     }
     ASSERT_TEXT_AT(571, p->iterators != nullptr, "p->iterator != NULL");
     if (more == 0)
-        pop_iterator(p);
+        popIterator(p);
     return more;
 }

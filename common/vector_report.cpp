@@ -51,7 +51,7 @@ VectorDebugRecord *vec_debugRecord(const Vector *vector, const char *file, uint3
 }
 
 // Largest storage first; among equals the emptiest first, then by place.
-static int compare_records(const void *slotA, const void *slotB)
+static int compareRecords(const void *slotA, const void *slotB)
 {
     const auto *a = *static_cast<const VectorDebugRecord *const *>(slotA);
     const auto *b = *static_cast<const VectorDebugRecord *const *>(slotB);
@@ -69,7 +69,7 @@ static int compare_records(const void *slotA, const void *slotB)
 }
 
 // The row of a creation place, new at the head of the list when it has none yet.
-static SummaryRow *summary_row(SummaryRow **head, const char *file, uint32_t line)
+static SummaryRow *summaryRow(SummaryRow **head, const char *file, uint32_t line)
 {
     for (SummaryRow *row = *head; row != nullptr; row = row->next) {
         if (row->file == file && row->line == line)
@@ -89,7 +89,7 @@ static void tally(Tally *sum, const VectorDebugRecord *record)
     sum->capacity += record->capacity;
 }
 
-static void count_record(const VectorDebugRecord *record, SummaryRow *row, SummaryRow *totals)
+static void countRecord(const VectorDebugRecord *record, SummaryRow *row, SummaryRow *totals)
 {
     const bool alive = (record->flags & VECTOR_ALIVE) != 0;
     tally(alive ? &row->living : &row->dead, record);
@@ -101,7 +101,7 @@ static void count_record(const VectorDebugRecord *record, SummaryRow *row, Summa
                      record->capacity, 'Y');
 }
 
-static void print_row(const SummaryRow *row)
+static void printRow(const SummaryRow *row)
 {
     trace_printf("# %35s:%-5d                        %ju/%ju    %ju/%ju    %ju/%ju", row->file,
                  static_cast<int>(row->line), row->living.vectors, row->living.capacity,
@@ -109,7 +109,7 @@ static void print_row(const SummaryRow *row)
 }
 
 // Prints the rows from the head and frees all but the totals, which stand last.
-static void print_summary(SummaryRow *head, const SummaryRow *totals)
+static void printSummary(SummaryRow *head, const SummaryRow *totals)
 {
     trace_puts("# Vector Master List Summary:");
     trace_puts("#                                                                  Living          "
@@ -118,11 +118,11 @@ static void print_summary(SummaryRow *head, const SummaryRow *totals)
                "    vectors/capacity    vectors/capacity");
     while (head != totals) {
         SummaryRow *next = head->next;
-        print_row(head);
+        printRow(head);
         std::free(head);
         head = next;
     }
-    print_row(totals);
+    printRow(totals);
 }
 
 void vec_report()
@@ -132,10 +132,10 @@ void vec_report()
     SummaryRow totals = {};
     totals.file = "Total Summary";
     SummaryRow *head = &totals;
-    vec_sort(s_master, compare_records);
+    vec_sort(s_master, compareRecords);
     trace_puts("# Living Vector Master List:");
     trace_puts("# ptr    file:line    max_count/capacity    alive");
     for (const auto *record : vec_each<VectorDebugRecord>(s_master))
-        count_record(record, summary_row(&head, record->file, record->line), &totals);
-    print_summary(head, &totals);
+        countRecord(record, summaryRow(&head, record->file, record->line), &totals);
+    printSummary(head, &totals);
 }

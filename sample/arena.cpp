@@ -15,7 +15,7 @@ enum { BLOCK_SIZE = 1 << 16, ALIGNMENT = 16 };
 
 static ArenaBlock *blocks;
 
-static ArenaBlock *new_block(size_t size)
+static ArenaBlock *newBlock(size_t size)
 {
     size_t header = (sizeof(ArenaBlock) + ALIGNMENT - 1) / ALIGNMENT * ALIGNMENT;
     if (size < BLOCK_SIZE)
@@ -36,7 +36,7 @@ void *arena_alloc(size_t size)
     size = (size + ALIGNMENT - 1) / ALIGNMENT * ALIGNMENT;
     ArenaBlock *block = blocks;
     if (block == nullptr || block->size - block->used < size)
-        block = new_block(size);
+        block = newBlock(size);
     void *memory = reinterpret_cast<char *>(block) + block->used;
     block->used += size;
     return memory;
@@ -54,7 +54,7 @@ char *arena_copy(const char *text)
     return arena_copyPart(text, strlen(text));
 }
 
-[[gnu::format(printf, 1, 0)]] static char *format_text(const char *format, va_list values)
+[[gnu::format(printf, 1, 0)]] static char *formatText(const char *format, va_list values)
 {
     va_list again;
     va_copy(again, values);
@@ -71,7 +71,7 @@ char *arena_format(const char *format, ...)
 {
     va_list values;
     va_start(values, format);
-    char *text = format_text(format, values);
+    char *text = formatText(format, values);
     va_end(values);
     return text;
 }
@@ -89,7 +89,7 @@ void buffer_print(Buffer *buffer, const char *format, ...)
 {
     va_list values;
     va_start(values, format);
-    const char *text = format_text(format, values);
+    const char *text = formatText(format, values);
     va_end(values);
     buffer_add(buffer, text, strlen(text));
 }

@@ -23,7 +23,7 @@ static void *checked(void *memory)
 }
 
 // Appends a string that is the list's from now on.
-static void append_owned(CommandArguments *arguments, char *text)
+static void appendOwned(CommandArguments *arguments, char *text)
 {
     if (arguments->count + 1 >= arguments->capacity) {
         arguments->capacity = arguments->capacity == 0 ? 64 : arguments->capacity * 2;
@@ -36,7 +36,7 @@ static void append_owned(CommandArguments *arguments, char *text)
 
 void commandfile_append(CommandArguments *arguments, const char *text)
 {
-    append_owned(arguments, static_cast<char *>(checked(strdup(text))));
+    appendOwned(arguments, static_cast<char *>(checked(strdup(text))));
 }
 
 void commandfile_free(CommandArguments *arguments)
@@ -47,16 +47,16 @@ void commandfile_free(CommandArguments *arguments)
     *arguments = {};
 }
 
-static int is_space(char c)
+static int isSpace(char c)
 {
     return c != 0 && strchr(" \t\n\r\f\v", c) != nullptr;
 }
 
 // Writes the argument that begins at `text` to `out` without its quoting; returns what follows it.
-static const char *take_argument(const char *text, char *out)
+static const char *takeArgument(const char *text, char *out)
 {
     char quote = 0;
-    for (; *text != 0 && (quote != 0 || !is_space(*text)); text++) {
+    for (; *text != 0 && (quote != 0 || !isSpace(*text)); text++) {
         if (*text == '\\' && text[1] != 0)
             *out++ = *++text;
         else if (quote == 0 && (*text == '\'' || *text == '"'))
@@ -75,11 +75,11 @@ void commandfile_split(const char *text, CommandArguments *arguments)
     // No argument is longer than what is left of the text.
     char *buffer = static_cast<char *>(checked(malloc(strlen(text) + 1)));
     for (;;) {
-        while (is_space(*text))
+        while (isSpace(*text))
             text++;
         if (*text == 0)
             break;
-        text = take_argument(text, buffer);
+        text = takeArgument(text, buffer);
         commandfile_append(arguments, buffer);
     }
     free(buffer);
@@ -92,7 +92,7 @@ static char *refuse(const Expansion *run, const char *name, const char *reason)
 }
 
 // Reads the open file to its end. `name` is for messages.
-static char *read_stream(Expansion *run, FILE *file, const char *name)
+static char *readStream(Expansion *run, FILE *file, const char *name)
 {
     size_t length = 0;
     size_t capacity = 1 << 16;
@@ -118,33 +118,33 @@ static char *read_stream(Expansion *run, FILE *file, const char *name)
 }
 
 // Returns the file's text, the caller's to free, or null after a message.
-static char *read_file(Expansion *run, const char *name)
+static char *readFile(Expansion *run, const char *name)
 {
     FILE *file = fopen(name, "rb");
     if (file == nullptr)
         return refuse(run, name, strerror(errno));
-    char *text = read_stream(run, file, name);
+    char *text = readStream(run, file, name);
     fclose(file);
     return text;
 }
 
-static int expand_file(Expansion *run, const char *name, int depth);
+static int expandFile(Expansion *run, const char *name, int depth);
 
-static int expand_argument(Expansion *run, const char *argument, int depth)
+static int expandArgument(Expansion *run, const char *argument, int depth)
 {
     if (argument[0] == '@' && argument[1] != 0)
-        return expand_file(run, argument + 1, depth + 1);
+        return expandFile(run, argument + 1, depth + 1);
     commandfile_append(run->arguments, argument);
     return 1;
 }
 
-static int expand_file(Expansion *run, const char *name, int depth)
+static int expandFile(Expansion *run, const char *name, int depth)
 {
     if (depth > COMMANDFILE_MAX_DEPTH || run->files++ == COMMANDFILE_MAX_FILES) {
         refuse(run, name, "command files nest too deep or are too many");
         return 0;
     }
-    char *text = read_file(run, name);
+    char *text = readFile(run, name);
     if (text == nullptr)
         return 0;
     CommandArguments inner = {};
@@ -152,7 +152,7 @@ static int expand_file(Expansion *run, const char *name, int depth)
     free(text);
     int ok = 1;
     for (size_t i = 0; ok && i < inner.count; i++)
-        ok = expand_argument(run, inner.items[i], depth);
+        ok = expandArgument(run, inner.items[i], depth);
     commandfile_free(&inner);
     return ok;
 }
@@ -162,7 +162,7 @@ int commandfile_expand(int argc, char *const *argv, CommandArguments *arguments)
     Expansion run = {argc > 0 ? argv[0] : "sample", 0, 0, arguments};
     commandfile_append(arguments, run.program);
     for (int i = 1; i < argc; i++)
-        if (!expand_argument(&run, argv[i], 0))
+        if (!expandArgument(&run, argv[i], 0))
             return 0;
     return 1;
 }

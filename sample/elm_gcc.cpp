@@ -63,7 +63,7 @@ static const struct {
     {WHOLE, "-Wl,--no-data-init"},
 };
 
-static int is_dropped(const char *argument)
+static int isDropped(const char *argument)
 {
     for (const auto &option : DROPPED) {
         size_t length = strlen(option.text);
@@ -82,7 +82,7 @@ int main(int argc, char **argv)
         return 1;
     commandfile_append(&command, "cc");
     for (size_t i = 1; i < given.count; i++)
-        if (!is_dropped(given.items[i]))
+        if (!isDropped(given.items[i]))
             commandfile_append(&command, given.items[i]);
 
     execvp(command.items[0], command.items);

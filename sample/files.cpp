@@ -11,7 +11,7 @@ enum { MAX_FILE = 64 << 20 };
 static char *tempDirectory;
 static Strings tempFiles;
 
-static int read_stream(FILE *file, Buffer *content)
+static int readStream(FILE *file, Buffer *content)
 {
     char block[1 << 15];
     for (size_t got; (got = fread(block, 1, sizeof block, file)) > 0;) {
@@ -37,13 +37,13 @@ int file_read(const char *path, Buffer *content)
     FILE *file = fopen(path, "rb");
     if (file == nullptr)
         return 0;
-    int done = read_stream(file, content);
+    int done = readStream(file, content);
     fclose(file);
     return done;
 }
 
 // Removes what was written of a file; a device or a link stays.
-static void remove_part(const char *path)
+static void removePart(const char *path)
 {
     int saved = errno;
     struct stat status;
@@ -66,7 +66,7 @@ int file_write(const char *path, const Buffer *content)
     if (fclose(file) == 0 && written)
         return 1;
     errno = written ? errno : saved;
-    remove_part(path);
+    removePart(path);
     return 0;
 }
 
@@ -126,7 +126,7 @@ const char *path_besideProgram(const char *name)
     return arena_format("%s/%s", path, name);
 }
 
-static void remove_temporary()
+static void removeTemporary()
 {
     for (const char *name : tempFiles)
         unlink(name);
@@ -142,7 +142,7 @@ const char *temp_name(const char *extension)
         if (mkdtemp(created) == nullptr)
             return nullptr;
         tempDirectory = created;
-        atexit(remove_temporary);
+        atexit(removeTemporary);
     }
     const char *name = arena_format("%s/%zu.%s", tempDirectory, tempFiles.count, extension);
     list_add(&tempFiles, name);

@@ -14,18 +14,18 @@ static volatile sig_atomic_t stopSignal;
 static volatile sig_atomic_t childProcess;
 
 // The compiler is told; its end then ends the wait below.
-static void on_stop(int number)
+static void onStop(int number)
 {
     stopSignal = number;
     if (childProcess > 0)
         kill(childProcess, number);
 }
 
-static void install_handlers()
+static void installHandlers()
 {
     static const int STOPS[] = {SIGHUP, SIGINT, SIGTERM};
     struct sigaction action = {};
-    action.sa_handler = on_stop;
+    action.sa_handler = onStop;
     for (int number : STOPS)
         sigaction(number, &action, nullptr);
 }
@@ -39,7 +39,7 @@ void host_stopIfAsked()
 }
 
 // In the child: never returns.
-[[noreturn]] static void exec_compiler(char *const *arguments, const char *output, int messages)
+[[noreturn]] static void execCompiler(char *const *arguments, const char *output, int messages)
 {
     if (output != nullptr) {
         int file = open(output, O_WRONLY | O_CREAT | O_TRUNC, 0666);
@@ -52,7 +52,7 @@ void host_stopIfAsked()
     _exit(127);
 }
 
-static void read_messages(int descriptor, Buffer *messages)
+static void readMessages(int descriptor, Buffer *messages)
 {
     char block[4096];
     for (;;) {
@@ -67,7 +67,7 @@ static void read_messages(int descriptor, Buffer *messages)
     close(descriptor);
 }
 
-static int wait_for(pid_t child)
+static int waitFor(pid_t child)
 {
     int status;
     while (waitpid(child, &status, 0) < 0)
@@ -83,15 +83,15 @@ static int run(char *const *arguments, const char *output, Buffer *messages)
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0)
         return -1;
-    install_handlers();
+    installHandlers();
     fflush(stdout);
     pid_t child = fork();
     if (child == 0)
-        exec_compiler(arguments, output, ends[1]);
+        execCompiler(arguments, output, ends[1]);
     close(ends[1]);
     childProcess = child;
-    read_messages(ends[0], messages);
-    return child < 0 ? -1 : wait_for(child);
+    readMessages(ends[0], messages);
+    return child < 0 ? -1 : waitFor(child);
 }
 
 int host_run(const Strings *arguments, const char *output, Report *report)
@@ -128,7 +128,7 @@ static const struct {
 };
 
 // Cuts ":NUMBER" off the end of `text`; 0 when there is none.
-static unsigned cut_number(char *text)
+static unsigned cutNumber(char *text)
 {
     char *colon = strrchr(text, ':');
     if (colon == nullptr || colon[1] < '0' || colon[1] > '9')
@@ -142,7 +142,7 @@ static unsigned cut_number(char *text)
 }
 
 // Only the place of a message is told in such lines.
-static int is_context(const char *line)
+static int isContext(const char *line)
 {
     size_t length = strlen(line);
     return length == 0 || strncmp(line, "In file included from ", 22) == 0 ||
@@ -151,20 +151,20 @@ static int is_context(const char *line)
            (line[length - 1] == ':' && (strstr(line, ": In ") || strstr(line, ": At ")));
 }
 
-static void report_line(char *line, Report *report)
+static void reportLine(char *line, Report *report)
 {
     for (const auto &mark : MARKS) {
         char *found = strstr(line, mark.mark);
         if (found == nullptr)
             continue;
         *found = 0;
-        unsigned last = cut_number(line);
-        unsigned first = cut_number(line);
+        unsigned last = cutNumber(line);
+        unsigned first = cutNumber(line);
         Place place = first != 0 ? Place{line, first, last} : Place{line, last, 0};
         report_show(report, mark.severity, place, mark.number, found + strlen(mark.mark));
         return;
     }
-    if (!is_context(line))
+    if (!isContext(line))
         fprintf(stderr, "%s\n", line);
 }
 
@@ -175,7 +175,7 @@ void host_report(const char *messages, Report *report)
         char *end = line + strcspn(line, "\n");
         int more = *end != 0;
         *end = 0;
-        report_line(line, report);
+        reportLine(line, report);
         line = end + more;
     }
 }

@@ -19,7 +19,7 @@ static int take(const ElfFile *elf, uint64_t offset, void *to, size_t size)
     return 1;
 }
 
-static int take_section(const ElfFile *elf, unsigned number, Elf64_Shdr *section)
+static int takeSection(const ElfFile *elf, unsigned number, Elf64_Shdr *section)
 {
     return number < elf->header.e_shnum &&
            take(elf, elf->header.e_shoff + uint64_t{number} * sizeof *section, section,
@@ -27,7 +27,7 @@ static int take_section(const ElfFile *elf, unsigned number, Elf64_Shdr *section
 }
 
 // The text at `offset` of the string section; "" when there is none.
-static const char *name_at(const ElfFile *elf, const Elf64_Shdr *strings, uint64_t offset)
+static const char *nameAt(const ElfFile *elf, const Elf64_Shdr *strings, uint64_t offset)
 {
     uint64_t start = strings->sh_offset + offset;
     if (offset >= strings->sh_size || start >= elf->bytes->count)
@@ -36,7 +36,7 @@ static const char *name_at(const ElfFile *elf, const Elf64_Shdr *strings, uint64
     return elf->bytes->items + start;
 }
 
-static int add_section(ElfFile *elf, OrbModule *module, const Elf64_Shdr *from, const char *name)
+static int addSection(ElfFile *elf, OrbModule *module, const Elf64_Shdr *from, const char *name)
 {
     OrbSection section = {};
     section.name = arena_copy(*name == '.' ? name + 1 : name);
@@ -52,16 +52,16 @@ static int add_section(ElfFile *elf, OrbModule *module, const Elf64_Shdr *from, 
     return 1;
 }
 
-static int add_sections(ElfFile *elf, OrbModule *module)
+static int addSections(ElfFile *elf, OrbModule *module)
 {
     Elf64_Shdr names;
-    if (!take_section(elf, elf->header.e_shstrndx, &names))
+    if (!takeSection(elf, elf->header.e_shstrndx, &names))
         return 0;
     elf->numbers =
         static_cast<uint32_t *>(arena_alloc((elf->header.e_shnum + 1u) * sizeof(uint32_t)));
     for (unsigned i = 0; i < elf->header.e_shnum; i++) {
         Elf64_Shdr section;
-        if (!take_section(elf, i, &section))
+        if (!takeSection(elf, i, &section))
             return 0;
         elf->numbers[i] = SECTION_UNDEFINED;
         int kept = section.sh_type == SHT_PROGBITS || section.sh_type == SHT_NOBITS;
@@ -69,14 +69,14 @@ static int add_sections(ElfFile *elf, OrbModule *module)
             continue;
         elf->numbers[i] = static_cast<uint32_t>(module->sections.count);
         if (section.sh_size > 1 << 20 ||
-            !add_section(elf, module, &section, name_at(elf, &names, section.sh_name)))
+            !addSection(elf, module, &section, nameAt(elf, &names, section.sh_name)))
             return 0;
     }
     return 1;
 }
 
-static void add_symbol(const ElfFile *elf, OrbModule *module, const Elf64_Sym *symbol,
-                       const char *name)
+static void addSymbol(const ElfFile *elf, OrbModule *module, const Elf64_Sym *symbol,
+                      const char *name)
 {
     unsigned binding = ELF64_ST_BIND(symbol->st_info);
     if ((binding != STB_GLOBAL && binding != STB_WEAK) || *name == 0)
@@ -87,16 +87,16 @@ static void add_symbol(const ElfFile *elf, OrbModule *module, const Elf64_Sym *s
     list_add(&module->symbols, OrbSymbol{arena_format("_%s", name), section, value, 1, 0});
 }
 
-static int add_symbols(const ElfFile *elf, OrbModule *module, const Elf64_Shdr *table)
+static int addSymbols(const ElfFile *elf, OrbModule *module, const Elf64_Shdr *table)
 {
     Elf64_Shdr strings;
-    if (!take_section(elf, table->sh_link, &strings))
+    if (!takeSection(elf, table->sh_link, &strings))
         return 0;
     for (uint64_t at = 0; at + sizeof(Elf64_Sym) <= table->sh_size; at += sizeof(Elf64_Sym)) {
         Elf64_Sym symbol;
         if (!take(elf, table->sh_offset + at, &symbol, sizeof symbol))
             return 0;
-        add_symbol(elf, module, &symbol, name_at(elf, &strings, symbol.st_name));
+        addSymbol(elf, module, &symbol, nameAt(elf, &strings, symbol.st_name));
     }
     return 1;
 }
@@ -107,12 +107,12 @@ int host_readObject(const Buffer *file, OrbModule *module)
     elf.bytes = file;
     if (!take(&elf, 0, &elf.header, sizeof elf.header) ||
         memcmp(elf.header.e_ident, ELFMAG, SELFMAG) != 0 ||
-        elf.header.e_ident[EI_CLASS] != ELFCLASS64 || !add_sections(&elf, module))
+        elf.header.e_ident[EI_CLASS] != ELFCLASS64 || !addSections(&elf, module))
         return 0;
     for (unsigned i = 0; i < elf.header.e_shnum; i++) {
         Elf64_Shdr section;
-        if (take_section(&elf, i, &section) && section.sh_type == SHT_SYMTAB)
-            return add_symbols(&elf, module, &section);
+        if (takeSection(&elf, i, &section) && section.sh_type == SHT_SYMTAB)
+            return addSymbols(&elf, module, &section);
     }
     return 1;
 }

@@ -37,7 +37,7 @@ static int parse(const CommandArguments *arguments, QzmOptions *options, Report 
     return report->errors == 0;
 }
 
-static const char *object_path(const QzmOptions *options)
+static const char *objectPath(const QzmOptions *options)
 {
     if (options->output == nullptr)
         return path_withExtension(path_base(options->inputs.items[0]), "o");
@@ -46,7 +46,7 @@ static const char *object_path(const QzmOptions *options)
                                               : options->output;
 }
 
-static const OrbChip *find_chip(const char *name)
+static const OrbChip *findChip(const char *name)
 {
     if (name == nullptr)
         return nullptr;
@@ -61,7 +61,7 @@ static int run(const CommandArguments *arguments)
     report_start(&report);
     if (!parse(arguments, &options, &report))
         return 1;
-    const OrbChip *chip = find_chip(options.chip);
+    const OrbChip *chip = findChip(options.chip);
     if (chip == nullptr)
         report_error(&report, {}, 2006, "no known device was given; use -mcpu to choose one");
     if (options.inputs.count != 1)
@@ -70,7 +70,7 @@ static int run(const CommandArguments *arguments)
     if (report.errors != 0)
         return 1;
     QzmJob job = {&options, chip, &report};
-    const char *path = object_path(&options);
+    const char *path = objectPath(&options);
     if (options.verbose)
         fprintf(stderr, "assembling %s for %s into %s\n", options.inputs.items[0], chip->name,
                 path);

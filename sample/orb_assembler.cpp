@@ -37,33 +37,33 @@ struct Value {
 
 enum : uint32_t { NO_SYMBOL = UINT32_MAX };
 
-static int is_nameCharacter(char c)
+static int isNameCharacter(char c)
 {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
            c == '.' || c == '$' || c == '?';
 }
 
-static void skip_blanks(Assembly *assembly)
+static void skipBlanks(Assembly *assembly)
 {
     assembly->at += strspn(assembly->at, " \t\r");
 }
 
 // The name at the reading point, or null.
-static const char *take_name(Assembly *assembly)
+static const char *takeName(Assembly *assembly)
 {
-    skip_blanks(assembly);
+    skipBlanks(assembly);
     const char *start = assembly->at;
     if (*start >= '0' && *start <= '9')
         return nullptr;
-    while (is_nameCharacter(*assembly->at))
+    while (isNameCharacter(*assembly->at))
         assembly->at++;
     size_t length = static_cast<size_t>(assembly->at - start);
     return length == 0 ? nullptr : arena_copyPart(start, length);
 }
 
-static int take_character(Assembly *assembly, char c)
+static int takeCharacter(Assembly *assembly, char c)
 {
-    skip_blanks(assembly);
+    skipBlanks(assembly);
     if (*assembly->at != c)
         return 0;
     assembly->at++;
@@ -71,7 +71,7 @@ static int take_character(Assembly *assembly, char c)
 }
 
 // The number of the symbol, which is added, not yet defined, when it is new.
-static uint32_t symbol_number(Assembly *assembly, const char *name)
+static uint32_t symbolNumber(Assembly *assembly, const char *name)
 {
     uint32_t *known = symbols_find(&assembly->names, name);
     if (known != nullptr)
@@ -82,16 +82,16 @@ static uint32_t symbol_number(Assembly *assembly, const char *name)
     return number;
 }
 
-static OrbSymbol *symbol_named(Assembly *assembly, const char *name)
+static OrbSymbol *symbolNamed(Assembly *assembly, const char *name)
 {
     // Looking a name up may add it, and so move the list.
-    uint32_t number = symbol_number(assembly, name);
+    uint32_t number = symbolNumber(assembly, name);
     return &assembly->module->symbols.items[number];
 }
 
 static void define(Assembly *assembly, const char *name, uint32_t section, uint32_t value)
 {
-    OrbSymbol *symbol = symbol_named(assembly, name);
+    OrbSymbol *symbol = symbolNamed(assembly, name);
     if (symbol->section != SECTION_UNDEFINED) {
         report_error(assembly->report, assembly->place, 1248,
                      "symbol \"%s\" is defined more than once; the first definition is in line %u",
@@ -104,7 +104,7 @@ static void define(Assembly *assembly, const char *name, uint32_t section, uint3
 }
 
 // The current section; null after an error message when there is none.
-static OrbSection *current_section(Assembly *assembly, const char *what)
+static OrbSection *currentSection(Assembly *assembly, const char *what)
 {
     if (assembly->section != SECTION_UNDEFINED)
         return &assembly->module->sections.items[assembly->section];
@@ -113,9 +113,9 @@ static OrbSection *current_section(Assembly *assembly, const char *what)
     return nullptr;
 }
 
-static int take_number(Assembly *assembly, uint32_t *number)
+static int takeNumber(Assembly *assembly, uint32_t *number)
 {
-    skip_blanks(assembly);
+    skipBlanks(assembly);
     const char *at = assembly->at;
     if (at[0] == '\'' && at[1] != 0 && at[2] == '\'') {
         *number = static_cast<uint8_t>(at[1]);
@@ -131,18 +131,18 @@ static int take_number(Assembly *assembly, uint32_t *number)
 }
 
 // Reads a value; an error is reported when there is none.
-static int take_value(Assembly *assembly, Value *value)
+static int takeValue(Assembly *assembly, Value *value)
 {
     *value = {0, NO_SYMBOL};
-    int minus = take_character(assembly, '-');
-    if (!take_number(assembly, &value->number)) {
-        const char *name = minus ? nullptr : take_name(assembly);
+    int minus = takeCharacter(assembly, '-');
+    if (!takeNumber(assembly, &value->number)) {
+        const char *name = minus ? nullptr : takeName(assembly);
         if (name == nullptr) {
             report_error(assembly->report, assembly->place, 1262,
                          "an operand was expected, found \"%s\"", assembly->at);
             return 0;
         }
-        value->symbol = symbol_number(assembly, name);
+        value->symbol = symbolNumber(assembly, name);
         const OrbSymbol *symbol = &assembly->module->symbols.items[value->symbol];
         if (symbol->section == SECTION_CONSTANT)
             *value = {symbol->value, NO_SYMBOL};
@@ -150,14 +150,14 @@ static int take_value(Assembly *assembly, Value *value)
     if (minus)
         value->number = 0 - value->number;
     uint32_t more;
-    if (take_character(assembly, '+') && take_number(assembly, &more))
+    if (takeCharacter(assembly, '+') && takeNumber(assembly, &more))
         value->number += more;
-    else if (take_character(assembly, '-') && take_number(assembly, &more))
+    else if (takeCharacter(assembly, '-') && takeNumber(assembly, &more))
         value->number -= more;
     return 1;
 }
 
-static void check_width(Assembly *assembly, uint32_t number, unsigned bits)
+static void checkWidth(Assembly *assembly, uint32_t number, unsigned bits)
 {
     if (number >> bits != 0 && ~number >> (bits - 1) != 0)
         report_error(assembly->report, assembly->place, 1260,
@@ -165,12 +165,12 @@ static void check_width(Assembly *assembly, uint32_t number, unsigned bits)
 }
 
 // Places `width` bytes of `word` with the value in its low bytes.
-static void place_value(Assembly *assembly, OrbSection *section, uint32_t word, unsigned width,
-                        Value value, RelocKind kind)
+static void placeValue(Assembly *assembly, OrbSection *section, uint32_t word, unsigned width,
+                       Value value, RelocKind kind)
 {
     unsigned bits = kind == RELOC_LOW_BYTE ? 8 : 16;
     if (value.symbol == NO_SYMBOL)
-        check_width(assembly, value.number, bits);
+        checkWidth(assembly, value.number, bits);
     else
         list_add(&assembly->module->relocs,
                  OrbReloc{kind, assembly->section, static_cast<uint32_t>(section->bytes.count),
@@ -185,29 +185,29 @@ static void place_value(Assembly *assembly, OrbSection *section, uint32_t word, 
     section->size = static_cast<uint32_t>(section->bytes.count);
 }
 
-static void assemble_instruction(Assembly *assembly, const Instruction *instruction)
+static void assembleInstruction(Assembly *assembly, const Instruction *instruction)
 {
-    OrbSection *section = current_section(assembly, instruction->name);
+    OrbSection *section = currentSection(assembly, instruction->name);
     Value value = {0, NO_SYMBOL};
-    if (section == nullptr || (instruction->operand != NONE && !take_value(assembly, &value)))
+    if (section == nullptr || (instruction->operand != NONE && !takeValue(assembly, &value)))
         return;
     if (instruction->operand != CODE_ADDRESS) {
-        place_value(assembly, section, instruction->word, 2, value, RELOC_LOW_BYTE);
+        placeValue(assembly, section, instruction->word, 2, value, RELOC_LOW_BYTE);
         return;
     }
-    place_value(assembly, section, instruction->word, 2, {0, NO_SYMBOL}, RELOC_LOW_BYTE);
-    place_value(assembly, section, 0, 2, value, RELOC_WORD_ADDRESS);
+    placeValue(assembly, section, instruction->word, 2, {0, NO_SYMBOL}, RELOC_LOW_BYTE);
+    placeValue(assembly, section, 0, 2, value, RELOC_WORD_ADDRESS);
 }
 
-static void directive_psect(Assembly *assembly)
+static void directivePsect(Assembly *assembly)
 {
-    const char *name = take_name(assembly);
+    const char *name = takeName(assembly);
     int isData = 0;
-    while (take_character(assembly, ',')) {
-        const char *attribute = take_name(assembly);
+    while (takeCharacter(assembly, ',')) {
+        const char *attribute = takeName(assembly);
         isData |= attribute != nullptr && strcmp(attribute, "data") == 0;
-        if (take_character(assembly, '='))
-            (void)take_name(assembly);
+        if (takeCharacter(assembly, '='))
+            (void)takeName(assembly);
     }
     if (name == nullptr) {
         report_error(assembly->report, assembly->place, 1237,
@@ -221,49 +221,49 @@ static void directive_psect(Assembly *assembly)
     list_add(&module->sections, OrbSection{name, isData, 0, {}, 0});
 }
 
-static void directive_global(Assembly *assembly)
+static void directiveGlobal(Assembly *assembly)
 {
     do {
-        const char *name = take_name(assembly);
+        const char *name = takeName(assembly);
         if (name == nullptr) {
             report_error(assembly->report, assembly->place, 1237,
                          "directive \"global\" needs an argument");
             return;
         }
-        symbol_named(assembly, name)->isGlobal = 1;
-    } while (take_character(assembly, ','));
+        symbolNamed(assembly, name)->isGlobal = 1;
+    } while (takeCharacter(assembly, ','));
 }
 
-static void place_list(Assembly *assembly, const char *name, unsigned width, RelocKind kind)
+static void placeList(Assembly *assembly, const char *name, unsigned width, RelocKind kind)
 {
-    OrbSection *section = current_section(assembly, name);
+    OrbSection *section = currentSection(assembly, name);
     Value value;
     if (section == nullptr)
         return;
     do {
-        if (!take_value(assembly, &value))
+        if (!takeValue(assembly, &value))
             return;
-        place_value(assembly, section, 0, width, value, kind);
-    } while (take_character(assembly, ','));
+        placeValue(assembly, section, 0, width, value, kind);
+    } while (takeCharacter(assembly, ','));
 }
 
-static void directive_db(Assembly *assembly)
+static void directiveDb(Assembly *assembly)
 {
-    place_list(assembly, "db", 1, RELOC_LOW_BYTE);
+    placeList(assembly, "db", 1, RELOC_LOW_BYTE);
 }
 
-static void directive_dw(Assembly *assembly)
+static void directiveDw(Assembly *assembly)
 {
-    place_list(assembly, "dw", 2, RELOC_ADDRESS);
+    placeList(assembly, "dw", 2, RELOC_ADDRESS);
 }
 
-static void directive_ds(Assembly *assembly)
+static void directiveDs(Assembly *assembly)
 {
-    OrbSection *section = current_section(assembly, "ds");
+    OrbSection *section = currentSection(assembly, "ds");
     uint32_t size;
     if (section == nullptr)
         return;
-    if (!take_number(assembly, &size) || size > 0x10000 || section->size > 0x20000) {
+    if (!takeNumber(assembly, &size) || size > 0x10000 || section->size > 0x20000) {
         report_error(assembly->report, assembly->place, 1239,
                      "argument 1 of directive \"ds\" must be a constant");
         return;
@@ -277,18 +277,18 @@ static void directive_ds(Assembly *assembly)
     section->size = static_cast<uint32_t>(section->bytes.count);
 }
 
-static void directive_end(Assembly *assembly)
+static void directiveEnd(Assembly *assembly)
 {
-    const char *name = take_name(assembly);
+    const char *name = takeName(assembly);
     assembly->ended = 1;
     if (name == nullptr)
         return;
-    assembly->module->start = symbol_number(assembly, name);
+    assembly->module->start = symbolNumber(assembly, name);
     assembly->module->hasStart = 1;
 }
 
 // Names the device; the command line's counts.
-static void directive_processor(Assembly *assembly)
+static void directiveProcessor(Assembly *assembly)
 {
     assembly->at += strlen(assembly->at);
 }
@@ -297,20 +297,20 @@ static const struct Directive {
     const char *name;
     void (*assemble)(Assembly *assembly);
 } DIRECTIVES[] = {
-    {"psect", directive_psect},
-    {"global", directive_global},
-    {"db", directive_db},
-    {"dw", directive_dw},
-    {"ds", directive_ds},
-    {"end", directive_end},
-    {"processor", directive_processor},
+    {"psect", directivePsect},
+    {"global", directiveGlobal},
+    {"db", directiveDb},
+    {"dw", directiveDw},
+    {"ds", directiveDs},
+    {"end", directiveEnd},
+    {"processor", directiveProcessor},
 };
 
-static void assemble_statement(Assembly *assembly, const char *name)
+static void assembleStatement(Assembly *assembly, const char *name)
 {
     for (const Instruction &instruction : INSTRUCTIONS)
         if (strcmp(instruction.name, name) == 0)
-            return assemble_instruction(assembly, &instruction);
+            return assembleInstruction(assembly, &instruction);
     for (const Directive &directive : DIRECTIVES)
         if (strcmp(directive.name, name) == 0)
             return directive.assemble(assembly);
@@ -318,10 +318,10 @@ static void assemble_statement(Assembly *assembly, const char *name)
     assembly->at += strlen(assembly->at);
 }
 
-static void define_constant(Assembly *assembly, const char *name)
+static void defineConstant(Assembly *assembly, const char *name)
 {
     Value value;
-    if (!take_value(assembly, &value))
+    if (!takeValue(assembly, &value))
         return;
     if (value.symbol == NO_SYMBOL)
         define(assembly, name, SECTION_CONSTANT, value.number);
@@ -330,31 +330,31 @@ static void define_constant(Assembly *assembly, const char *name)
                      "argument 1 of directive \"equ\" must be a constant");
 }
 
-static void assemble_line(Assembly *assembly)
+static void assembleLine(Assembly *assembly)
 {
-    const char *name = take_name(assembly);
-    while (name != nullptr && take_character(assembly, ':')) {
-        OrbSection *section = current_section(assembly, name);
+    const char *name = takeName(assembly);
+    while (name != nullptr && takeCharacter(assembly, ':')) {
+        OrbSection *section = currentSection(assembly, name);
         if (section != nullptr)
             define(assembly, name, assembly->section, section->size);
-        name = take_name(assembly);
+        name = takeName(assembly);
     }
     const char *afterName = assembly->at;
-    const char *second = name == nullptr ? nullptr : take_name(assembly);
+    const char *second = name == nullptr ? nullptr : takeName(assembly);
     if (second != nullptr && strcmp(second, "equ") == 0) {
-        define_constant(assembly, name);
+        defineConstant(assembly, name);
     } else if (name != nullptr) {
         assembly->at = afterName;
-        assemble_statement(assembly, name);
+        assembleStatement(assembly, name);
     }
-    skip_blanks(assembly);
+    skipBlanks(assembly);
     if (*assembly->at != 0)
         report_error(assembly->report, assembly->place, 1262,
                      "an operand was expected, found \"%s\"", assembly->at);
 }
 
 // A line `# 12 "file"` of the preprocessor: the next line is line 12 of that file.
-static void follow_marker(Assembly *assembly, const char *line)
+static void followMarker(Assembly *assembly, const char *line)
 {
     char *end;
     unsigned long number = strtoul(line + 1, &end, 10);
@@ -367,7 +367,7 @@ static void follow_marker(Assembly *assembly, const char *line)
 }
 
 // Cuts the comment off the line.
-static void cut_comment(char *line)
+static void cutComment(char *line)
 {
     for (; *line != 0; line++) {
         if (line[0] == '\'' && line[1] != 0 && line[2] == '\'')
@@ -379,7 +379,7 @@ static void cut_comment(char *line)
     }
 }
 
-static void list_line(Assembly *assembly, const char *line, uint32_t section, size_t from)
+static void listLine(Assembly *assembly, const char *line, uint32_t section, size_t from)
 {
     if (assembly->listing == nullptr)
         return;
@@ -396,24 +396,24 @@ static void list_line(Assembly *assembly, const char *line, uint32_t section, si
     buffer_print(assembly->listing, "%*s%s\n", static_cast<int>(10 - 2 * shown), "", line);
 }
 
-static void take_line(Assembly *assembly, char *line)
+static void takeLine(Assembly *assembly, char *line)
 {
     if (*line == '#') {
-        follow_marker(assembly, line);
+        followMarker(assembly, line);
         return;
     }
     uint32_t section = assembly->section;
     size_t from =
         section == SECTION_UNDEFINED ? 0 : assembly->module->sections.items[section].bytes.count;
     const char *whole = assembly->listing == nullptr ? line : arena_copy(line);
-    cut_comment(line);
+    cutComment(line);
     assembly->at = line;
-    assemble_line(assembly);
-    list_line(assembly, whole, section, from);
+    assembleLine(assembly);
+    listLine(assembly, whole, section, from);
 }
 
 // Names that are used must be defined here or be global.
-static void check_symbols(Assembly *assembly)
+static void checkSymbols(Assembly *assembly)
 {
     for (const OrbSymbol &symbol : assembly->module->symbols)
         if (symbol.section == SECTION_UNDEFINED && !symbol.isGlobal)
@@ -440,9 +440,9 @@ OrbModule *orbasm_assemble(const char *text, const char *file, const char *chip,
         int more = *end != 0;
         *end = 0;
         assembly.place.line++;
-        take_line(&assembly, line);
+        takeLine(&assembly, line);
         line = end + more;
     }
-    check_symbols(&assembly);
+    checkSymbols(&assembly);
     return report->errors == before ? assembly.module : nullptr;
 }

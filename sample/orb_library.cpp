@@ -3,7 +3,7 @@
 enum { LIBRARY_HEADER = 4, MODULE_HEADER = 12, COUNT_MAX = 0xFFFF };
 
 // The text at *at, which is moved behind its NUL; null when the NUL or the text is missing.
-static const char *take_name(const Buffer *file, size_t *at)
+static const char *takeName(const Buffer *file, size_t *at)
 {
     const char *name = file->items + *at;
     const void *end = *at < file->count ? memchr(name, 0, file->count - *at) : nullptr;
@@ -13,21 +13,21 @@ static const char *take_name(const Buffer *file, size_t *at)
     return name;
 }
 
-static int read_entry(const Buffer *file, size_t *at, LibraryModule *module)
+static int readEntry(const Buffer *file, size_t *at, LibraryModule *module)
 {
     if (file->count - *at < MODULE_HEADER)
         return 0;
     uint32_t symbols = bytes_get16(file->items + *at + 2);
     module->size = bytes_get32(file->items + *at + 4);
     *at += MODULE_HEADER;
-    module->name = take_name(file, at);
+    module->name = takeName(file, at);
     if (module->name == nullptr)
         return 0;
     for (; symbols != 0; symbols--) {
         if (*at >= file->count)
             return 0;
         int isNeeded = file->items[(*at)++] != 0;
-        const char *name = take_name(file, at);
+        const char *name = takeName(file, at);
         if (name == nullptr)
             return 0;
         list_add(&module->symbols, LibrarySymbol{name, isNeeded});
@@ -42,7 +42,7 @@ int orblibrary_read(const Buffer *file, Library *library)
     size_t at = LIBRARY_HEADER;
     for (uint32_t left = bytes_get16(file->items + 2); left != 0; left--) {
         LibraryModule module = {};
-        if (!read_entry(file, &at, &module))
+        if (!readEntry(file, &at, &module))
             return 0;
         list_add(library, module);
     }
@@ -55,7 +55,7 @@ int orblibrary_read(const Buffer *file, Library *library)
     return at == file->count;
 }
 
-static void write_entry(const LibraryModule *module, Buffer *file)
+static void writeEntry(const LibraryModule *module, Buffer *file)
 {
     buffer_add16(file, 0);
     buffer_add16(file, static_cast<uint32_t>(module->symbols.count));
@@ -77,7 +77,7 @@ int orblibrary_write(const Library *library, Buffer *file)
     for (const LibraryModule &module : *library) {
         if (module.symbols.count > COUNT_MAX)
             return 0;
-        write_entry(&module, file);
+        writeEntry(&module, file);
     }
     for (const LibraryModule &module : *library)
         buffer_add(file, module.bytes, module.size);

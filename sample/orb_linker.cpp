@@ -23,15 +23,15 @@ uint32_t orblink_address(const OrbModule *module, const OrbSymbol *symbol)
     return module->sections.items[symbol->section].address + symbol->value;
 }
 
-static const Definition *find_definition(OrbProgram *program, const char *name)
+static const Definition *findDefinition(OrbProgram *program, const char *name)
 {
     const uint32_t *number = symbols_find(&program->names, name);
     return number == nullptr ? nullptr : &program->definitions.items[*number];
 }
 
-static void add_definition(OrbProgram *program, const OrbModule *module, const OrbSymbol *symbol)
+static void addDefinition(OrbProgram *program, const OrbModule *module, const OrbSymbol *symbol)
 {
-    const Definition *known = find_definition(program, symbol->name);
+    const Definition *known = findDefinition(program, symbol->name);
     if (known != nullptr) {
         report_error(program->report, {}, 1602, "symbol \"%s\" is defined in \"%s\" and in \"%s\"",
                      symbol->name, known->module->file, module->file);
@@ -41,23 +41,23 @@ static void add_definition(OrbProgram *program, const OrbModule *module, const O
     list_add(&program->definitions, Definition{symbol->name, module, symbol});
 }
 
-static void add_symbols(OrbProgram *program, const OrbModule *module)
+static void addSymbols(OrbProgram *program, const OrbModule *module)
 {
     for (const OrbSymbol &symbol : module->symbols) {
         if (symbol.section == SECTION_UNDEFINED)
             list_add(&program->needs, Need{symbol.name, module});
         else if (symbol.isGlobal)
-            add_definition(program, module, &symbol);
+            addDefinition(program, module, &symbol);
     }
 }
 
-static void add_module(OrbProgram *program, OrbModule *module)
+static void addModule(OrbProgram *program, OrbModule *module)
 {
     list_add(&program->modules, module);
-    add_symbols(program, module);
+    addSymbols(program, module);
 }
 
-static void add_startup(OrbProgram *program)
+static void addStartup(OrbProgram *program)
 {
     int hasC = 0;
     for (const OrbModule *module : program->modules) {
@@ -66,22 +66,22 @@ static void add_startup(OrbProgram *program)
             return;
     }
     if (hasC && !program->noStartup)
-        add_module(program, orbasm_assemble(STARTUP, "start-up code", program->chip->name,
-                                            program->report, nullptr));
+        addModule(program, orbasm_assemble(STARTUP, "start-up code", program->chip->name,
+                                           program->report, nullptr));
 }
 
 // Whether the module defines something that is needed and that nobody has defined yet. `needed`
 // holds the names that are.
-static int is_wanted(OrbProgram *program, SymbolTable *needed, const LibraryModule *module)
+static int isWanted(OrbProgram *program, SymbolTable *needed, const LibraryModule *module)
 {
     for (const LibrarySymbol &symbol : module->symbols)
         if (!symbol.isNeeded && symbols_find(needed, symbol.name) != nullptr &&
-            find_definition(program, symbol.name) == nullptr)
+            findDefinition(program, symbol.name) == nullptr)
             return 1;
     return 0;
 }
 
-static void note_needs(const OrbProgram *program, size_t *from, SymbolTable *needed)
+static void noteNeeds(const OrbProgram *program, size_t *from, SymbolTable *needed)
 {
     for (; *from < program->needs.count; (*from)++)
         if (symbols_find(needed, program->needs.items[*from].name) == nullptr)
@@ -90,15 +90,15 @@ static void note_needs(const OrbProgram *program, size_t *from, SymbolTable *nee
 
 // A module of a library may need what another one has, whatever their order: until nothing is
 // added.
-static void add_libraryModules(OrbProgram *program)
+static void addLibraryModules(OrbProgram *program)
 {
     SymbolTable needed = {};
     size_t noted = 0;
     for (int added = 1; added;) {
         added = 0;
         for (LibraryModule &module : program->libraryModules) {
-            note_needs(program, &noted, &needed);
-            if (module.bytes == nullptr || !is_wanted(program, &needed, &module))
+            noteNeeds(program, &noted, &needed);
+            if (module.bytes == nullptr || !isWanted(program, &needed, &module))
                 continue;
             OrbModule *read = orbmodule_read(module.name, module.bytes, module.size);
             module.bytes = nullptr; // taken
@@ -107,12 +107,12 @@ static void add_libraryModules(OrbProgram *program)
                 report_error(program->report, {}, 133, "file \"%s\" is damaged: %s", module.name,
                              "it is no module");
             else
-                add_module(program, read);
+                addModule(program, read);
         }
     }
 }
 
-static int is_libraryFunction(const char *name)
+static int isLibraryFunction(const char *name)
 {
     // The compiler's own helpers begin with two underscores, behind that of every C name.
     if (strncmp(name, "___", 3) == 0)
@@ -123,29 +123,29 @@ static int is_libraryFunction(const char *name)
     return 0;
 }
 
-static void add_libraryFunctions(OrbProgram *program)
+static void addLibraryFunctions(OrbProgram *program)
 {
     Buffer source = {};
     SymbolTable added = {};
     buffer_print(&source, "\tpsect clib\n");
     for (const Need &need : program->needs) {
-        if (find_definition(program, need.name) != nullptr || !is_libraryFunction(need.name) ||
+        if (findDefinition(program, need.name) != nullptr || !isLibraryFunction(need.name) ||
             symbols_find(&added, need.name) != nullptr)
             continue;
         symbols_add(&added, need.name, 0);
         buffer_print(&source, "\tglobal %s\n%s:\tret\n", need.name, need.name);
     }
     if (added.count != 0 && !program->noLibrary)
-        add_module(program, orbasm_assemble(buffer_text(&source), "C library", program->chip->name,
-                                            program->report, nullptr));
+        addModule(program, orbasm_assemble(buffer_text(&source), "C library", program->chip->name,
+                                           program->report, nullptr));
 }
 
 // One message a name, however many modules need it.
-static void check_needs(OrbProgram *program)
+static void checkNeeds(OrbProgram *program)
 {
     SymbolTable reported = {};
     for (const Need &need : program->needs) {
-        if (find_definition(program, need.name) != nullptr ||
+        if (findDefinition(program, need.name) != nullptr ||
             symbols_find(&reported, need.name) != nullptr)
             continue;
         symbols_add(&reported, need.name, 0);
@@ -155,36 +155,36 @@ static void check_needs(OrbProgram *program)
     }
 }
 
-static int is_first(const OrbSection *section)
+static int isFirst(const OrbSection *section)
 {
     return strncmp(section->name, "reset", 5) == 0;
 }
 
-static uint32_t room_left(uint64_t next)
+static uint32_t roomLeft(uint64_t next)
 {
     return next > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(next);
 }
 
-static uint64_t place_code(OrbProgram *program, uint64_t next, int first)
+static uint64_t placeCode(OrbProgram *program, uint64_t next, int first)
 {
     for (OrbModule *module : program->modules)
         for (OrbSection &section : module->sections) {
-            if (section.isData || is_first(&section) != first)
+            if (section.isData || isFirst(&section) != first)
                 continue;
-            section.address = room_left(next);
+            section.address = roomLeft(next);
             next += (section.size + 1u) & ~1u;
         }
     return next;
 }
 
-static uint64_t place_data(OrbProgram *program)
+static uint64_t placeData(OrbProgram *program)
 {
     uint64_t next = program->chip->dataStart;
     for (OrbModule *module : program->modules)
         for (OrbSection &section : module->sections) {
             if (!section.isData)
                 continue;
-            section.address = room_left(next);
+            section.address = roomLeft(next);
             next += section.size;
         }
     return next - program->chip->dataStart;
@@ -192,7 +192,7 @@ static uint64_t place_data(OrbProgram *program)
 
 // The first values of data follow the code in program memory, from where start-up code fetches
 // them.
-static uint64_t values_size(const OrbProgram *program)
+static uint64_t valuesSize(const OrbProgram *program)
 {
     uint64_t size = 0;
     for (const OrbModule *module : program->modules)
@@ -201,26 +201,26 @@ static uint64_t values_size(const OrbProgram *program)
     return size;
 }
 
-static int place_all(OrbProgram *program)
+static int placeAll(OrbProgram *program)
 {
-    uint64_t next = place_code(program, program->codeOffset, 1);
-    next = place_code(program, next, 0);
-    uint64_t needed = next + values_size(program);
+    uint64_t next = placeCode(program, program->codeOffset, 1);
+    next = placeCode(program, next, 0);
+    uint64_t needed = next + valuesSize(program);
     if (needed > program->chip->programBytes)
         report_error(program->report, {}, 1658,
                      "program needs 0x%x bytes of program memory; device \"%s\" has 0x%x",
-                     room_left(needed), program->chip->name, program->chip->programBytes);
-    uint64_t data = place_data(program);
+                     roomLeft(needed), program->chip->name, program->chip->programBytes);
+    uint64_t data = placeData(program);
     if (data > program->chip->dataBytes)
         report_error(program->report, {}, 1659,
-                     "data needs 0x%x bytes of data memory; device \"%s\" has 0x%x",
-                     room_left(data), program->chip->name, program->chip->dataBytes);
-    program->dataUsed = room_left(data);
+                     "data needs 0x%x bytes of data memory; device \"%s\" has 0x%x", roomLeft(data),
+                     program->chip->name, program->chip->dataBytes);
+    program->dataUsed = roomLeft(data);
     return program->report->errors == 0;
 }
 
 // Puts the section's bytes, and zeros for those it lacks, at its address.
-static void put_section(OrbProgram *program, const OrbSection *section)
+static void putSection(OrbProgram *program, const OrbSection *section)
 {
     size_t at = section->address - program->codeOffset;
     size_t end = at + ((section->size + 1u) & ~1u);
@@ -233,12 +233,12 @@ static void put_section(OrbProgram *program, const OrbSection *section)
         memcpy(program->image.items + at, section->bytes.items, section->bytes.count);
 }
 
-static void build_image(OrbProgram *program)
+static void buildImage(OrbProgram *program)
 {
     for (const OrbModule *module : program->modules)
         for (const OrbSection &section : module->sections)
             if (!section.isData)
-                put_section(program, &section);
+                putSection(program, &section);
     for (const OrbModule *module : program->modules)
         for (const OrbSection &section : module->sections)
             if (section.isData)
@@ -250,7 +250,7 @@ static void apply(OrbProgram *program, OrbModule *module, const OrbReloc *reloc)
     const OrbSymbol *symbol = &module->symbols.items[reloc->symbol];
     const OrbModule *owner = module;
     if (symbol->section == SECTION_UNDEFINED) {
-        const Definition *definition = find_definition(program, symbol->name);
+        const Definition *definition = findDefinition(program, symbol->name);
         owner = definition->module;
         symbol = definition->symbol;
     }
@@ -267,7 +267,7 @@ static void apply(OrbProgram *program, OrbModule *module, const OrbReloc *reloc)
                      symbol->name, reloc->offset, module->file, address, 16u);
 }
 
-static void find_start(OrbProgram *program)
+static void findStart(OrbProgram *program)
 {
     program->start = program->codeOffset;
     for (const OrbModule *module : program->modules) {
@@ -283,17 +283,17 @@ static void find_start(OrbProgram *program)
 int orblink(OrbProgram *program)
 {
     for (const OrbModule *module : program->modules)
-        add_symbols(program, module);
-    add_startup(program);
-    add_libraryModules(program);
-    add_libraryFunctions(program);
-    check_needs(program);
-    if (program->report->errors != 0 || !place_all(program))
+        addSymbols(program, module);
+    addStartup(program);
+    addLibraryModules(program);
+    addLibraryFunctions(program);
+    checkNeeds(program);
+    if (program->report->errors != 0 || !placeAll(program))
         return 0;
     for (OrbModule *module : program->modules)
         for (const OrbReloc &reloc : module->relocs)
             apply(program, module, &reloc);
-    build_image(program);
-    find_start(program);
+    buildImage(program);
+    findStart(program);
     return program->report->errors == 0;
 }

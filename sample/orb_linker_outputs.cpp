@@ -4,7 +4,7 @@
 enum HexType { HEX_DATA = 0, HEX_END = 1, HEX_UPPER_ADDRESS = 4 };
 enum { HEX_BYTES = 16 };
 
-static void hex_line(Buffer *file, HexType type, uint32_t address, const char *bytes, size_t count)
+static void hexLine(Buffer *file, HexType type, uint32_t address, const char *bytes, size_t count)
 {
     uint32_t sum = static_cast<uint32_t>(count) + (address >> 8) + address + type;
     buffer_print(file, ":%02zX%04X%02X", count, address & 0xFFFF, type);
@@ -15,28 +15,28 @@ static void hex_line(Buffer *file, HexType type, uint32_t address, const char *b
     buffer_print(file, "%02X\n", (0u - sum) & 0xFF);
 }
 
-static void hex_upper(Buffer *file, uint32_t upper)
+static void hexUpper(Buffer *file, uint32_t upper)
 {
     char bytes[2] = {static_cast<char>(upper >> 8), static_cast<char>(upper)};
-    hex_line(file, HEX_UPPER_ADDRESS, 0, bytes, sizeof bytes);
+    hexLine(file, HEX_UPPER_ADDRESS, 0, bytes, sizeof bytes);
 }
 
 void orblink_writeHex(const OrbProgram *program, int startsWithZero, Buffer *file)
 {
     uint32_t upper = 0;
     if (startsWithZero)
-        hex_upper(file, 0);
+        hexUpper(file, 0);
     for (size_t at = 0; at < program->image.count;) {
         uint32_t address = program->codeOffset + static_cast<uint32_t>(at);
         if (address >> 16 != upper)
-            hex_upper(file, upper = address >> 16);
+            hexUpper(file, upper = address >> 16);
         size_t count = HEX_BYTES - address % HEX_BYTES;
         if (count > program->image.count - at)
             count = program->image.count - at;
-        hex_line(file, HEX_DATA, address & 0xFFFF, program->image.items + at, count);
+        hexLine(file, HEX_DATA, address & 0xFFFF, program->image.items + at, count);
         at += count;
     }
-    hex_line(file, HEX_END, 0, nullptr, 0);
+    hexLine(file, HEX_END, 0, nullptr, 0);
 }
 
 void orblink_writeElf(const OrbProgram *program, Buffer *file)
@@ -92,7 +92,7 @@ void orblink_writeSummary(const OrbProgram *program, Buffer *file)
                  program->chip->dataBytes, percent(program->dataUsed, program->chip->dataBytes));
 }
 
-static void xml_text(Buffer *file, const char *text)
+static void xmlText(Buffer *file, const char *text)
 {
     for (; *text != 0; text++) {
         const char *name = *text == '<'   ? "&lt;"
@@ -104,7 +104,7 @@ static void xml_text(Buffer *file, const char *text)
     }
 }
 
-static void xml_memory(Buffer *file, const char *name, size_t used, size_t length)
+static void xmlMemory(Buffer *file, const char *name, size_t used, size_t length)
 {
     buffer_print(file,
                  "    <memory name=\"%s\">\n"
@@ -120,9 +120,9 @@ void orblink_writeXml(const OrbProgram *program, Buffer *file)
 {
     buffer_print(file, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<project>\n"
                        "  <executable name=\"");
-    xml_text(file, program->name);
+    xmlText(file, program->name);
     buffer_print(file, "\" device=\"%s\">\n", program->chip->name);
-    xml_memory(file, "data", program->dataUsed, program->chip->dataBytes);
-    xml_memory(file, "program", program->image.count, program->chip->programBytes);
+    xmlMemory(file, "data", program->dataUsed, program->chip->dataBytes);
+    xmlMemory(file, "program", program->image.count, program->chip->programBytes);
     buffer_print(file, "  </executable>\n</project>\n");
 }

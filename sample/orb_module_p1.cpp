@@ -7,7 +7,7 @@
 static const char MARKER[] = "Version 2.32 NORVELL Software Intermediate Code";
 enum { BYTES_A_LINE = 32, SECTION_LIMIT = 1 << 20 };
 
-static void write_bytes(Buffer *file, const Buffer *bytes)
+static void writeBytes(Buffer *file, const Buffer *bytes)
 {
     for (size_t at = 0; at < bytes->count; at++) {
         if (at % BYTES_A_LINE == 0)
@@ -24,7 +24,7 @@ void orbmodule_writeIntermediate(const OrbModule *module, Buffer *file)
     for (const OrbSection &section : module->sections) {
         buffer_print(file, "section %s %x %s\n", section.isData ? "data" : "code", section.size,
                      section.name);
-        write_bytes(file, &section.bytes);
+        writeBytes(file, &section.bytes);
     }
     for (const OrbSymbol &symbol : module->symbols) {
         if (symbol.section == SECTION_UNDEFINED)
@@ -37,7 +37,7 @@ void orbmodule_writeIntermediate(const OrbModule *module, Buffer *file)
 
 // Reads hexadecimal digits at *at, and one blank behind them. 0 when there are none or the number
 // is too large for the sample's files.
-static int take_number(const char **at, uint32_t *value)
+static int takeNumber(const char **at, uint32_t *value)
 {
     char *end;
     unsigned long number = strtoul(*at, &end, 16);
@@ -48,38 +48,38 @@ static int take_number(const char **at, uint32_t *value)
     return 1;
 }
 
-static int read_section(OrbModule *module, const char *line)
+static int readSection(OrbModule *module, const char *line)
 {
     int isData = strncmp(line, "data ", 5) == 0;
     uint32_t size;
     if ((!isData && strncmp(line, "code ", 5) != 0) || module->sections.count >= SECTION_MAX)
         return 0;
     line += 5;
-    if (!take_number(&line, &size))
+    if (!takeNumber(&line, &size))
         return 0;
     list_add(&module->sections, OrbSection{arena_copy(line), isData, size, {}, 0});
     return 1;
 }
 
-static int hex_digit(char c)
+static int hexDigit(char c)
 {
     const char *digits = "0123456789abcdef";
     const char *found = c == 0 ? nullptr : strchr(digits, c);
     return found == nullptr ? -1 : static_cast<int>(found - digits);
 }
 
-static int read_bytes(OrbModule *module, const char *line)
+static int readBytes(OrbModule *module, const char *line)
 {
     uint32_t offset;
-    if (module->sections.count == 0 || !take_number(&line, &offset))
+    if (module->sections.count == 0 || !takeNumber(&line, &offset))
         return 0;
     OrbSection *section = &module->sections.items[module->sections.count - 1];
     size_t length = strlen(line) / 2;
     if (offset != section->bytes.count || length > section->size - offset)
         return 0;
     for (; *line != 0; line += 2) {
-        int high = hex_digit(line[0]);
-        int low = hex_digit(line[1]);
+        int high = hexDigit(line[0]);
+        int low = hexDigit(line[1]);
         if (high < 0 || low < 0)
             return 0;
         char byte = static_cast<char>(high << 4 | low);
@@ -88,16 +88,16 @@ static int read_bytes(OrbModule *module, const char *line)
     return 1;
 }
 
-static int read_symbol(OrbModule *module, const char *line)
+static int readSymbol(OrbModule *module, const char *line)
 {
     uint32_t section = SECTION_UNDEFINED;
     uint32_t value;
     int undefined = strncmp(line, "- ", 2) == 0;
     if (undefined)
         line += 2;
-    else if (!take_number(&line, &section) || section >= module->sections.count)
+    else if (!takeNumber(&line, &section) || section >= module->sections.count)
         return 0;
-    if (!take_number(&line, &value) || *line == 0)
+    if (!takeNumber(&line, &value) || *line == 0)
         return 0;
     list_add(&module->symbols, OrbSymbol{arena_copy(line), section, value, 1, 0});
     return 1;
@@ -118,12 +118,12 @@ static const struct {
          module->source = arena_copy(rest);
          return 1;
      }},
-    {"section ", read_section},
-    {"bytes ", read_bytes},
-    {"symbol ", read_symbol},
+    {"section ", readSection},
+    {"bytes ", readBytes},
+    {"symbol ", readSymbol},
 };
 
-static int read_line(OrbModule *module, const char *line)
+static int readLine(OrbModule *module, const char *line)
 {
     for (const auto &item : ITEMS)
         if (strncmp(line, item.word, strlen(item.word)) == 0)
@@ -143,7 +143,7 @@ OrbModule *orbmodule_readIntermediate(const char *text, size_t size)
         *end = 0;
         if (strcmp(line, "end") == 0)
             return module;
-        if (isFirst ? strcmp(line, MARKER) != 0 : !read_line(module, line))
+        if (isFirst ? strcmp(line, MARKER) != 0 : !readLine(module, line))
             return nullptr;
         isFirst = 0;
     }

@@ -16,24 +16,24 @@ static const char VERSION[] = "QZM sample C compiler driver V2.32\n";
 static const char BUILTINS[] = "__builtin_nop\n__builtin_disable_interrupts\n"
                                "__builtin_enable_interrupts\n__builtin_reset\n__builtin_sleep\n";
 
-static void write_output(const QzmJob *job, const char *path, const Buffer *content)
+static void writeOutput(const QzmJob *job, const char *path, const Buffer *content)
 {
     if (!file_write(path, content))
         report_error(job->report, {}, 105, "could not write file \"%s\": %s", path,
                      strerror(errno));
 }
 
-static void write_module(const QzmJob *job, const char *path, const OrbModule *module)
+static void writeModule(const QzmJob *job, const char *path, const OrbModule *module)
 {
     Buffer file = {};
     if (orbmodule_write(module, &file))
-        write_output(job, path, &file);
+        writeOutput(job, path, &file);
     else
         report_error(job->report, {module->file, 0, 0}, 1620,
                      "object file \"%s\" would have a record that is too long", path);
 }
 
-static int is_only(const QzmJob *job)
+static int isOnly(const QzmJob *job)
 {
     const QzmOptions *options = job->options;
     return options->compileOnly || options->pass1 || options->assemblyOnly;
@@ -44,8 +44,8 @@ static int is_only(const QzmJob *job)
 static OrbModule *translate(const QzmJob *job, const char *source, int isAlone)
 {
     int isC = qzm_inputKind(source) == INPUT_C;
-    int keep = is_only(job) || job->options->keepTemporary;
-    const char *target = qzm_objectPath(job, source, isC ? "p1" : "o", is_only(job) && isAlone);
+    int keep = isOnly(job) || job->options->keepTemporary;
+    const char *target = qzm_objectPath(job, source, isC ? "p1" : "o", isOnly(job) && isAlone);
     if (job->options->preprocess) {
         qzm_preprocess(job, source);
         return nullptr;
@@ -60,12 +60,11 @@ static OrbModule *translate(const QzmJob *job, const char *source, int isAlone)
     }
     OrbModule *module = isC ? qzm_compile(job, source, target) : qzm_assemble(job, source, target);
     if (module != nullptr && keep)
-        write_module(job, target, module);
+        writeModule(job, target, module);
     return module;
 }
 
-static void add_library(const QzmJob *job, OrbProgram *program, const char *name,
-                        const Buffer *file)
+static void addLibrary(const QzmJob *job, OrbProgram *program, const char *name, const Buffer *file)
 {
     Library library = {};
     if (!orblibrary_read(file, &library)) {
@@ -79,7 +78,7 @@ static void add_library(const QzmJob *job, OrbProgram *program, const char *name
     }
 }
 
-static void add_linkInput(const QzmJob *job, OrbProgram *program, const char *name)
+static void addLinkInput(const QzmJob *job, OrbProgram *program, const char *name)
 {
     // The bytes are the library modules' until the end.
     Buffer file = {};
@@ -92,7 +91,7 @@ static void add_linkInput(const QzmJob *job, OrbProgram *program, const char *na
     }
     OrbModule *module = orbmodule_read(name, file.items, file.count);
     if (module == nullptr) {
-        add_library(job, program, name, &file);
+        addLibrary(job, program, name, &file);
         return;
     }
     if (*module->chip != 0 && strcmp(module->chip, job->chip->name) != 0)
@@ -102,19 +101,19 @@ static void add_linkInput(const QzmJob *job, OrbProgram *program, const char *na
     list_add(&program->modules, module);
 }
 
-static void print_summary(const QzmJob *job, const OrbProgram *program)
+static void printSummary(const QzmJob *job, const OrbProgram *program)
 {
     static const char *const WANTED[] = {"mem", "+mem", "psect", "+psect", "class", "+class"};
     Buffer text = {};
     orblink_writeSummary(program, &text);
     for (const char *item : WANTED)
         if (qzmoptions_has(&job->options->summary, item)) {
-            write_output(job, "-", &text);
+            writeOutput(job, "-", &text);
             return;
         }
 }
 
-static void write_program(const QzmJob *job, const OrbProgram *program, const char *output)
+static void writeProgram(const QzmJob *job, const OrbProgram *program, const char *output)
 {
     const QzmOptions *options = job->options;
     Buffer hex = {};
@@ -123,14 +122,14 @@ static void write_program(const QzmJob *job, const OrbProgram *program, const ch
     Buffer xml = {};
     int zero = qzmoptions_has(&options->outputFormats, "+inhx032");
     orblink_writeHex(program, zero, &hex);
-    write_output(job, path_withExtension(output, "hex"), &hex);
+    writeOutput(job, path_withExtension(output, "hex"), &hex);
     if (strcmp(path_extension(output), "elf") == 0) {
         orblink_writeElf(program, &elf);
-        write_output(job, output, &elf);
+        writeOutput(job, output, &elf);
     }
     if (options->mapFile != nullptr || options->wantsMap) {
         orblink_writeMap(program, &map);
-        write_output(
+        writeOutput(
             job, options->mapFile != nullptr ? options->mapFile : path_withExtension(output, "map"),
             &map);
     }
@@ -139,13 +138,13 @@ static void write_program(const QzmJob *job, const OrbProgram *program, const ch
         const char *path = file_isDirectory(options->summaryFile)
                                ? path_join(options->summaryFile, "memoryfile.xml")
                                : options->summaryFile;
-        write_output(job, path, &xml);
+        writeOutput(job, path, &xml);
     }
-    print_summary(job, program);
+    printSummary(job, program);
 }
 
 // "-o" in "--outdir", or the first input's name; ".hex" when it has no extension.
-static const char *output_path(const QzmOptions *options)
+static const char *outputPath(const QzmOptions *options)
 {
     const char *name = options->output;
     if (name == nullptr)
@@ -155,10 +154,10 @@ static const char *output_path(const QzmOptions *options)
     return path_join(options->outputDir == nullptr ? "" : options->outputDir, name);
 }
 
-static void link_program(const QzmJob *job, OrbProgram *program)
+static void linkProgram(const QzmJob *job, OrbProgram *program)
 {
     const QzmOptions *options = job->options;
-    const char *output = output_path(options);
+    const char *output = outputPath(options);
     program->chip = job->chip;
     program->report = job->report;
     program->name = output;
@@ -168,10 +167,10 @@ static void link_program(const QzmJob *job, OrbProgram *program)
         program->codeOffset =
             static_cast<uint32_t>(strtoul(options->codeOffset, nullptr, 16)) & 0xFFFFFFFEu;
     if (orblink(program))
-        write_program(job, program, output);
+        writeProgram(job, program, output);
 }
 
-static int is_source(const char *input)
+static int isSource(const char *input)
 {
     InputKind kind = qzm_inputKind(input);
     return kind == INPUT_C || kind == INPUT_ASSEMBLY;
@@ -181,27 +180,27 @@ static void build(const QzmJob *job)
 {
     OrbProgram program = {};
     size_t sources = 0;
-    int links = !is_only(job) && !job->options->preprocess && !qzm_wantsOnlyDependencies(job);
+    int links = !isOnly(job) && !job->options->preprocess && !qzm_wantsOnlyDependencies(job);
     for (const char *input : job->options->inputs)
-        sources += is_source(input) != 0;
-    if (is_only(job) && job->options->output != nullptr && sources > 1)
+        sources += isSource(input) != 0;
+    if (isOnly(job) && job->options->output != nullptr && sources > 1)
         report_error(job->report, {}, 128, "one output file was named for %zu input files",
                      sources);
     for (const char *input : job->options->inputs) {
         host_stopIfAsked();
         OrbModule *module = nullptr;
-        if (is_source(input))
+        if (isSource(input))
             module = translate(job, input, sources == 1);
         else if (links)
-            add_linkInput(job, &program, input);
+            addLinkInput(job, &program, input);
         if (module != nullptr)
             list_add(&program.modules, module);
     }
     if (links && job->report->errors == 0)
-        link_program(job, &program);
+        linkProgram(job, &program);
 }
 
-static void check_directory(Report *report, const char *path, unsigned number, const char *what)
+static void checkDirectory(Report *report, const char *path, unsigned number, const char *what)
 {
     if (path != nullptr && !file_isDirectory(path))
         report_error(report, {}, number, "%s directory \"%s\" does not exist", what, path);
@@ -218,19 +217,19 @@ static int check(const QzmOptions *options, const OrbChip **chip, Report *report
     else if (*chip == nullptr)
         report_error(report, {}, 230, "device \"%s\" is not known to this installation",
                      options->chip);
-    check_directory(report, options->objectDir, 2014, "object");
-    check_directory(report, options->outputDir, 2015, "output");
+    checkDirectory(report, options->objectDir, 2014, "object");
+    checkDirectory(report, options->outputDir, 2015, "output");
     return report->errors == 0;
 }
 
-static void print_plan(const QzmOptions *options)
+static void printPlan(const QzmOptions *options)
 {
     for (const char *input : options->inputs)
-        fprintf(stderr, "%s %s for %s\n", is_source(input) ? "translate" : "link", input,
+        fprintf(stderr, "%s %s for %s\n", isSource(input) ? "translate" : "link", input,
                 options->chip == nullptr ? "no device" : options->chip);
 }
 
-static void start_report(const QzmOptions *options, Report *report)
+static void startReport(const QzmOptions *options, Report *report)
 {
     for (int i = 0; i < SEVERITY_COUNT; i++)
         if (options->formats[i] != nullptr)
@@ -242,7 +241,7 @@ static void start_report(const QzmOptions *options, Report *report)
         report->limit = static_cast<unsigned>(strtoul(options->errorLimit, nullptr, 10));
 }
 
-static int print_text(const char *text)
+static int printText(const char *text)
 {
     return fputs(text, stdout) >= 0 && fflush(stdout) == 0 ? 0 : 1;
 }
@@ -254,17 +253,17 @@ static int run(const CommandArguments *arguments)
     report_start(&report);
     int understood = qzmoptions_parse(arguments, &options, &report);
     if (options.showVersion && understood)
-        return print_text(VERSION);
+        return printText(VERSION);
     if (qzmoptions_has(&options.info, "builtins") && understood)
-        return print_text(BUILTINS);
-    start_report(&options, &report);
+        return printText(BUILTINS);
+    startReport(&options, &report);
     const OrbChip *chip = nullptr;
     if (!understood || !check(&options, &chip, &report))
         return 1;
     if (options.verbose)
         fputs(VERSION, stderr);
     if (options.noExecute || options.verbose)
-        print_plan(&options);
+        printPlan(&options);
     if (options.noExecute)
         return 0;
     QzmJob job = {&options, chip, &report};

@@ -20,7 +20,7 @@ struct Run {
     size_t count;
 };
 
-static int read_library(Run *run, int mayBeMissing)
+static int readLibrary(Run *run, int mayBeMissing)
 {
     if (mayBeMissing && !file_exists(run->path))
         return 1;
@@ -33,7 +33,7 @@ static int read_library(Run *run, int mayBeMissing)
     return run->report.errors == 0;
 }
 
-static int write_library(Run *run)
+static int writeLibrary(Run *run)
 {
     Buffer file = {};
     if (!orblibrary_write(&run->library, &file))
@@ -45,7 +45,7 @@ static int write_library(Run *run)
     return run->report.errors == 0;
 }
 
-static LibraryModule *find_module(Run *run, const char *name)
+static LibraryModule *findModule(Run *run, const char *name)
 {
     for (LibraryModule &module : run->library)
         if (strcmp(module.name, name) == 0)
@@ -53,7 +53,7 @@ static LibraryModule *find_module(Run *run, const char *name)
     return nullptr;
 }
 
-static int is_named(const Run *run, const char *name)
+static int isNamed(const Run *run, const char *name)
 {
     for (size_t i = 0; i < run->count; i++)
         if (strcmp(run->names[i], name) == 0)
@@ -61,7 +61,7 @@ static int is_named(const Run *run, const char *name)
     return run->count == 0;
 }
 
-static void put_file(Run *run, const char *path)
+static void putFile(Run *run, const char *path)
 {
     Buffer file = {};
     LibraryModule entry = {};
@@ -76,41 +76,41 @@ static void put_file(Run *run, const char *path)
                      "file \"%s\" is neither an object file nor an intermediate file", path);
         return;
     }
-    LibraryModule *old = find_module(run, name);
+    LibraryModule *old = findModule(run, name);
     if (old != nullptr)
         *old = entry;
     else
         list_add(&run->library, entry);
 }
 
-static int command_replace(Run *run)
+static int commandReplace(Run *run)
 {
-    if (!read_library(run, 1))
+    if (!readLibrary(run, 1))
         return 0;
     for (size_t i = 0; i < run->count; i++)
-        put_file(run, run->names[i]);
-    return run->report.errors == 0 && write_library(run);
+        putFile(run, run->names[i]);
+    return run->report.errors == 0 && writeLibrary(run);
 }
 
-static int check_names(Run *run)
+static int checkNames(Run *run)
 {
     for (size_t i = 0; i < run->count; i++)
-        if (find_module(run, run->names[i]) == nullptr)
+        if (findModule(run, run->names[i]) == nullptr)
             report_error(&run->report, {}, 1760, "library \"%s\" has no module \"%s\"", run->path,
                          run->names[i]);
     return run->report.errors == 0;
 }
 
-static int command_delete(Run *run)
+static int commandDelete(Run *run)
 {
-    if (!read_library(run, 0) || !check_names(run))
+    if (!readLibrary(run, 0) || !checkNames(run))
         return 0;
     Library kept = {};
     for (const LibraryModule &module : run->library)
-        if (run->count == 0 || !is_named(run, module.name))
+        if (run->count == 0 || !isNamed(run, module.name))
             list_add(&kept, module);
     run->library = kept;
-    return write_library(run);
+    return writeLibrary(run);
 }
 
 // A module's name comes from the file; it must not lead out of the directory.
@@ -124,19 +124,19 @@ static void extract(Run *run, const LibraryModule *module)
                      module->name, module->name);
 }
 
-static int command_extract(Run *run)
+static int commandExtract(Run *run)
 {
-    if (!read_library(run, 0) || !check_names(run))
+    if (!readLibrary(run, 0) || !checkNames(run))
         return 0;
     for (const LibraryModule &module : run->library)
-        if (is_named(run, module.name))
+        if (isNamed(run, module.name))
             extract(run, &module);
     return run->report.errors == 0;
 }
 
-static int command_list(Run *run)
+static int commandList(Run *run)
 {
-    if (!read_library(run, 0))
+    if (!readLibrary(run, 0))
         return 0;
     for (const LibraryModule &module : run->library)
         printf("%s\n", module.name);
@@ -147,13 +147,13 @@ static const struct {
     const char *name;
     int (*run)(Run *run);
 } COMMANDS[] = {
-    {"-r", command_replace},
-    {"-d", command_delete},
-    {"-x", command_extract},
-    {"-t", command_list},
+    {"-r", commandReplace},
+    {"-d", commandDelete},
+    {"-x", commandExtract},
+    {"-t", commandList},
 };
 
-static int run_command(const CommandArguments *arguments)
+static int runCommand(const CommandArguments *arguments)
 {
     Run run = {};
     report_start(&run.report);
@@ -178,7 +178,7 @@ static int run_command(const CommandArguments *arguments)
 int main(int argc, char **argv)
 {
     CommandArguments arguments = {};
-    int done = commandfile_expand(argc, argv, &arguments) && run_command(&arguments);
+    int done = commandfile_expand(argc, argv, &arguments) && runCommand(&arguments);
     commandfile_free(&arguments);
     return done ? 0 : 1;
 }

@@ -27,7 +27,7 @@ InputKind qzm_inputKind(const char *name)
     return INPUT_UNKNOWN;
 }
 
-static int needs_preprocessing(const QzmJob *job, const char *source)
+static int wantsPreprocessing(const QzmJob *job, const char *source)
 {
     for (const auto &row : EXTENSIONS)
         if (strcmp(row.extension, path_extension(source)) == 0)
@@ -35,7 +35,7 @@ static int needs_preprocessing(const QzmJob *job, const char *source)
     return 1;
 }
 
-static const char *text_or_empty(const char *text)
+static const char *textOrEmpty(const char *text)
 {
     return text == nullptr ? "" : text;
 }
@@ -49,30 +49,30 @@ const char *qzm_objectPath(const QzmJob *job, const char *source, const char *ex
         if (*path_extension(name) == 0)
             name = path_withExtension(name, extension);
     }
-    return path_join(text_or_empty(job->options->objectDir), name);
+    return path_join(textOrEmpty(job->options->objectDir), name);
 }
 
-static int is_c90(const QzmJob *job)
+static int isC90(const QzmJob *job)
 {
     return job->options->standard != nullptr && strcmp(job->options->standard, "c90") == 0;
 }
 
 // The suite's own headers, and those of the C library unless "--runtime=-cinc" took them away. As
 // system folders they are left out of what "-MM" lists.
-static void add_headers(const QzmJob *job, Strings *command)
+static void addHeaders(const QzmJob *job, Strings *command)
 {
     const char *headers = path_besideProgram("include");
     if (headers == nullptr)
         return;
     if (!qzmoptions_has(&job->options->runtime, "-cinc")) {
         list_add(command, "-isystem");
-        list_add(command, path_join(headers, is_c90(job) ? "c90" : "c99"));
+        list_add(command, path_join(headers, isC90(job) ? "c90" : "c99"));
     }
     list_add(command, "-isystem");
     list_add(command, headers);
 }
 
-static void add_macros(const QzmJob *job, Strings *command)
+static void addMacros(const QzmJob *job, Strings *command)
 {
     char *chip = arena_copy(job->chip->name);
     for (char *at = chip; *at != 0; at++)
@@ -85,10 +85,10 @@ static void add_macros(const QzmJob *job, Strings *command)
     list_add(command, arena_format("-D__%s__=1", job->chip->family));
 }
 
-static void add_language(const QzmJob *job, Strings *command)
+static void addLanguage(const QzmJob *job, Strings *command)
 {
     const char *base = job->options->strict ? "c" : "gnu";
-    list_add(command, arena_format("-std=%s%s", base, is_c90(job) ? "90" : "99"));
+    list_add(command, arena_format("-std=%s%s", base, isC90(job) ? "90" : "99"));
     if (job->options->strict)
         list_add(command, "-pedantic");
     if (job->options->characters != nullptr)
@@ -98,18 +98,18 @@ static void add_language(const QzmJob *job, Strings *command)
 }
 
 // The command that preprocesses, without the source.
-static Strings preprocess_command(const QzmJob *job, InputKind kind)
+static Strings preprocessCommand(const QzmJob *job, InputKind kind)
 {
     Strings command = {};
     list_add(&command, "-E");
     list_add(&command, "-nostdinc");
     list_add(&command, "-undef");
     list_add(&command, "-fno-diagnostics-show-caret");
-    add_macros(job, &command);
-    add_language(job, &command);
+    addMacros(job, &command);
+    addLanguage(job, &command);
     for (const char *option : job->options->preprocessor)
         list_add(&command, option);
-    add_headers(job, &command);
+    addHeaders(job, &command);
     if (qzmoptions_has(&job->options->info, "defvals"))
         list_add(&command, "-dM");
     list_add(&command, "-x");
@@ -118,7 +118,7 @@ static Strings preprocess_command(const QzmJob *job, InputKind kind)
 }
 
 // Reports a file that cannot be read; the host's compiler would name itself.
-static int check_source(const QzmJob *job, const char *source)
+static int checkSource(const QzmJob *job, const char *source)
 {
     if (!file_exists(source))
         report_error(job->report, {}, 101, "file \"%s\" does not exist", source);
@@ -137,8 +137,8 @@ static const char *temporary(const QzmJob *job, const char *extension)
     return name;
 }
 
-static void add_dependencies(const QzmJob *job, const char *source, const char *target,
-                             Strings *command)
+static void addDependencies(const QzmJob *job, const char *source, const char *target,
+                            Strings *command)
 {
     const QzmOptions *options = job->options;
     int noSystem = qzmoptions_has(&options->dependencies, "-sys");
@@ -160,9 +160,9 @@ int qzm_wantsOnlyDependencies(const QzmJob *job)
 
 int qzm_writeDependencies(const QzmJob *job, const char *source, const char *target)
 {
-    if (!check_source(job, source))
+    if (!checkSource(job, source))
         return 0;
-    Strings command = preprocess_command(job, qzm_inputKind(source));
+    Strings command = preprocessCommand(job, qzm_inputKind(source));
     int noSystem = qzmoptions_has(&job->options->dependencies, "-sys");
     list_add(&command, noSystem ? "-MM" : "-M");
     list_add(&command, "-MT");
@@ -177,32 +177,32 @@ int qzm_writeDependencies(const QzmJob *job, const char *source, const char *tar
 
 int qzm_preprocess(const QzmJob *job, const char *source)
 {
-    if (!check_source(job, source))
+    if (!checkSource(job, source))
         return 0;
-    Strings command = preprocess_command(job, qzm_inputKind(source));
+    Strings command = preprocessCommand(job, qzm_inputKind(source));
     list_add(&command, source);
     const char *output = job->options->output;
     if (output != nullptr) {
         const char *directory = job->options->outputDir;
-        output = path_join(text_or_empty(directory), output);
+        output = path_join(textOrEmpty(directory), output);
     }
     return host_run(&command, output, job->report);
 }
 
 // Preprocesses into a temporary file, or, when temporary files are to be kept, a file beside the
 // object. Null after an error.
-static const char *preprocess_for(const QzmJob *job, const char *source, const char *target,
-                                  const char *extension)
+static const char *preprocessFor(const QzmJob *job, const char *source, const char *target,
+                                 const char *extension)
 {
-    if (!check_source(job, source))
+    if (!checkSource(job, source))
         return nullptr;
     const char *text = job->options->keepTemporary ? qzm_objectPath(job, source, extension, 0)
                                                    : temporary(job, extension);
     if (text == nullptr)
         return nullptr;
-    Strings command = preprocess_command(job, qzm_inputKind(source));
+    Strings command = preprocessCommand(job, qzm_inputKind(source));
     if (job->options->dependencies.count != 0 || job->options->dependencyFile != nullptr)
-        add_dependencies(job, source, target, &command);
+        addDependencies(job, source, target, &command);
     list_add(&command, source);
     return host_run(&command, text, job->report) ? text : nullptr;
 }
@@ -219,7 +219,7 @@ static const char *optimization(const QzmJob *job)
     return level;
 }
 
-static Strings compile_command(const QzmJob *job, const char *what)
+static Strings compileCommand(const QzmJob *job, const char *what)
 {
     static const char *const FIXED[] = {
         "-ffreestanding",
@@ -236,16 +236,16 @@ static Strings compile_command(const QzmJob *job, const char *what)
     for (const char *option : FIXED)
         list_add(&command, option);
     list_add(&command, optimization(job));
-    add_language(job, &command);
+    addLanguage(job, &command);
     for (const char *option : job->options->parser)
         list_add(&command, option);
     return command;
 }
 
 // Runs the host's compiler proper on the source; `output` is what it leaves.
-static int run_compiler(const QzmJob *job, const char *what, const char *text, const char *output)
+static int runCompiler(const QzmJob *job, const char *what, const char *text, const char *output)
 {
-    Strings command = compile_command(job, what);
+    Strings command = compileCommand(job, what);
     list_add(&command, "-o");
     list_add(&command, output);
     list_add(&command, text);
@@ -254,9 +254,9 @@ static int run_compiler(const QzmJob *job, const char *what, const char *text, c
 
 OrbModule *qzm_compile(const QzmJob *job, const char *source, const char *target)
 {
-    const char *text = preprocess_for(job, source, target, "i");
+    const char *text = preprocessFor(job, source, target, "i");
     const char *object = text == nullptr ? nullptr : temporary(job, "o");
-    if (object == nullptr || !run_compiler(job, "-c", text, object))
+    if (object == nullptr || !runCompiler(job, "-c", text, object))
         return nullptr;
     OrbModule *module = static_cast<OrbModule *>(arena_alloc(sizeof(OrbModule)));
     *module = {};
@@ -273,11 +273,11 @@ OrbModule *qzm_compile(const QzmJob *job, const char *source, const char *target
 int qzm_compileToAssembly(const QzmJob *job, const char *source)
 {
     const char *output = qzm_objectPath(job, source, "s", 1);
-    const char *text = preprocess_for(job, source, output, "i");
-    return text != nullptr && run_compiler(job, "-S", text, output);
+    const char *text = preprocessFor(job, source, output, "i");
+    return text != nullptr && runCompiler(job, "-S", text, output);
 }
 
-static void write_listing(const QzmJob *job, const char *source, const Buffer *listing)
+static void writeListing(const QzmJob *job, const char *source, const Buffer *listing)
 {
     const char *path = qzm_objectPath(job, source, "lst", 0);
     if (!file_write(path, listing))
@@ -288,10 +288,10 @@ static void write_listing(const QzmJob *job, const char *source, const Buffer *l
 OrbModule *qzm_assemble(const QzmJob *job, const char *source, const char *target)
 {
     const char *text = source;
-    if (needs_preprocessing(job, source))
-        text = preprocess_for(job, source, target, "pre");
+    if (wantsPreprocessing(job, source))
+        text = preprocessFor(job, source, target, "pre");
     Buffer file = {};
-    if (text == nullptr || !check_source(job, text))
+    if (text == nullptr || !checkSource(job, text))
         return nullptr;
     if (!file_read(text, &file)) {
         report_error(job->report, {}, 104, "could not read file \"%s\": %s", text, strerror(errno));
@@ -307,6 +307,6 @@ OrbModule *qzm_assemble(const QzmJob *job, const char *source, const char *targe
     OrbModule *module = orbasm_assemble(buffer_text(&file), source, job->chip->name, job->report,
                                         wanted ? &listing : nullptr);
     if (module != nullptr && wanted)
-        write_listing(job, source, &listing);
+        writeListing(job, source, &listing);
     return module;
 }

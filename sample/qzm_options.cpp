@@ -142,7 +142,7 @@ static int matches(const Row *row, const char *argument)
     return row->form == WHOLE ? strcmp(argument, row->name) == 0 : begins(argument, row->name);
 }
 
-static int is_allowed(const Row *row, const char *text)
+static int isAllowed(const Row *row, const char *text)
 {
     return row->values == nullptr || (strchr(text, ',') == nullptr &&
                                       strstr(row->values, arena_format(",%s,", text)) != nullptr);
@@ -155,7 +155,7 @@ static void take(const Row *row, const char *argument, QzmOptions *options, Repo
         report_error(report, {}, 902, "option \"%s\" needs an argument", argument);
         return;
     }
-    if (row->form != WHOLE && !is_allowed(row, rest)) {
+    if (row->form != WHOLE && !isAllowed(row, rest)) {
         report_error(report, {}, 1196, "value \"%s\" of option \"%s\" was not recognized", rest,
                      row->name);
         return;
@@ -171,7 +171,7 @@ static void take(const Row *row, const char *argument, QzmOptions *options, Repo
         list_add(&(options->*row->texts), row->keepsName ? argument : rest);
 }
 
-static void parse_option(const char *argument, QzmOptions *options, Report *report)
+static void parseOption(const char *argument, QzmOptions *options, Report *report)
 {
     for (const auto &format : FORMATS)
         if (begins(argument, format.name)) {
@@ -191,7 +191,7 @@ int qzmoptions_parse(const CommandArguments *arguments, QzmOptions *options, Rep
     for (size_t i = 1; i < arguments->count; i++) {
         const char *argument = arguments->items[i];
         if (argument[0] == '-' && argument[1] != 0)
-            parse_option(argument, options, report);
+            parseOption(argument, options, report);
         else if (*argument != 0)
             list_add(&options->inputs, argument);
     }

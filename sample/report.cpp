@@ -21,24 +21,24 @@ void report_start(Report *report)
     }
 }
 
-static void add_number(Buffer *line, unsigned value)
+static void addNumber(Buffer *line, unsigned value)
 {
     if (value != 0)
         buffer_print(line, "%u", value);
 }
 
-static void add_placeholder(Buffer *line, char letter, Place place, unsigned number,
-                            const char *text)
+static void addPlaceholder(Buffer *line, char letter, Place place, unsigned number,
+                           const char *text)
 {
     switch (letter) {
     case 'f':
         buffer_print(line, "%s", place.file == nullptr ? "" : place.file);
         break;
     case 'l':
-        add_number(line, place.line);
+        addNumber(line, place.line);
         break;
     case 'c':
-        add_number(line, place.column);
+        addNumber(line, place.column);
         break;
     case 'n':
         buffer_print(line, "%u", number);
@@ -62,7 +62,7 @@ void report_show(Report *report, Severity severity, Place place, unsigned number
         if (*at != '%')
             buffer_add(&line, at, 1);
         else if (at[1] != 0)
-            add_placeholder(&line, *++at, place, number, text);
+            addPlaceholder(&line, *++at, place, number, text);
     }
     fprintf(stderr, "%s\n", buffer_text(&line));
 }

@@ -1,7 +1,7 @@
 #include "sample/symbol_table.h"
 
 // The entry of the name, or the free one where it belongs.
-static SymbolEntry *entry_for(const SymbolTable *table, const char *name)
+static SymbolEntry *entryFor(const SymbolTable *table, const char *name)
 {
     uint32_t hash = 2166136261u;
     for (const char *at = name; *at != 0; at++)
@@ -16,7 +16,7 @@ uint32_t *symbols_find(SymbolTable *table, const char *name)
 {
     if (table->capacity == 0)
         return nullptr;
-    SymbolEntry *entry = entry_for(table, name);
+    SymbolEntry *entry = entryFor(table, name);
     return entry->name == nullptr ? nullptr : &entry->number;
 }
 
@@ -26,7 +26,7 @@ static void grow(SymbolTable *table)
     larger.entries = static_cast<SymbolEntry *>(arena_alloc(larger.capacity * sizeof(SymbolEntry)));
     for (size_t i = 0; i < table->capacity; i++)
         if (table->entries[i].name != nullptr)
-            *entry_for(&larger, table->entries[i].name) = table->entries[i];
+            *entryFor(&larger, table->entries[i].name) = table->entries[i];
     *table = larger;
 }
 
@@ -34,6 +34,6 @@ void symbols_add(SymbolTable *table, const char *name, uint32_t number)
 {
     if (table->count * 2 >= table->capacity)
         grow(table);
-    *entry_for(table, name) = {name, number};
+    *entryFor(table, name) = {name, number};
     table->count++;
 }
