@@ -1,7 +1,6 @@
 #define MODULE "common/cmdline"
 #include "common/cmdline.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>

@@ -7,7 +7,6 @@
 
 #include "common/metadata.h"
 
-#include "common/hash.h"
 #include "common/metadata_internal.h"
 #include "common/osdep.h"
 #include "common/qzdebug.h"
@@ -15,7 +14,6 @@
 #include "common/vector.h"
 
 #include <cstdlib>
-#include <cstring>
 
 enum : size_t {
     BUFFER_STEP = 32,

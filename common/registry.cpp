@@ -2,8 +2,6 @@
 
 #include "common/registry.h"
 
-#include <cstdlib>
-
 #include "common/exitpath.h"
 #include "common/osdep.h"
 #include "common/qzdebug.h"

@@ -6,8 +6,6 @@
 #include "common/vector.h"
 #include "driver/option_handlers.h"
 
-#include <cstdlib>
-
 // The options that end the new command, whatever the user gave.
 
 static void append(Vector *command, const char *option)

@@ -5,7 +5,6 @@
 #include "common/osdep.h"
 #include "common/qzdebug.h"
 #include "common/stringcache.h"
-#include "common/vector.h"
 
 #include <cstring>
 

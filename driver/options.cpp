@@ -2,7 +2,6 @@
 #include "driver/options.h"
 
 #include "common/alert.h"
-#include "common/exitpath.h"
 #include "common/hash.h"
 #include "common/qzdebug.h"
 #include "common/stringcache.h"
@@ -10,7 +9,6 @@
 #include "driver/option_handlers.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 // Room for the longest key of the index; a longer text can match no row.
