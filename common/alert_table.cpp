@@ -193,7 +193,7 @@ static void store(const Reader *reader, Entry *entry, const char *kindField, con
 {
     dropText(entry);
     const bool fromFile = reader->fromFile;
-    entry->text = reader->copyTexts ? xstrcat(text, "") : text;
+    entry->text = reader->copyTexts ? xstrdup_must(text) : text;
     entry->builtin = fromFile ? nullptr : kindField;
     entry->level = static_cast<int8_t>(level);
     entry->kind = static_cast<uint8_t>(kind);

@@ -50,9 +50,7 @@ static void appendEntry(const char *text, size_t length)
             xrealloc_must(s_entries, s_capacity * sizeof *s_entries, capacity * sizeof *s_entries));
         s_capacity = capacity;
     }
-    char *copy = static_cast<char *>(xmalloc_must(uint64_t{length} + 1));
-    std::memcpy(copy, text, length);
-    s_entries[s_count++] = copy;
+    s_entries[s_count++] = xstrndup_must(text, length);
 }
 
 static void resetEntries(const char *promptName)

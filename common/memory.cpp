@@ -54,6 +54,17 @@ void *xrealloc_must(void *old, uint64_t used, uint64_t size)
     return p;
 }
 
+char *xstrndup_must(const char *text, uint64_t length)
+{
+    void *copy = xmalloc_must(length + 1); // comes zero-filled
+    return static_cast<char *>(std::memcpy(copy, text, length));
+}
+
+char *xstrdup_must(const char *text)
+{
+    return xstrndup_must(text, std::strlen(text));
+}
+
 // The allocation behind the strings: their sizes are sums that may not fit 32 bits.
 static char *newString(uint64_t size)
 {

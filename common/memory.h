@@ -24,6 +24,11 @@ void *xmalloc_must(uint64_t size);
 // Fails as xmalloc_must() does.
 void *xrealloc_must(void *old, uint64_t used, uint64_t size);
 
+// Returns a new copy of a string, or of the first `length` characters of `text`, which has at least
+// as many. Fail as xmalloc_must() does.
+char *xstrdup_must(const char *text);
+char *xstrndup_must(const char *text, uint64_t length);
+
 // Returns a new string holding `a` followed by `b`. Neither may be null.
 char *xstrcat(const char *a, const char *b);
 

@@ -7,13 +7,6 @@
 #include "common/memory.h"
 #include "common/qzdebug.h"
 
-static char *copyText(const char *text, size_t length)
-{
-    auto *copy = static_cast<char *>(xmalloc_must(uint64_t{length} + 1)); // comes zero-filled
-    std::memcpy(copy, text, length);
-    return copy;
-}
-
 static char *join(const char *dir, char separator, const char *name)
 {
     if (dir == nullptr || name == nullptr || *dir == '\0')
@@ -181,7 +174,7 @@ static char *relativePath(const char *path)
     std::free(cwd);
     if (rest == nullptr)
         return absolute;
-    char *result = *rest == '\0' ? copyText(".", 1) : copyText(rest, std::strlen(rest));
+    char *result = *rest == '\0' ? xstrdup_must(".") : xstrdup_must(rest);
     std::free(absolute);
     return result;
 }
@@ -216,7 +209,7 @@ char *osdep_baseNameCopy(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
     const char *base = baseName(path);
-    char *copy = base == nullptr ? nullptr : copyText(base, std::strlen(base));
+    char *copy = base == nullptr ? nullptr : xstrdup_must(base);
     return TRACE_RETURN("\"%s\"", copy);
 }
 
@@ -225,8 +218,8 @@ static char *stem(const char *path, size_t kept)
 {
     const char *base = baseName(path);
     const char *dot = std::strrchr(base, '.');
-    return copyText(base,
-                    dot == nullptr ? std::strlen(base) : static_cast<size_t>(dot - base) + kept);
+    return xstrndup_must(base, dot == nullptr ? std::strlen(base)
+                                              : static_cast<size_t>(dot - base) + kept);
 }
 
 char *osdep_stem(const char *path)
@@ -254,6 +247,6 @@ char *osdep_dirName(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
     const char *slash = path == nullptr ? nullptr : std::strrchr(path, '/');
-    char *dir = slash == nullptr ? nullptr : copyText(path, static_cast<size_t>(slash - path));
+    char *dir = slash == nullptr ? nullptr : xstrndup_must(path, static_cast<size_t>(slash - path));
     return TRACE_RETURN("\"%s\"", dir);
 }

@@ -18,12 +18,6 @@
 #include "common/osdep_posix.h"
 #include "common/qzdebug.h"
 
-static char *copyText(const char *text)
-{
-    const size_t size = std::strlen(text) + 1;
-    return static_cast<char *>(std::memcpy(xmalloc_must(size), text, size));
-}
-
 // ---- Host -------------------------------------------------------------------------------------
 
 struct HostInfo {
@@ -95,8 +89,8 @@ char *osdep_hostName()
     TRACE_ENTER();
     char name[256] = "";
     if (gethostname(name, sizeof name - 1) != 0 || name[0] == '\0')
-        return TRACE_RETURN("\"%s\"", copyText("localhost"));
-    return TRACE_RETURN("\"%s\"", copyText(name));
+        return TRACE_RETURN("\"%s\"", xstrdup_must("localhost"));
+    return TRACE_RETURN("\"%s\"", xstrdup_must(name));
 }
 
 static char *readLink(const char *link)
@@ -106,7 +100,7 @@ static char *readLink(const char *link)
     if (length <= 0 || static_cast<size_t>(length) >= sizeof path) // a full buffer: cut short
         return nullptr;
     path[length] = '\0';
-    return copyText(path);
+    return xstrdup_must(path);
 }
 
 char *osdep_exePath()
@@ -119,7 +113,8 @@ char *osdep_cwd()
 {
     TRACE_ENTER();
     char path[20480];
-    return TRACE_RETURN("\"%s\"", getcwd(path, sizeof path) == nullptr ? nullptr : copyText(path));
+    return TRACE_RETURN("\"%s\"",
+                        getcwd(path, sizeof path) == nullptr ? nullptr : xstrdup_must(path));
 }
 
 int osdep_setenv(const char *name, const char *value)
@@ -262,7 +257,7 @@ int osdep_mkdirs(const char *path)
         return TRACE_RETURN("%d", S_ISDIR(info.st_mode) ? 0 : 1);
     if (std::strlen(path) >= PATH_MAX)
         return TRACE_RETURN("%d", 1); // no use in creating the part that fits
-    char *copy = copyText(path);
+    char *copy = xstrdup_must(path);
     int result = 1;
     if (makeParents(copy))
         result = makeDirectory(copy) ? 0 : -1;

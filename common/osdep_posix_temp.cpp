@@ -233,12 +233,6 @@ void osdep_removeTempFilesOnSignal()
 
 // ---- Creating ---------------------------------------------------------------------------------
 
-static char *copyName(const char *name)
-{
-    const size_t size = std::strlen(name) + 1;
-    return static_cast<char *>(std::memcpy(xmalloc_must(size), name, size));
-}
-
 static char *templateName(const char *suffix, size_t suffix_length)
 {
     auto *name = static_cast<char *>(xmalloc_must(TEMPLATE_LENGTH + suffix_length + 1));
@@ -256,7 +250,7 @@ static char *createFile(const char *suffix, size_t suffix_length, int *descripto
         return nullptr;
     }
     vec_add(s_registry.files, name);
-    return copyName(name);
+    return xstrdup_must(name);
 }
 
 char *osdep_createTempFile(const char *suffix, int *descriptor)
@@ -302,7 +296,7 @@ static char *createDirectory()
         return nullptr;
     }
     vec_add(s_registry.directories, name);
-    return copyName(name);
+    return xstrdup_must(name);
 }
 
 char *osdep_tempDir()

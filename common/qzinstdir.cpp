@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "common/exitpath.h"
+#include "common/memory.h"
 #include "common/osdep.h"
 #include "common/qzdebug.h"
 #include "common/stringcache.h"
@@ -28,7 +29,7 @@ static char *parentDirectory(const char *path)
     char *parent = strcmp(path, "/") == 0 ? nullptr : osdep_dirName(path);
     if (parent != nullptr && *parent == '\0') {
         free(parent);
-        parent = strdup("/");
+        parent = xstrdup_must("/");
     }
     return TRACE_RETURN("\"%s\"", parent);
 }

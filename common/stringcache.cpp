@@ -36,19 +36,12 @@ void cache_setLimit(uint32_t count)
     s_limit = count;
 }
 
-static char *heapCopy(const char *text, size_t length)
-{
-    char *copy = static_cast<char *>(xmalloc_must(uint64_t{length} + 1));
-    std::memcpy(copy, text, length);
-    return copy;
-}
-
 // A copy that lives to the end of the run. Packing spares an allocation a text.
 static char *packedCopy(const char *text, size_t length)
 {
     const size_t need = length + 1;
     if (need > LARGEST_PACKED)
-        return heapCopy(text, length);
+        return xstrndup_must(text, length);
     if (need > s_blockLeft) {
         s_block = static_cast<char *>(xmalloc_must(TEXT_BLOCK));
         s_blockLeft = TEXT_BLOCK;
@@ -65,14 +58,14 @@ static char *packedCopy(const char *text, size_t length)
 static const char *intern(const char *text, size_t length, char *owned)
 {
     if (s_size == 0)
-        return owned != nullptr ? owned : heapCopy(text, length);
+        return owned != nullptr ? owned : xstrndup_must(text, length);
     if (s_table == nullptr)
         s_table = hash_new_func(s_size, hash_string, hash_stringCompare, MODULE, 85);
     const HashPlace place = hash_locate(s_table, text, hash_string(text));
     if (*place.link != nullptr)
         return static_cast<const char *>((*place.link)->value);
     if (s_limit != 0 && s_limit < s_cached)
-        return owned != nullptr ? owned : heapCopy(text, length);
+        return owned != nullptr ? owned : xstrndup_must(text, length);
     ++s_cached;
     const char *kept = owned != nullptr ? owned : packedCopy(text, length);
     hash_insertAt(s_table, place, kept, kept, MODULE, 98);

@@ -109,6 +109,14 @@ TEST(MemoryDeathTest, ExhaustionWithNothingLeftEndsTheRunAllTheSame)
 }
 #endif
 
+TEST(Memory, ACopyHoldsTheTextOrItsFirstCharacters)
+{
+    EXPECT_EQ(taken(xstrdup_must("abc")), "abc");
+    EXPECT_EQ(taken(xstrdup_must("")), "");
+    EXPECT_EQ(taken(xstrndup_must("abc", 2)), "ab");
+    EXPECT_EQ(taken(xstrndup_must("abc", 0)), "");
+}
+
 TEST(Memory, ConcatenationHoldsBothTexts)
 {
     EXPECT_EQ(taken(xstrcat("ab", "cde")), "abcde");
