@@ -23,15 +23,15 @@ static const uint32_t MINIMUM_WIDTH = 4;
 // Beyond this many columns blanks say nothing any more, and a saturated indent would be gigabytes.
 static const uint32_t MOST_BLANKS = 65536;
 
-static uint32_t gAlertLine = 0;
-static uint32_t gWidth = DEFAULT_WIDTH;
-static uint32_t gStep = 4;
-static uint32_t gLevel = 0;
-static uint32_t gIndent = 0;
+static uint32_t s_alertLine = 0;
+static uint32_t s_width = DEFAULT_WIDTH;
+static uint32_t s_step = 4;
+static uint32_t s_level = 0;
+static uint32_t s_indent = 0;
 
 // Set while a complaint of this module is on its way: the message functions are traced themselves,
 // so that one complaint could otherwise raise the next without end.
-static bool gComplaining = false;
+static bool s_complaining = false;
 
 // ---- Writing ----------------------------------------------------------------------------------
 
@@ -94,9 +94,9 @@ static void putPrefix(const char *src, uint32_t line)
 {
     const char *name = shown(src);
     const char *slash = strrchr(name, '/');
-    int width = blanks(gWidth);
+    int width = blanks(s_width);
     int used = put("%s:%d", slash != nullptr ? slash + 1 : name, static_cast<int>(line));
-    put("%*s> %*s", used < 0 || used >= width ? 0 : width - used, "", blanks(gIndent), "");
+    put("%*s> %*s", used < 0 || used >= width ? 0 : width - used, "", blanks(s_indent), "");
 }
 
 // ---- Complaints -------------------------------------------------------------------------------
@@ -111,16 +111,16 @@ struct ComplaintState {
 
 static ComplaintState complaintBegin()
 {
-    ComplaintState before = {gComplaining, gLevel, gIndent, errno};
-    gComplaining = true;
+    ComplaintState before = {s_complaining, s_level, s_indent, errno};
+    s_complaining = true;
     return before;
 }
 
 static void complaintEnd(const ComplaintState &before)
 {
-    gComplaining = before.complaining;
-    gLevel = before.level;
-    gIndent = before.indent;
+    s_complaining = before.complaining;
+    s_level = before.level;
+    s_indent = before.indent;
     errno = before.savedErrno;
 }
 
@@ -147,7 +147,7 @@ void qzdebug_warning(const char *format, ...)
 // shown (also on the way out after a fatal complaint), it is dropped inside another complaint.
 [[gnu::format(printf, 1, 2)]] static void complain(const char *format, ...)
 {
-    if (gComplaining)
+    if (s_complaining)
         return;
     va_list values;
     va_start(values, format);
@@ -161,7 +161,7 @@ void qzdebug_warning(const char *format, ...)
     static const uint32_t numbers[] = {0, 1503, 1502, 1501};
     if (gDebugAssertMode == 0 || gDebugAssertMode >= sizeof numbers / sizeof numbers[0])
         return;
-    if (gComplaining)
+    if (s_complaining)
         return;
     ComplaintState before = complaintBegin();
     alert_raiseNumber(numbers[gDebugAssertMode], expression, MODULE, line);
@@ -183,49 +183,49 @@ static uint32_t saturated(uint64_t columns)
 
 uint32_t trace_indentIn()
 {
-    if (gLevel == UINT32_MAX)
+    if (s_level == UINT32_MAX)
         complain("max debug-out indent level readched");
     else
-        gLevel++;
-    gIndent = saturated(uint64_t{gIndent} + gStep);
-    return gIndent;
+        s_level++;
+    s_indent = saturated(uint64_t{s_indent} + s_step);
+    return s_indent;
 }
 
 uint32_t trace_indentOut()
 {
-    if (gLevel == 0)
+    if (s_level == 0)
         complain("min debug-out indent level reached");
     else
-        gLevel--;
-    gIndent -= gIndent < gStep ? gIndent : gStep;
-    return gIndent;
+        s_level--;
+    s_indent -= s_indent < s_step ? s_indent : s_step;
+    return s_indent;
 }
 
 void trace_setIndentLevel(uint32_t level)
 {
-    gLevel = level;
-    gIndent = saturated(uint64_t{level} * gStep);
+    s_level = level;
+    s_indent = saturated(uint64_t{level} * s_step);
 }
 
 uint32_t trace_indentLevel()
 {
-    return gLevel;
+    return s_level;
 }
 
 void trace_setIndentStep(uint32_t step)
 {
-    gStep = step;
-    gIndent = saturated(uint64_t{step} * gLevel);
+    s_step = step;
+    s_indent = saturated(uint64_t{step} * s_level);
 }
 
 uint32_t trace_indentStep()
 {
-    return gStep;
+    return s_step;
 }
 
 uint32_t trace_indent()
 {
-    return gIndent;
+    return s_indent;
 }
 
 void trace_setWidth(uint32_t width)
@@ -233,12 +233,12 @@ void trace_setWidth(uint32_t width)
     check(width != 0, "width != 0", 10);
     if (width < MINIMUM_WIDTH)
         complain("desired trace width (%u) is < default (%u)", width, DEFAULT_WIDTH);
-    gWidth = width;
+    s_width = width;
 }
 
 uint32_t trace_width()
 {
-    return gWidth;
+    return s_width;
 }
 
 // ---- Entries and exits ------------------------------------------------------------------------
@@ -489,9 +489,9 @@ void trace_alert(const char *message)
         return;
     const int savedErrno = errno;
     check(message != nullptr, "msg != NULL", 90);
-    if (gAlertLine != 0) {
+    if (s_alertLine != 0) {
         check(gAlertSrc != nullptr, "gAlertSrc != NULL", 91);
-        putPrefix(gAlertSrc, gAlertLine);
+        putPrefix(gAlertSrc, s_alertLine);
         put("%s", shown(message));
     } else {
         put("ALERT> %s", shown(message));
@@ -504,14 +504,14 @@ void trace_alertFrom(TraceEmitter emitter, const char *src, uint32_t line, const
     check(emitter != nullptr, "alert_func != NULL", 100);
     check(src != nullptr, "src != NULL", 101);
     gAlertSrc = src;
-    gAlertLine = line;
+    s_alertLine = line;
     if (emitter != nullptr) {
         va_list values;
         va_start(values, format);
         emitter(format, values);
         va_end(values);
     }
-    gAlertLine = 0;
+    s_alertLine = 0;
 }
 
 // ---- Argument lists ---------------------------------------------------------------------------

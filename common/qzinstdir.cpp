@@ -16,11 +16,11 @@ static const char *const kindNames[QZINSTDIR_LAST] = {
     "qzm", "v*", "bin", "docs", "include", "etc", "orb", "elm", "legasm", "orb-as",
 };
 
-static const char *qzinstall_ver = nullptr;
-static const char *qzinstall_dir = nullptr;
+static const char *s_versionDirectory = nullptr;
+static const char *s_installDirectory = nullptr;
 
 // Set once the version directory was seen to hold "orb".
-static bool orbSeen = false;
+static bool s_orbSeen = false;
 
 // The directory above `path`, the caller's to free; null above a root and a lone name.
 static char *parentDirectory(const char *path)
@@ -129,14 +129,14 @@ static int holdsOrb(const char *version)
 static int storeDirectories(char *version)
 {
     TRACE_ENTER("version=\"%s\"", version);
-    qzinstall_ver = cache_adopt(version);
-    TRACE("qzinstall_ver has been set to: \"%s\"", qzinstall_ver);
-    qzinstall_dir = cache_adopt(parentDirectory(qzinstall_ver));
-    if (qzinstall_dir == nullptr) {
-        qzinstall_ver = nullptr;
+    s_versionDirectory = cache_adopt(version);
+    TRACE("qzinstall_ver has been set to: \"%s\"", s_versionDirectory);
+    s_installDirectory = cache_adopt(parentDirectory(s_versionDirectory));
+    if (s_installDirectory == nullptr) {
+        s_versionDirectory = nullptr;
         return TRACE_RETURN("%d", 0);
     }
-    TRACE("qzinstall_dir has been set to: \"%s\"", qzinstall_dir);
+    TRACE("qzinstall_dir has been set to: \"%s\"", s_installDirectory);
     return TRACE_RETURN("%d", 1);
 }
 
@@ -156,7 +156,7 @@ static int setQzinstallPaths()
         return TRACE_RETURN("%d", 0);
     }
     int stored = storeDirectories(path);
-    orbSeen = stored != 0;
+    s_orbSeen = stored != 0;
     return TRACE_RETURN("%d", stored);
 }
 
@@ -165,26 +165,26 @@ const char *qzinstdir(int kind)
     TRACE_ENTER("kind=%d", kind);
     ASSERT_TEXT_AT(10, kind >= QZINSTDIR_FIRST && kind < QZINSTDIR_LAST,
                    "(path >= QZINSTDIR_FIRST) && (path < QZINSTDIR_LAST)");
-    if ((qzinstall_ver == nullptr || qzinstall_dir == nullptr) && !setQzinstallPaths())
+    if ((s_versionDirectory == nullptr || s_installDirectory == nullptr) && !setQzinstallPaths())
         return TRACE_RETURN("\"%s\"", static_cast<const char *>(nullptr));
     if (kind == QZINSTDIR_INSTALL) {
-        TRACE("Returning install directory: \"%s\"", qzinstall_dir);
-        return TRACE_RETURN("\"%s\"", qzinstall_dir);
+        TRACE("Returning install directory: \"%s\"", s_installDirectory);
+        return TRACE_RETURN("\"%s\"", s_installDirectory);
     }
     if (kind == QZINSTDIR_VERSION) {
-        TRACE("Returning ver directory: \"%s\"", qzinstall_ver);
-        return TRACE_RETURN("\"%s\"", qzinstall_ver);
+        TRACE("Returning ver directory: \"%s\"", s_versionDirectory);
+        return TRACE_RETURN("\"%s\"", s_versionDirectory);
     }
-    TRACE("Returning concatenation of \"%s\" and \"%s\"", qzinstall_ver, kindNames[kind]);
-    return TRACE_RETURN("\"%s\"", cache_adopt(osdep_pathJoin(qzinstall_ver, kindNames[kind])));
+    TRACE("Returning concatenation of \"%s\" and \"%s\"", s_versionDirectory, kindNames[kind]);
+    return TRACE_RETURN("\"%s\"", cache_adopt(osdep_pathJoin(s_versionDirectory, kindNames[kind])));
 }
 
 int qzinstdir_hasOrb()
 {
     TRACE_ENTER();
-    if (!orbSeen)
-        orbSeen = osdep_isDirectory(qzinstdir(QZINSTDIR_ORB)) != 0;
-    return TRACE_RETURN("%d", orbSeen ? 1 : 0);
+    if (!s_orbSeen)
+        s_orbSeen = osdep_isDirectory(qzinstdir(QZINSTDIR_ORB)) != 0;
+    return TRACE_RETURN("%d", s_orbSeen ? 1 : 0);
 }
 
 int qzinstdir_set(const char *path)
@@ -202,9 +202,9 @@ int qzinstdir_set(const char *path)
         free(parent);
         return TRACE_RETURN("%d", 1);
     }
-    qzinstall_ver = cache_adopt(version);
-    qzinstall_dir = cache_adopt(parent);
-    orbSeen = false;
-    TRACE("Install dir set to: \"%s\"", qzinstall_ver);
+    s_versionDirectory = cache_adopt(version);
+    s_installDirectory = cache_adopt(parent);
+    s_orbSeen = false;
+    TRACE("Install dir set to: \"%s\"", s_versionDirectory);
     return TRACE_RETURN("%d", 0);
 }

@@ -28,9 +28,9 @@ static const int KINDS = sizeof rows / sizeof rows[0];
 static_assert(KINDS == REG_C_INCLUDE + 1, "one row a kind");
 
 // The kinds' own roots, interned; null: the base directory.
-static const char *overrides[KINDS];
+static const char *s_overrides[KINDS];
 
-static const char *standardLibrary = nullptr;
+static const char *s_standardLibrary = nullptr;
 
 // The directory that all kinds without a root of their own lie under, or null.
 static const char *baseDirectory()
@@ -56,13 +56,13 @@ const char *reg_instdir(int kind)
     TRACE_ENTER("kind=%d", kind);
     ASSERT_AT(10, kind >= REG_BASE && kind <= REG_C_INCLUDE);
     const RegistryRow *row = &rows[kind];
-    const char *path = overrides[row->rootKind];
+    const char *path = s_overrides[row->rootKind];
     if (path == nullptr)
         path = baseDirectory();
     if (path != nullptr && row->subdirectory != nullptr)
         path = join(path, row->subdirectory);
-    if (path != nullptr && row->holdsLibraries && standardLibrary != nullptr)
-        path = join(path, standardLibrary);
+    if (path != nullptr && row->holdsLibraries && s_standardLibrary != nullptr)
+        path = join(path, s_standardLibrary);
     return TRACE_RETURN("\"%s\"", path);
 }
 
@@ -96,22 +96,22 @@ int reg_set_path(int kind, const char *path)
         TRACE("Path is not a directory: \"%s\"", path);
         return TRACE_RETURN("%d", 0);
     }
-    overrides[kind] = cache_string(path);
-    TRACE("%s path now set to: \"%s\"", rows[kind].overrideName, overrides[kind]);
+    s_overrides[kind] = cache_string(path);
+    TRACE("%s path now set to: \"%s\"", rows[kind].overrideName, s_overrides[kind]);
     return TRACE_RETURN("%d", 1);
 }
 
 void reg_set_c_stdlib(const char *name)
 {
     TRACE_ENTER("name=\"%s\"", name);
-    standardLibrary = cache_string(name);
-    TRACE("standard C library is now set to: \"%s\"", standardLibrary);
+    s_standardLibrary = cache_string(name);
+    TRACE("standard C library is now set to: \"%s\"", s_standardLibrary);
     TRACE_LEAVE();
 }
 
 const char *reg_get_c_stdlib()
 {
     TRACE_ENTER();
-    TRACE("standard C library is presently: \"%s\"", standardLibrary);
-    return TRACE_RETURN("\"%s\"", standardLibrary);
+    TRACE("standard C library is presently: \"%s\"", s_standardLibrary);
+    return TRACE_RETURN("\"%s\"", s_standardLibrary);
 }

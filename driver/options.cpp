@@ -14,13 +14,13 @@
 // Room for the longest key of the index; a longer text can match no row.
 enum { KEY_MAX = 64, INDEX_BUCKETS = 127, SEPARATORS_MAX = 16 };
 
-static HashTable *optionIndex;          // key -> row
-static char separators[SEPARATORS_MAX]; // "=" and every container's separators, once each
+static HashTable *s_index;                // key -> row
+static char s_separators[SEPARATORS_MAX]; // "=" and every container's separators, once each
 
 const char *options_separators()
 {
     TRACE_ENTER();
-    return TRACE_RETURN("\"%s\"", static_cast<const char *>(separators));
+    return TRACE_RETURN("\"%s\"", static_cast<const char *>(s_separators));
 }
 
 // The separators of a container's list: what follows the colon of its group. A group without them
@@ -40,9 +40,9 @@ static void addSeparators(const char *characters)
 {
     TRACE_ENTER("\"%s\"", characters);
     for (; *characters != '\0'; ++characters) {
-        const size_t length = strlen(separators);
-        if (strchr(separators, *characters) == nullptr && length + 1 < SEPARATORS_MAX)
-            separators[length] = *characters;
+        const size_t length = strlen(s_separators);
+        if (strchr(s_separators, *characters) == nullptr && length + 1 < SEPARATORS_MAX)
+            s_separators[length] = *characters;
     }
     TRACE_LEAVE();
 }
@@ -56,10 +56,10 @@ static void indexRow(const OptionRecord *row)
     else if ((row->flags & optflag::CONTAINER) != 0)
         addSeparators(groupSeparators(row->group));
     if ((row->flags & optflag::EITHER_CASE) != 0) {
-        hash_insert_func(optionIndex, cache_lower(key), row, MODULE, __LINE__);
-        hash_insert_func(optionIndex, cache_upper(key), row, MODULE, __LINE__);
+        hash_insert_func(s_index, cache_lower(key), row, MODULE, __LINE__);
+        hash_insert_func(s_index, cache_upper(key), row, MODULE, __LINE__);
     } else {
-        hash_insert_func(optionIndex, key, row, MODULE, __LINE__);
+        hash_insert_func(s_index, key, row, MODULE, __LINE__);
     }
     TRACE_LEAVE();
 }
@@ -79,12 +79,12 @@ static void applyOverride(OptionRecord *row, const OptionRecord *overrides)
 void options_initialize(uint32_t mask, int keepHandlers, const OptionRecord *overrides)
 {
     TRACE_ENTER("mask=0x%X, keepHandlers=%d", mask, keepHandlers);
-    if (optionIndex != nullptr) {
+    if (s_index != nullptr) {
         TRACE_LEAVE();
         return;
     }
-    optionIndex = hash_new_func(INDEX_BUCKETS, hash_string, hash_stringCompare, MODULE, __LINE__);
-    separators[0] = '=';
+    s_index = hash_new_func(INDEX_BUCKETS, hash_string, hash_stringCompare, MODULE, __LINE__);
+    s_separators[0] = '=';
     for (OptionRecord *row = options_table(); row->name != nullptr; ++row) {
         applyOverride(row, overrides);
         if ((row->flags & mask) == 0) {
@@ -108,7 +108,7 @@ static const OptionRecord *lookupExact(const char *key, size_t length, const cha
         const int start = group == nullptr ? 0 : snprintf(text, sizeof text, "<%s>", group);
         memcpy(text + start, key, length);
         text[static_cast<size_t>(start) + length] = '\0';
-        row = static_cast<const OptionRecord *>(hash_get(optionIndex, text));
+        row = static_cast<const OptionRecord *>(hash_get(s_index, text));
     }
     return TRACE_RETURN("%p", row);
 }
@@ -119,7 +119,7 @@ const OptionRecord *option_lookup(const char *key, const char *group)
     const size_t length = strlen(key);
     const OptionRecord *row = lookupExact(key, length, group);
     if (row == nullptr && length > 2) {
-        const size_t cut = strcspn(key, separators);
+        const size_t cut = strcspn(key, s_separators);
         if (cut != 0 && cut != length)
             row = lookupExact(key, cut, group);
         if (row == nullptr)

@@ -12,7 +12,7 @@ using namespace optflag;
 // the ORB families, what it emits for ELM; what it leaves noted, if anything. The order is that of
 // the help listings.
 // clang-format off
-static OptionRecord optionTable[] = {
+static OptionRecord s_table[] = {
     {HIDDEN | JOINED | ACTIVE | LISTED | OWN, "--qzdebug", nullptr,
      "turns on qz debug features",
      option_special, nullptr, nullptr},
@@ -457,5 +457,5 @@ static OptionRecord optionTable[] = {
 
 OptionRecord *options_table()
 {
-    return optionTable;
+    return s_table;
 }
