@@ -39,13 +39,8 @@ void host_stopIfAsked()
 }
 
 // In the child: never returns.
-[[noreturn]] static void execCompiler(char *const *arguments, const char *output, int messages)
+[[noreturn]] static void execCompiler(char *const *arguments, int messages)
 {
-    if (output != nullptr) {
-        int file = open(output, O_WRONLY | O_CREAT | O_TRUNC, 0666);
-        if (file < 0 || dup2(file, 1) < 0)
-            _exit(126);
-    }
     dup2(messages, 2);
     setenv("LC_ALL", "C", 1);
     execvp(arguments[0], arguments);
@@ -78,7 +73,7 @@ static int waitFor(pid_t child)
 }
 
 // Returns the exit status, or -1 when the compiler did not end by itself or could not be started.
-static int run(char *const *arguments, const char *output, Buffer *messages)
+static int run(char *const *arguments, Buffer *messages)
 {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0)
@@ -87,33 +82,11 @@ static int run(char *const *arguments, const char *output, Buffer *messages)
     fflush(stdout);
     pid_t child = fork();
     if (child == 0)
-        execCompiler(arguments, output, ends[1]);
+        execCompiler(arguments, ends[1]);
     close(ends[1]);
     childProcess = child;
     readMessages(ends[0], messages);
     return child < 0 ? -1 : waitFor(child);
-}
-
-int host_run(const Strings *arguments, const char *output, Report *report)
-{
-    char **command = static_cast<char **>(arena_alloc((arguments->count + 2) * sizeof(char *)));
-    command[0] = arena_copy("cc");
-    for (size_t i = 0; i < arguments->count; i++)
-        command[i + 1] = const_cast<char *>(arguments->items[i]);
-    Buffer messages = {};
-    unsigned before = report->errors;
-    int status = run(command, output, &messages);
-    host_stopIfAsked();
-    host_report(buffer_text(&messages), report);
-    if (status == 0)
-        return 1;
-    if (status == 126)
-        report_error(report, {}, 106, "could not create file \"%s\"", output);
-    else if (status == 127 || status < 0)
-        report_error(report, {}, 200, "could not start program \"cc\"");
-    else if (report->errors == before)
-        report_error(report, {}, 203, "program \"cc\" ended with status %d", status);
-    return 0;
 }
 
 static const struct {
@@ -168,7 +141,7 @@ static void reportLine(char *line, Report *report)
         fprintf(stderr, "%s\n", line);
 }
 
-void host_report(const char *messages, Report *report)
+static void reportMessages(const char *messages, Report *report)
 {
     char *line = arena_copy(messages);
     while (*line != 0) {
@@ -178,4 +151,24 @@ void host_report(const char *messages, Report *report)
         reportLine(line, report);
         line = end + more;
     }
+}
+
+int host_run(const Strings *arguments, Report *report)
+{
+    char **command = static_cast<char **>(arena_alloc((arguments->count + 2) * sizeof(char *)));
+    command[0] = arena_copy("cc");
+    for (size_t i = 0; i < arguments->count; i++)
+        command[i + 1] = const_cast<char *>(arguments->items[i]);
+    Buffer messages = {};
+    unsigned before = report->errors;
+    int status = run(command, &messages);
+    host_stopIfAsked();
+    reportMessages(buffer_text(&messages), report);
+    if (status == 0)
+        return 1;
+    if (status == 127 || status < 0)
+        report_error(report, {}, 200, "could not start program \"cc\"");
+    else if (report->errors == before)
+        report_error(report, {}, 203, "program \"cc\" ended with status %d", status);
+    return 0;
 }

@@ -6,13 +6,9 @@
 #include "sample/report.h"
 
 // Runs "cc" with the arguments and shows its messages through `report`; what does not look like a
-// message of a compiler is passed on as it stands. Its standard output goes to `output`, or, when
-// that is null, where this program's goes. 1 when it ended with status 0; otherwise 0, and an error
-// has been reported.
-int host_run(const Strings *arguments, const char *output, Report *report);
-
-// Shows what a compiler wrote to standard error, as host_run() does.
-void host_report(const char *messages, Report *report);
+// message of a compiler is passed on as it stands. 1 when it ended with status 0; otherwise 0, and
+// an error has been reported.
+int host_run(const Strings *arguments, Report *report);
 
 // Ends the program by the signal that asked it to stop while a compiler ran, if one did. Temporary
 // files are removed first.

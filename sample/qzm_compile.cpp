@@ -117,6 +117,12 @@ static Strings preprocessCommand(const QzmJob *job, InputKind kind)
     return command;
 }
 
+static void addOutput(Strings *command, const char *path)
+{
+    list_add(command, "-o");
+    list_add(command, path);
+}
+
 // Reports a file that cannot be read; the host's compiler would name itself.
 static int checkSource(const QzmJob *job, const char *source)
 {
@@ -172,7 +178,7 @@ int qzm_writeDependencies(const QzmJob *job, const char *source, const char *tar
         list_add(&command, job->options->dependencyFile);
     }
     list_add(&command, source);
-    return host_run(&command, nullptr, job->report);
+    return host_run(&command, job->report);
 }
 
 int qzm_preprocess(const QzmJob *job, const char *source)
@@ -180,13 +186,11 @@ int qzm_preprocess(const QzmJob *job, const char *source)
     if (!checkSource(job, source))
         return 0;
     Strings command = preprocessCommand(job, qzm_inputKind(source));
-    list_add(&command, source);
     const char *output = job->options->output;
-    if (output != nullptr) {
-        const char *directory = job->options->outputDir;
-        output = path_join(textOrEmpty(directory), output);
-    }
-    return host_run(&command, output, job->report);
+    if (output != nullptr)
+        addOutput(&command, path_join(textOrEmpty(job->options->outputDir), output));
+    list_add(&command, source);
+    return host_run(&command, job->report);
 }
 
 // Preprocesses into a temporary file, or, when temporary files are to be kept, a file beside the
@@ -203,8 +207,9 @@ static const char *preprocessFor(const QzmJob *job, const char *source, const ch
     Strings command = preprocessCommand(job, qzm_inputKind(source));
     if (job->options->dependencies.count != 0 || job->options->dependencyFile != nullptr)
         addDependencies(job, source, target, &command);
+    addOutput(&command, text);
     list_add(&command, source);
-    return host_run(&command, text, job->report) ? text : nullptr;
+    return host_run(&command, job->report) ? text : nullptr;
 }
 
 // The host's optimization that comes nearest to the last "--opt=".
@@ -246,10 +251,9 @@ static Strings compileCommand(const QzmJob *job, const char *what)
 static int runCompiler(const QzmJob *job, const char *what, const char *text, const char *output)
 {
     Strings command = compileCommand(job, what);
-    list_add(&command, "-o");
-    list_add(&command, output);
+    addOutput(&command, output);
     list_add(&command, text);
-    return host_run(&command, nullptr, job->report);
+    return host_run(&command, job->report);
 }
 
 OrbModule *qzm_compile(const QzmJob *job, const char *source, const char *target)

@@ -294,6 +294,14 @@ TEST_F(OrbPrograms, AFullDiskIsReported)
     EXPECT_TRUE(fs::is_symlink(work / "full.p1"));
 }
 
+TEST_F(OrbPrograms, AFullDiskIsReportedByNameWhenPreprocessing)
+{
+    Result result = compile({"main.c", "--pre", "-o/dev/full"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.err.find("/dev/full: No space left on device\n"), std::string::npos)
+        << result.err;
+}
+
 TEST_F(OrbPrograms, AnUnknownOptionIsRefused)
 {
     Result result = compile({"main.c", "--pass1", "--frobnicate"});
