@@ -1,32 +1,24 @@
 #define MODULE "driver/machdep"
 #include "driver/machdep.h"
 
-#include "common/osdep.h"
 #include "common/qzdebug.h"
 
 #include <cstdio>
-#include <cstring>
 
-static const char *builtins[] = {
-    "__builtin_elm_nop",           "__builtin_elm_nops",
-    "__builtin_elm_sei",           "__builtin_elm_cli",
-    "__builtin_elm_sleep",         "__builtin_elm_wdr",
-    "__builtin_elm_swap",          "__builtin_elm_fmul",
+// In the order in which they are printed.
+static const char *const builtins[] = {
+    "__builtin_elm_cli",           "__builtin_elm_delay_cycles",
+    "__builtin_elm_flash_segment", "__builtin_elm_fmul",
     "__builtin_elm_fmuls",         "__builtin_elm_fmulsu",
-    "__builtin_elm_delay_cycles",  "__builtin_elm_insert_bits",
-    "__builtin_elm_flash_segment", "__builtin_software_breakpoint",
+    "__builtin_elm_insert_bits",   "__builtin_elm_nop",
+    "__builtin_elm_nops",          "__builtin_elm_sei",
+    "__builtin_elm_sleep",         "__builtin_elm_swap",
+    "__builtin_elm_wdr",           "__builtin_software_breakpoint",
 };
-
-static int compareNames(const void *slotA, const void *slotB)
-{
-    return strcmp(*static_cast<const char *const *>(slotA),
-                  *static_cast<const char *const *>(slotB));
-}
 
 void machdep_printBuiltins()
 {
     TRACE_ENTER();
-    osdep_qsort(builtins, sizeof builtins / sizeof *builtins, sizeof *builtins, compareNames);
     for (const char *name : builtins)
         puts(name);
     TRACE_LEAVE();
