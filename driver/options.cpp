@@ -17,12 +17,6 @@ enum { KEY_MAX = 64, INDEX_BUCKETS = 127, SEPARATORS_MAX = 16 };
 static HashTable *s_index;                // key -> row
 static char s_separators[SEPARATORS_MAX]; // "=" and every container's separators, once each
 
-const char *options_separators()
-{
-    TRACE_ENTER();
-    return TRACE_RETURN("\"%s\"", static_cast<const char *>(s_separators));
-}
-
 // The separators of a container's list: what follows the colon of its group. A group without them
 // means a malformed table.
 static const char *groupSeparators(const char *group)

@@ -101,9 +101,6 @@ void options_initialize(uint32_t mask, int keepHandlers, const OptionRecord *ove
 // characters.
 const OptionRecord *option_lookup(const char *key, const char *group);
 
-// The separator characters at which option_lookup() cuts keys.
-const char *options_separators();
-
 // Runs the handlers over `arguments` and returns a new vector, the caller's to destroy, of what
 // they emit; what matches no row is passed on. `container` is null at top level, where the family's
 // final options are appended after the walk. `fallback` may be null.
