@@ -105,12 +105,6 @@ void bytes_put16(char *at, uint32_t value)
     at[1] = static_cast<char>(value >> 8);
 }
 
-void bytes_put32(char *at, uint32_t value)
-{
-    bytes_put16(at, value);
-    bytes_put16(at + 2, value >> 16);
-}
-
 uint32_t bytes_get16(const char *at)
 {
     return static_cast<uint8_t>(at[0]) | static_cast<uint32_t>(static_cast<uint8_t>(at[1])) << 8;
@@ -130,7 +124,6 @@ void buffer_add16(Buffer *buffer, uint32_t value)
 
 void buffer_add32(Buffer *buffer, uint32_t value)
 {
-    char bytes[4];
-    bytes_put32(bytes, value);
-    buffer_add(buffer, bytes, sizeof bytes);
+    buffer_add16(buffer, value);
+    buffer_add16(buffer, value >> 16);
 }

@@ -68,7 +68,6 @@ const char *buffer_text(const Buffer *buffer);
 void buffer_add16(Buffer *buffer, uint32_t value);
 void buffer_add32(Buffer *buffer, uint32_t value);
 void bytes_put16(char *at, uint32_t value);
-void bytes_put32(char *at, uint32_t value);
 uint32_t bytes_get16(const char *at);
 uint32_t bytes_get32(const char *at);
 

@@ -70,7 +70,8 @@ static const char *takeArgument(const char *text, char *out)
     return text;
 }
 
-void commandfile_split(const char *text, CommandArguments *arguments)
+// Appends the text's arguments, "@file" ones as they stand.
+static void split(const char *text, CommandArguments *arguments)
 {
     // No argument is longer than what is left of the text.
     char *buffer = static_cast<char *>(checked(malloc(strlen(text) + 1)));
@@ -148,7 +149,7 @@ static int expandFile(Expansion *run, const char *name, int depth)
     if (text == nullptr)
         return 0;
     CommandArguments inner = {};
-    commandfile_split(text, &inner);
+    split(text, &inner);
     free(text);
     int ok = 1;
     for (size_t i = 0; ok && i < inner.count; i++)

@@ -45,10 +45,6 @@ void commandfile_append(CommandArguments *arguments, const char *text);
 // before it.
 int commandfile_expand(int argc, char *const *argv, CommandArguments *arguments);
 
-// Splits `text` into arguments by the rules above and appends them, "@file" ones as they stand.
-// `text` is not changed.
-void commandfile_split(const char *text, CommandArguments *arguments);
-
 // Frees the strings and leaves the empty list.
 void commandfile_free(CommandArguments *arguments);
 

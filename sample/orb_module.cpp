@@ -1,6 +1,6 @@
 #include "sample/orb_module.h"
 
-enum RecordType { TEXT = 1, PSECT, RELOC, SYM, START, END, IDENT, LAST_TYPE = 23 };
+enum RecordType { TEXT = 1, PSECT, RELOC, SYM, START, END, IDENT };
 enum { RECORD_HEADER = 3, RECORD_MAX = 512, MODULE_MAX = 1 << 20 };
 
 static int addRecord(Buffer *file, RecordType type, const Buffer *data)
@@ -229,22 +229,11 @@ static OrbModule *readObject(const char *bytes, size_t size)
     return nullptr;
 }
 
-ModuleKind orbmodule_kind(const char *bytes, size_t size)
-{
-    if (size >= 7 && memcmp(bytes, "Version", 7) == 0)
-        return MODULE_INTERMEDIATE;
-    if (size < RECORD_HEADER || bytes_get16(bytes) > RECORD_MAX)
-        return MODULE_UNKNOWN;
-    int type = static_cast<uint8_t>(bytes[2]);
-    return type >= TEXT && type <= LAST_TYPE ? MODULE_OBJECT : MODULE_UNKNOWN;
-}
-
 OrbModule *orbmodule_read(const char *name, const char *bytes, size_t size)
 {
-    ModuleKind kind = orbmodule_kind(bytes, size);
-    OrbModule *module = kind == MODULE_INTERMEDIATE ? orbmodule_readIntermediate(bytes, size)
-                        : kind == MODULE_OBJECT     ? readObject(bytes, size)
-                                                    : nullptr;
+    int isIntermediate = size >= 7 && memcmp(bytes, "Version", 7) == 0;
+    OrbModule *module =
+        isIntermediate ? orbmodule_readIntermediate(bytes, size) : readObject(bytes, size);
     if (module != nullptr)
         module->file = name;
     return module;

@@ -71,10 +71,6 @@ struct OrbModule {
 // a name is too long for a record.
 int orbmodule_write(const OrbModule *module, Buffer *file);
 
-// What the bytes begin like. A module of an unknown kind cannot be read.
-enum ModuleKind { MODULE_UNKNOWN, MODULE_OBJECT, MODULE_INTERMEDIATE };
-ModuleKind orbmodule_kind(const char *bytes, size_t size);
-
 // Reads either kind. Null when the bytes are no such file or a damaged one. `name` becomes the
 // module's `file`.
 OrbModule *orbmodule_read(const char *name, const char *bytes, size_t size);
