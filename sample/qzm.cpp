@@ -83,10 +83,11 @@ static void addLinkInput(const QzmJob *job, OrbProgram *program, const char *nam
     // The bytes are the library modules' until the end.
     Buffer file = {};
     if (!file_read(name, &file)) {
-        int isLibrary = strchr(name, '/') == nullptr && *path_extension(name) == 0;
-        report_error(job->report, {}, isLibrary ? 1666 : 104,
-                     isLibrary ? "library \"%s\" was not found" : "could not read file \"%s\"",
-                     name);
+        if (strchr(name, '/') == nullptr && *path_extension(name) == 0)
+            report_error(job->report, {}, 1666, "library \"%s\" was not found", name);
+        else
+            report_error(job->report, {}, 104, "could not read file \"%s\": %s", name,
+                         strerror(errno));
         return;
     }
     OrbModule *module = orbmodule_read(name, file.items, file.count);
@@ -104,13 +105,14 @@ static void addLinkInput(const QzmJob *job, OrbProgram *program, const char *nam
 static void printSummary(const QzmJob *job, const OrbProgram *program)
 {
     static const char *const WANTED[] = {"mem", "+mem", "psect", "+psect", "class", "+class"};
+    int wanted = 0;
+    for (const char *item : WANTED)
+        wanted |= qzmoptions_has(&job->options->summary, item);
+    if (!wanted)
+        return;
     Buffer text = {};
     orblink_writeSummary(program, &text);
-    for (const char *item : WANTED)
-        if (qzmoptions_has(&job->options->summary, item)) {
-            writeOutput(job, "-", &text);
-            return;
-        }
+    writeOutput(job, "-", &text);
 }
 
 static void writeProgram(const QzmJob *job, const OrbProgram *program, const char *output)

@@ -420,6 +420,17 @@ TEST_F(OrbPrograms, TheLinkerTakesModulesFromALibrary)
     EXPECT_NE(content("p.map").find("libutil.a(util.p1)"), std::string::npos);
 }
 
+TEST_F(OrbPrograms, AModuleOrLibraryThatIsNotThereIsNamed)
+{
+    ASSERT_EQ(compile({"main.c", "util.c", "--pass1"}).status, 0);
+    Result result = compile({"main.p1", "util.p1", "none.a", "m", "-op.hex"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err,
+              "::: error: (104) could not read file \"none.a\": No such file or directory\n"
+              "::: error: (1666) library \"m\" was not found\n");
+    EXPECT_FALSE(exists("p.hex"));
+}
+
 TEST_F(OrbPrograms, TheLibrarianRefusesWhatIsNoModule)
 {
     Result result = run("orb/bin/qzm-ar", {"-r", "l.lib", "main.c"});
