@@ -160,9 +160,10 @@ static int isFirst(const OrbSection *section)
     return strncmp(section->name, "reset", 5) == 0;
 }
 
-static uint32_t roomLeft(uint64_t next)
+// The nearest number that an address can hold: what is larger fits into no device anyway.
+static uint32_t to32Bits(uint64_t number)
 {
-    return next > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(next);
+    return number > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(number);
 }
 
 static uint64_t placeCode(OrbProgram *program, uint64_t next, int first)
@@ -171,7 +172,7 @@ static uint64_t placeCode(OrbProgram *program, uint64_t next, int first)
         for (OrbSection &section : module->sections) {
             if (section.isData || isFirst(&section) != first)
                 continue;
-            section.address = roomLeft(next);
+            section.address = to32Bits(next);
             next += (section.size + 1u) & ~1u;
         }
     return next;
@@ -184,7 +185,7 @@ static uint64_t placeData(OrbProgram *program)
         for (OrbSection &section : module->sections) {
             if (!section.isData)
                 continue;
-            section.address = roomLeft(next);
+            section.address = to32Bits(next);
             next += section.size;
         }
     return next - program->chip->dataStart;
@@ -209,13 +210,13 @@ static int placeAll(OrbProgram *program)
     if (needed > program->chip->programBytes)
         report_error(program->report, {}, 1658,
                      "program needs 0x%x bytes of program memory; device \"%s\" has 0x%x",
-                     roomLeft(needed), program->chip->name, program->chip->programBytes);
+                     to32Bits(needed), program->chip->name, program->chip->programBytes);
     uint64_t data = placeData(program);
     if (data > program->chip->dataBytes)
         report_error(program->report, {}, 1659,
-                     "data needs 0x%x bytes of data memory; device \"%s\" has 0x%x", roomLeft(data),
+                     "data needs 0x%x bytes of data memory; device \"%s\" has 0x%x", to32Bits(data),
                      program->chip->name, program->chip->dataBytes);
-    program->dataUsed = roomLeft(data);
+    program->dataUsed = to32Bits(data);
     return program->report->errors == 0;
 }
 
