@@ -96,7 +96,8 @@ int alert_emitAlways();
 AlertRecord *alert_lookup(uint32_t number);
 
 // Raises a message of the given number, kind ("F", "E", "M" or a warning level such as "-1") and
-// text. 1 when it was shown, 0 when it was below the threshold; does not return for a fatal one.
+// text. 1 when it was shown, 0 when it was below the threshold; does not return for a fatal one nor
+// for the error that passes the limit.
 [[gnu::format(printf, 3, 4)]] int alert_raise(uint32_t number, const char *kind, const char *format,
                                               ...);
 

@@ -11,8 +11,10 @@
 
 #include "common/alert.h"
 
-// ---- Message files (docs/message-file.md; AlertFileFormat in tests/common/alert_file_test.cpp)
-// ----
+// ---- Message files ----------------------------------------------------------------------------
+//
+// The format is docs/message-file.md; the tests AlertFileFormat in tests/common/alert_file_test.cpp
+// pin it.
 
 constexpr uint32_t ALERT_MAX_NUMBER = 10000;     // the highest message number
 constexpr uint32_t ALERT_LINE_LENGTH = 255;      // a longer line is cut here

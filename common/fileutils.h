@@ -10,8 +10,7 @@
 // changed, and are not trusted: lying counts and sizes, endless names and truncated data get the
 // answer "no", in time and memory bounded by the bytes really there. Named pipes, devices and
 // directories are there, but never opened: they get the answer of a file that cannot be read. The
-// formats are described in
-// docs/object-files.md.
+// formats are described in docs/object-files.md.
 #ifndef COMMON_FILEUTILS_H
 #define COMMON_FILEUTILS_H
 

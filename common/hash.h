@@ -93,7 +93,7 @@ void *hash_remove(HashTable *table, const void *key);
 uint32_t hash_count(const HashTable *table);
 
 // Calls visitor(context, key, value) for each entry; stops at and returns the first non-zero
-// result, else returns 0.
+// result, else returns 0. The visitor may remove the entry it was called for, but no other.
 int hash_foreach(const HashTable *table, void *context, HashVisitor visitor);
 
 // New vectors of all values or keys, owned by the caller.

@@ -114,7 +114,8 @@ char *osdep_exePath();
 // The current directory, or null.
 char *osdep_cwd();
 
-// Sets an environment variable for this process and its children. 0 on success or for a null name.
+// Sets an environment variable for this process and its children; a null value counts as empty. 0
+// on success or for a null name, else non-zero.
 int osdep_setenv(const char *name, const char *value);
 
 // ---- Paths ------------------------------------------------------------------------------------
@@ -137,6 +138,7 @@ char *osdep_absolutePath(const char *path);
 // itself; the absolute path when it lies elsewhere.
 char *osdep_relativePath(const char *path);
 
+// Whether the path begins at the root.
 int osdep_isAbsolute(const char *path);
 
 // The text behind the last "/": a pointer into the argument, or a copy.
@@ -153,6 +155,8 @@ const char *osdep_extension(const char *path);
 // Everything before the last "/", or null when there is none.
 char *osdep_dirName(const char *path);
 
+// Whether there is anything of that name, and whether it is a directory; links are followed. What
+// cannot be examined is not there.
 int osdep_fileExists(const char *path);
 int osdep_isDirectory(const char *path);
 
@@ -160,6 +164,7 @@ int osdep_isDirectory(const char *path);
 // device or socket, of which an open or a read may wait for ever or take what another is to have.
 int osdep_isRegularFile(const char *path);
 
+// Whether it can be opened for reading.
 int osdep_fileReadable(const char *path);
 
 // Whether two existing paths name the same object of the file system, by whatever names.

@@ -25,8 +25,8 @@ struct SavedOutput {
     int err;
 };
 
-static constexpr int EXEC_FAILED =
-    255; // status of a captured child that could not become its program
+// The status of a captured child that could not become its program.
+static constexpr int EXEC_FAILED = 255;
 static constexpr uint32_t STATUS_BUCKETS = 5;
 
 static SavedOutput s_crashOutput = {-1, -1};   // for the crash handler

@@ -97,7 +97,7 @@ uint32_t trace_indent();
 void trace_setWidth(uint32_t width);
 uint32_t trace_width();
 
-// Whether a traced function's entry was written: what TRACE_RETURN and TRACE_LEAVE go by.
+// Traces the entry and remembers whether it did, which is what TRACE_RETURN and TRACE_LEAVE go by.
 #define TRACE_ENTER(...)                                                                           \
     const bool traceEntered_ = gDebugFlags != 0;                                                   \
     if (traceEntered_) [[unlikely]]                                                                \

@@ -24,7 +24,7 @@ enum RegistryKind : int {
 // The directory of a kind. It need not exist.
 const char *reg_instdir(int kind);
 
-// `name` when it is absolute, else the kind's directory joined with it.
+// `name` when it is absolute, else the kind's directory joined with it. Null for a null name.
 const char *reg_mkpath(int kind, const char *name);
 
 // Overrides the root of the kinds bin, lib, include, dat or sources with an existing directory, or
