@@ -14,9 +14,7 @@ static const struct {
 } EXTENSIONS[] = {
     {"c", INPUT_C, 1},          {"usb", INPUT_C, 1},      {"as", INPUT_ASSEMBLY, 0},
     {"asm", INPUT_ASSEMBLY, 0}, {"s", INPUT_ASSEMBLY, 0}, {"S", INPUT_ASSEMBLY, 1},
-    {"sx", INPUT_ASSEMBLY, 1},  {"p1", INPUT_LINK, 0},    {"o", INPUT_LINK, 0},
-    {"obj", INPUT_LINK, 0},     {"a", INPUT_LINK, 0},     {"lib", INPUT_LINK, 0},
-    {"lpp", INPUT_LINK, 0},
+    {"sx", INPUT_ASSEMBLY, 1},
 };
 
 InputKind qzm_inputKind(const char *name)
@@ -24,7 +22,7 @@ InputKind qzm_inputKind(const char *name)
     for (const auto &row : EXTENSIONS)
         if (strcmp(row.extension, path_extension(name)) == 0)
             return row.kind;
-    return INPUT_UNKNOWN;
+    return INPUT_FOR_LINKER;
 }
 
 static int wantsPreprocessing(const QzmJob *job, const char *source)

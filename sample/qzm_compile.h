@@ -7,10 +7,10 @@
 #include "sample/qzm_options.h"
 #include "sample/report.h"
 
-enum InputKind { INPUT_C, INPUT_ASSEMBLY, INPUT_LINK, INPUT_UNKNOWN };
+enum InputKind { INPUT_C, INPUT_ASSEMBLY, INPUT_FOR_LINKER };
 
 // By the extension: ".c" and ".usb" are C sources, ".as", ".asm", ".s", ".S" and ".sx" assembly
-// sources, ".p1", ".o", ".obj", ".a", ".lib" and ".lpp" are for the linker.
+// sources; the linker tells what everything else is.
 InputKind qzm_inputKind(const char *name);
 
 struct QzmJob {
