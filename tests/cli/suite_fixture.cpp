@@ -2,6 +2,7 @@
 
 #include "tests/cli/surroundings.h"
 
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
@@ -219,8 +220,12 @@ RunResult SuiteTest::runProgram(const std::vector<std::string> &command, const R
     pid_t pid = fork();
     if (pid == 0)
         becomeProgram(scratch, command, options, mounts);
-    setpgid(pid, pid); // whichever of the two comes first
     RunResult result;
+    if (pid < 0) {
+        ADD_FAILURE() << "fork: " << strerror(errno);
+        return result;
+    }
+    setpgid(pid, pid); // whichever of the two comes first
     waitForEnd(pid, scratch + "/record/child.ready", options, result);
     result.out = readFile(scratch + "/stdout");
     result.err = readFile(scratch + "/stderr");
