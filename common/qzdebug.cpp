@@ -17,11 +17,11 @@ uint32_t gDebugAssertMode = 0;
 const char *gAlertSrc = nullptr;
 
 static const char APPLICATION[] = "qzm-cc";
-static const uint32_t DEFAULT_WIDTH = 20;
-static const uint32_t MINIMUM_WIDTH = 4;
+static constexpr uint32_t DEFAULT_WIDTH = 20;
+static constexpr uint32_t MINIMUM_WIDTH = 4;
 
 // Beyond this many columns blanks say nothing any more, and a saturated indent would be gigabytes.
-static const uint32_t MOST_BLANKS = 65536;
+static constexpr uint32_t MOST_BLANKS = 65536;
 
 static uint32_t s_alertLine = 0;
 static uint32_t s_width = DEFAULT_WIDTH;

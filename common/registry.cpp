@@ -24,7 +24,7 @@ static const RegistryRow rows[] = {
     {"include", nullptr, REG_INCLUDE, true},
 };
 
-static const int KINDS = sizeof rows / sizeof rows[0];
+static constexpr int KINDS = sizeof rows / sizeof rows[0];
 static_assert(KINDS == REG_C_INCLUDE + 1, "one row a kind");
 
 // The kinds' own roots, interned; null: the base directory.
