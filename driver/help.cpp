@@ -75,7 +75,7 @@ static void printRows(uint32_t mask)
     TRACE_ENTER();
     const bool written = fflush(stdout) == 0 && ferror(stdout) == 0;
     if (!written)
-        alert_raiseNumber(105, "standard output");
+        alert_raiseNumber(MESSAGE_NOT_WRITTEN, "standard output");
     exitpath_leave(written ? 0 : 1);
 }
 

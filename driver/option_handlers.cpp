@@ -31,7 +31,7 @@ void option_emitColumn(const OptionCall &call, const char *column)
     if (column == OPTION_PASS) {
         option_emit(call, call.argument);
     } else if (column == OPTION_REFUSE) {
-        alert_raiseNumber(1428, call.argument);
+        alert_raiseNumber(MESSAGE_NOT_SUPPORTED, call.argument);
     } else if (column != nullptr) {
         Vector *words = cache_split(column, " ");
         vec_addAll(call.emitted, words);
@@ -43,14 +43,14 @@ void option_emitColumn(const OptionCall &call, const char *column)
 void option_malformed(const char *option)
 {
     TRACE_ENTER("\"%s\"", option);
-    alert_raiseNumber(1195, option);
+    alert_raiseNumber(MESSAGE_MALFORMED_OPTION, option);
     exitpath_leave(1);
 }
 
 void option_missingArgument(const char *option)
 {
     TRACE_ENTER("\"%s\"", option);
-    alert_raiseNumber(2041, option);
+    alert_raiseNumber(MESSAGE_MISSING_ARGUMENT, option);
     // A loaded message file may give the message a kind that returns; the run ends all the same.
     exitpath_leave(1);
 }

@@ -36,6 +36,21 @@ struct OptionState {
 };
 extern OptionState gOptionState;
 
+// The messages that the driver raises; their texts and kinds are the catalogue's.
+enum DriverMessage : uint32_t {
+    MESSAGE_NOT_WRITTEN = 105,        // takes what could not be written
+    MESSAGE_MALFORMED_OPTION = 1195,  // the option
+    MESSAGE_NOT_SUPPORTED = 1428,     // the option
+    MESSAGE_MISSING_ARGUMENT = 2041,  // the option
+    MESSAGE_NO_DEVICE = 2042,         //
+    MESSAGE_UNKNOWN_DEVICE = 2043,    //
+    MESSAGE_UNKNOWN_OPTION = 2044,    // the option
+    MESSAGE_NO_DRIVER = 2045,         // the driver's file name
+    MESSAGE_UNKNOWN_EXTENSION = 2048, // the language extension
+    MESSAGE_DEPRECATED_CCI = 2050,    //
+    MESSAGE_UNKNOWN_STANDARD = 2054,  // the language standard
+};
+
 // ---- Reading everything from the row ----
 uint32_t option_passThrough(const OptionCall &call); // the default handler
 uint32_t option_fixed(const OptionCall &call);       // the column's words
@@ -95,10 +110,10 @@ uint32_t option_passWithValue(const OptionCall &call);
 // ends with message 1195.
 const char *option_valueOf(const OptionCall &call);
 
-// Ends the run with message 1195 (malformed option) about `option`.
+// Ends the run with MESSAGE_MALFORMED_OPTION about `option`.
 [[noreturn]] void option_malformed(const char *option);
 
-// Ends the run with message 2041 (missing argument) about `option`.
+// Ends the run with MESSAGE_MISSING_ARGUMENT about `option`.
 [[noreturn]] void option_missingArgument(const char *option);
 
 // Whether `text` begins with `prefix`.

@@ -148,7 +148,7 @@ uint32_t option_language(const OptionCall &call)
         if (strcmp(language, "assembler-with-cpp") == 0)
             option_emit(call, cache_string("-P"));
         else if (strcmp(language, "assembler") != 0 && strcmp(language, "c") != 0)
-            alert_raiseNumber(1428, call.row->name);
+            alert_raiseNumber(MESSAGE_NOT_SUPPORTED, call.row->name);
     } else if ((call.family & FAMILY_ELM) != 0) {
         if (alone)
             consumed = option_passWithValue(call);

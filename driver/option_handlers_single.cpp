@@ -85,7 +85,7 @@ static bool isC90(const char *name)
         if (strcmp(standard.name, name) == 0)
             return TRACE_RETURN("%d", standard.c90);
     }
-    alert_raiseNumber(2054, name);
+    alert_raiseNumber(MESSAGE_UNKNOWN_STANDARD, name);
     return TRACE_RETURN("%d", false);
 }
 
@@ -114,7 +114,7 @@ uint32_t option_extension(const OptionCall &call)
     const char *option = call.argument;
     const char *extension = "cci";
     if (strcmp(call.row->name, "-mcci") == 0) {
-        alert_raiseNumber(2050);
+        alert_raiseNumber(MESSAGE_DEPRECATED_CCI);
         option = cache_string("-mext=cci");
     } else {
         extension = option_valueOf(call);
@@ -122,11 +122,11 @@ uint32_t option_extension(const OptionCall &call)
     if (strcmp(extension, "qzm") == 0)
         return TRACE_RETURN("%u", 0U);
     if (strcmp(extension, "iar") == 0) {
-        alert_raiseNumber(2048, extension);
+        alert_raiseNumber(MESSAGE_UNKNOWN_EXTENSION, extension);
         return TRACE_RETURN("%u", 0U);
     }
     if (strcmp(extension, "cci") != 0)
-        alert_raiseNumber(2044, option);
+        alert_raiseNumber(MESSAGE_UNKNOWN_OPTION, option);
     option_emit(call,
                 (call.family & FAMILY_ORB) != 0 ? cache_sprintf("--ext=%s", extension) : option);
     return TRACE_RETURN("%u", 0U);

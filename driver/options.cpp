@@ -178,7 +178,7 @@ static void handleUnmatched(const Walk *walk, const char *argument, uint32_t ind
         callHandler(walk, walk->container, argument, index);
     } else {
         if ((walk->family & FAMILY_ORB) != 0 && *argument == '-')
-            alert_raiseNumber(2044, argument);
+            alert_raiseNumber(MESSAGE_UNKNOWN_OPTION, argument);
         vec_add(walk->emitted, argument);
     }
     TRACE_LEAVE();

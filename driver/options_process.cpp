@@ -154,7 +154,7 @@ static const char *locateDriver(const char *preferred, const char *name)
     if (osdep_fileExists(path))
         return TRACE_RETURN("\"%s\"", path);
     TRACE("Also could not locate driver in path: \"%s\"", path);
-    alert_raiseNumber(2045, name);
+    alert_raiseNumber(MESSAGE_NO_DRIVER, name);
     exitpath_leave(1);
 }
 
@@ -213,7 +213,7 @@ static Vector *noCommand(Vector *arguments, const Target &target)
     TRACE_ENTER();
     Vector *command = vec_new(MODULE, __LINE__);
     appendOptions(command, arguments, FAMILY_NONE);
-    alert_raiseNumber(target.deviceGiven ? 2043 : 2042);
+    alert_raiseNumber(target.deviceGiven ? MESSAGE_UNKNOWN_DEVICE : MESSAGE_NO_DEVICE);
     exitpath_leave(1);
 }
 
