@@ -11,7 +11,7 @@
 #include "common/vector.h"
 
 static constexpr size_t SMALLEST_BUFFER = 4096;
-static constexpr size_t TEXT_BLOCK = 8192; // interned texts are packed into blocks of this size
+static constexpr size_t TEXT_BLOCK = 2048; // interned texts are packed into blocks of this size
 static constexpr size_t LARGEST_PACKED = TEXT_BLOCK / 8;
 static constexpr size_t BLANKS_PER_TAB = 4;
 
