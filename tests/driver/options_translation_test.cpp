@@ -1042,7 +1042,7 @@ TEST_F(OptionsTranslation, ElmFinalOptionsStandInOrder)
 TEST_F(CompleteCommand, TheTraceTellsWhichFamilyPackIsUsed)
 {
     const std::string pack = version_ + "/dfp/qzm";
-    const auto lines = [this] {
+    const auto lines = [] {
         return trace_lines_while("final_options",
                                  [] { emittedWithFinal({"-mcpu=elmbig1"}, FAMILY_ELM); });
     };
