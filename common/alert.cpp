@@ -429,33 +429,38 @@ static void countError()
     return TRACE_RETURN("%d", 1);
 }
 
-int alert_raise(uint32_t number, const char *kind, const char *format, ...)
+// What the raising functions that are given a kind have in common. Keeps errno.
+[[gnu::format(printf, 4, 0)]] static int raiseByKind(uint32_t number, const char *kind, int noLine,
+                                                     const char *format, va_list values)
 {
     const int systemError = errno;
+    TRACE_ENTER("number=%u, kind=\"%s\", noLine=%d", number, kind, noLine);
+    int32_t level;
+    const AlertMessage message = {number, alert_kindOf(kind, &level), systemError, noLine};
+    const int shown = raiseMessage(&message, level, format, values);
+    errno = systemError;
+    return TRACE_RETURN("%d", shown);
+}
+
+int alert_raise(uint32_t number, const char *kind, const char *format, ...)
+{
     TRACE_ENTER("number=%u, kind=\"%s\", format=\"%s\"", number, kind, format);
     ASSERT_AT(2, kind != nullptr && format != nullptr);
-    int32_t level;
-    const AlertMessage message = {number, alert_kindOf(kind, &level), systemError, 0};
     va_list values;
     va_start(values, format);
-    const int shown = raiseMessage(&message, level, format, values);
+    const int shown = raiseByKind(number, kind, 0, format, values);
     va_end(values);
-    errno = systemError;
     return TRACE_RETURN("%d", shown);
 }
 
 int alert_raiseNoLine(uint32_t number, const char *kind, const char *format, ...)
 {
-    const int systemError = errno;
     TRACE_ENTER("number=%u, kind=\"%s\", format=\"%s\"", number, kind, format);
     ASSERT_AT(3, kind != nullptr && format != nullptr);
-    int32_t level;
-    const AlertMessage message = {number, alert_kindOf(kind, &level), systemError, 1};
     va_list values;
     va_start(values, format);
-    const int shown = raiseMessage(&message, level, format, values);
+    const int shown = raiseByKind(number, kind, 1, format, values);
     va_end(values);
-    errno = systemError;
     return TRACE_RETURN("%d", shown);
 }
 
