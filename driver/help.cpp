@@ -69,14 +69,14 @@ static void printRows(uint32_t mask)
     TRACE_LEAVE();
 }
 
-// Ends the run after a listing; one that could not be written is no success.
-[[noreturn]] static void endListing()
+void options_finishListing()
 {
     TRACE_ENTER();
-    const bool written = fflush(stdout) == 0 && ferror(stdout) == 0;
-    if (!written)
+    if (fflush(stdout) != 0 || ferror(stdout) != 0) {
         alert_raiseNumber(MESSAGE_NOT_WRITTEN, "standard output");
-    exitpath_leave(written ? 0 : 1);
+        exitpath_leave(1);
+    }
+    TRACE_LEAVE();
 }
 
 uint32_t option_help(const OptionCall &call)
@@ -89,5 +89,6 @@ uint32_t option_help(const OptionCall &call)
         mask = classMask(option_valueOf(call));
     printf("Usage: %s [options] file...\nOptions:\n", alert_programName());
     printRows(mask);
-    endListing();
+    options_finishListing();
+    exitpath_leave(0);
 }

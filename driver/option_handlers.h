@@ -119,6 +119,10 @@ const char *option_valueOf(const OptionCall &call);
 // Whether `text` begins with `prefix`.
 bool option_hasPrefix(const char *text, const char *prefix);
 
+// To be called behind a listing on standard output: when it could not be written, ends the run with
+// MESSAGE_NOT_WRITTEN.
+void options_finishListing();
+
 // Appends the options that end the command of a family (the input files have been classified).
 void options_appendFinal(Vector *command, OptionFamily family);
 

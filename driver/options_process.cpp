@@ -170,8 +170,10 @@ static Vector *elmCommand(Vector *arguments)
     vec_add(command, cache_string("-D__QZ__"));
     vec_add(command, cache_string("-D__QZM__"));
     vec_add(command, cache_sprintf("-D__QZM_VERSION=%d", PRODUCT_VERSION));
-    if (gOptionState.printBuiltins)
+    if (gOptionState.printBuiltins) {
         machdep_printBuiltins();
+        options_finishListing();
+    }
     return TRACE_RETURN("%p", command);
 }
 

@@ -1039,6 +1039,20 @@ TEST_F(OptionsTranslation, ElmFinalOptionsStandInOrder)
                        "-mconst-data-in-progmem"}));
 }
 
+TEST_F(CompleteCommand, BuiltInsThatCannotBeListedAreAnError)
+{
+    Vector *vector = toVector({"-mcpu=elmbig1", "-mprint-builtins"});
+    alert_setOutputHook(nullptr);
+    EXPECT_EXIT(
+        {
+            if (freopen("/dev/full", "w", stdout) != nullptr)
+                options_process(vector);
+        },
+        testing::ExitedWithCode(1),
+        testing::Eq("(105) could not write file \"standard output\": No space left on device\n"));
+    vec_destroy(vector);
+}
+
 TEST_F(CompleteCommand, TheTraceTellsWhichFamilyPackIsUsed)
 {
     const std::string pack = version_ + "/dfp/qzm";
