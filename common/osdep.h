@@ -64,6 +64,13 @@ FILE *osdep_popen_vecCommand(Vector *command);
 // stream is null or not (or no longer) open for a command.
 int osdep_pclose(FILE *stream);
 
+// Points standard error at `stream` (an open file), so that what is written there from here on, by
+// children too, is not shown. Returns a handle for osdep_restoreError(), or -1 with nothing
+// changed. osdep_restoreError() puts the old one back; -1 does nothing. A capture that has failed
+// in between is undone first, with osdep_restoreOutput().
+int osdep_redirectError(FILE *stream);
+void osdep_restoreError(int saved);
+
 // Puts descriptors 1 and 2 back after a captured command has failed, for a caller that goes on.
 // Does nothing when they are in place.
 void osdep_restoreOutput();
@@ -117,6 +124,46 @@ char *osdep_cwd();
 // Sets an environment variable for this process and its children; a null value counts as empty. 0
 // on success or for a null name, else non-zero.
 int osdep_setenv(const char *name, const char *value);
+
+// A point in time: whole seconds and the fraction of one.
+struct OsdepTime {
+    int64_t seconds;
+    int64_t fraction; // microseconds of the wall clock, nanoseconds of the process's own time
+};
+
+// The wall clock, counted from 1970; and the processor time that this process has used.
+OsdepTime osdep_wallTime();
+OsdepTime osdep_cpuTime();
+
+// ---- Directories ------------------------------------------------------------------------------
+
+// The names in a directory except "." and "..", in the system's order: a new vector of new strings,
+// to be freed with osdep_freeNames() (null allowed). Null when it cannot be opened. No descriptor
+// stays open.
+Vector *osdep_readDirectory(const char *path);
+void osdep_freeNames(Vector *names);
+
+// Makes `path` the current directory. 0 on success, else -1 with the old one kept.
+int osdep_changeDirectory(const char *path);
+
+// What tells one object of the file system from all others.
+struct OsdepIdentity {
+    uint64_t device;
+    uint64_t number; // within the device
+};
+
+// Fills in the identity of what `path` leads to (links followed) and returns 1; 0 when there is
+// nothing.
+int osdep_fileIdentity(const char *path, OsdepIdentity *identity);
+
+// Whether `path` itself is a symbolic link.
+int osdep_isLink(const char *path);
+
+// Waits until no other process holds the directory's lock, takes it and returns a handle for
+// osdep_unlockDirectory(); -1 when it cannot be locked. The lock is advisory, leaves nothing behind
+// and ends with the process at the latest; children do not hold it. -1 unlocks nothing.
+int osdep_lockDirectory(const char *path);
+void osdep_unlockDirectory(int lock);
 
 // ---- Paths ------------------------------------------------------------------------------------
 

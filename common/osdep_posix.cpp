@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -131,6 +132,31 @@ int osdep_setenv(const char *name, const char *value)
     setting[name_length] = '=';
     std::memcpy(setting + name_length + 1, value, value_size);
     return TRACE_RETURN("%d", putenv(setting));
+}
+
+// ---- Clocks -----------------------------------------------------------------------------------
+
+static OsdepTime readClock(clockid_t clock, int64_t nanosecondsPerUnit)
+{
+    timespec now = {};
+    clock_gettime(clock, &now); // fails only for a clock that the system does not have
+    return {now.tv_sec, now.tv_nsec / nanosecondsPerUnit};
+}
+
+OsdepTime osdep_wallTime()
+{
+    TRACE_ENTER();
+    const OsdepTime now = readClock(CLOCK_REALTIME, 1000);
+    TRACE_LEAVE();
+    return now;
+}
+
+OsdepTime osdep_cpuTime()
+{
+    TRACE_ENTER();
+    const OsdepTime now = readClock(CLOCK_PROCESS_CPUTIME_ID, 1);
+    TRACE_LEAVE();
+    return now;
 }
 
 // ---- Standard input ---------------------------------------------------------------------------

@@ -271,6 +271,26 @@ void osdep_restoreOutput()
     TRACE_LEAVE();
 }
 
+int osdep_redirectError(FILE *stream)
+{
+    TRACE_ENTER("stream=%p", static_cast<void *>(stream));
+    int saved = stream == nullptr ? -1 : duplicate(STDERR_FILENO);
+    std::fflush(stderr);
+    if (saved >= 0 && !redirect(fileno(stream), STDERR_FILENO)) {
+        close(saved);
+        saved = -1;
+    }
+    return TRACE_RETURN("%d", saved);
+}
+
+void osdep_restoreError(int saved)
+{
+    TRACE_ENTER("saved=%d", saved);
+    if (saved >= 0)
+        putBack(stderr, STDERR_FILENO, &saved);
+    TRACE_LEAVE();
+}
+
 static FILE *openCapture(const char *name, int status)
 {
     FILE *fp = std::fopen(name, "re");

@@ -1,0 +1,98 @@
+#define MODULE "common/osdep"
+#include "common/osdep.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "common/memory.h"
+#include "common/qzdebug.h"
+#include "common/vector.h"
+
+// ---- Reading ----------------------------------------------------------------------------------
+
+static bool isSelfOrParent(const char *name)
+{
+    return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
+}
+
+Vector *osdep_readDirectory(const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    Vector *names = nullptr;
+    DIR *directory = path == nullptr ? nullptr : opendir(path);
+    if (directory != nullptr) {
+        names = vec_new(MODULE, __LINE__);
+        while (const dirent *entry = readdir(directory))
+            if (!isSelfOrParent(entry->d_name))
+                vec_add(names, xstrdup_must(entry->d_name));
+        closedir(directory);
+    }
+    return TRACE_RETURN("%p", names);
+}
+
+void osdep_freeNames(Vector *names)
+{
+    TRACE_ENTER("names=%p", static_cast<void *>(names));
+    for (char *name : vec_each<char>(names))
+        std::free(name);
+    vec_destroy(names);
+    TRACE_LEAVE();
+}
+
+int osdep_changeDirectory(const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    return TRACE_RETURN("%d", path == nullptr ? -1 : chdir(path));
+}
+
+// ---- Identity ---------------------------------------------------------------------------------
+
+int osdep_isLink(const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    struct stat info;
+    return TRACE_RETURN("%d", path != nullptr && lstat(path, &info) == 0 && S_ISLNK(info.st_mode));
+}
+
+int osdep_fileIdentity(const char *path, OsdepIdentity *identity)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    struct stat info;
+    if (path == nullptr || stat(path, &info) != 0)
+        return TRACE_RETURN("%d", 0);
+    identity->device = info.st_dev;
+    identity->number = info.st_ino;
+    return TRACE_RETURN("%d", 1);
+}
+
+// ---- Locking ----------------------------------------------------------------------------------
+
+int osdep_lockDirectory(const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    const int opened = path == nullptr ? -1 : open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    int locked = -1;
+    if (opened >= 0) {
+        do {
+            locked = flock(opened, LOCK_EX);
+        } while (locked != 0 && errno == EINTR);
+        if (locked != 0)
+            close(opened);
+    }
+    return TRACE_RETURN("%d", locked == 0 ? opened : -1);
+}
+
+void osdep_unlockDirectory(int lock)
+{
+    TRACE_ENTER("lock=%d", lock);
+    if (lock >= 0)
+        close(lock);
+    TRACE_LEAVE();
+}
