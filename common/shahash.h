@@ -1,0 +1,80 @@
+// shahash: digests of files, hash lists of directory trees, and installation manifests.
+//
+//     Vector *files = vec_new(MODULE, __LINE__);      // of FileEntry
+//     process_dir(osdep_osFlags(), files, ".", ".");
+//
+//     shahash_writeList(style, ".", "manifest");       // one line "DIGEST *NAME" per file
+//     if (!shahash_checkList(root, "manifest")) ...
+//
+// A path style is a flag word of which OSFLAG_WINDOWS selects the backslash as the separator inside
+// listed names; files themselves are always reached with "/". A file that exists but cannot be
+// opened for digesting ends the run with a message. The formats are described in docs/hash-list.md
+// and docs/xml-files.md.
+#ifndef COMMON_SHAHASH_H
+#define COMMON_SHAHASH_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+
+struct Vector;
+struct UxmlNode;
+
+inline constexpr size_t SHA256_SIZE = 32; // bytes of a digest; the text form is twice as long
+inline constexpr size_t SHA1_SIZE = 20;
+
+// One file of a list.
+struct FileEntry {
+    const char *name;   // interned
+    const char *digest; // 64 lower-case hexadecimal characters, interned
+};
+
+// The digest of the rest of an open file. False on a read error.
+bool sha256_file(FILE *file, uint8_t digest[SHA256_SIZE]);
+bool sha1_file(FILE *file, uint8_t digest[SHA1_SIZE]);
+
+// The digest text of a file, interned. Ends the run with status 1 when it cannot be opened or read.
+const char *sha256_path(const char *path);
+const char *sha1_path(const char *path);
+
+// Adds an entry for every regular file below `dir`, recursively, in the system's order; a listed
+// name is `prefix` joined with the name below `dir`. A directory that cannot be opened adds
+// nothing. Symbolic links: see docs/hash-list.md. Neither `files` nor `dir` may be null.
+void process_dir(uint32_t style, Vector *files, const char *dir, const char *prefix);
+
+// Frees a vector of file entries with its entries. Null is allowed.
+void shahash_freeEntries(Vector *entries);
+
+// Writes the hash list of `dir` to the file `destination`, which is replaced only when the whole
+// list has been made. False when it did not reach the destination.
+bool shahash_writeList(uint32_t style, const char *dir, const char *destination);
+bool shahash_writeListDefault(const char *dir, const char *destination);
+
+// The entries of a hash list in the order of its lines, each name behind `prefix` (or as listed,
+// when null), for shahash_freeEntries(). Null when it cannot be read, is empty, or holds a line
+// without a blank.
+Vector *shahash_readList(const char *path, const char *prefix);
+
+// 1 when every file of the list matches, else 0; the check stops at the first that does not. With a
+// directory the names are looked up there, and the current directory is afterwards what it was.
+int shahash_checkList(const char *directory, const char *path);
+
+// Whether the file exists and has this digest.
+bool shahash_checkFile(const char *digest, const char *path);
+
+// 1 when all entries match, else 0; every existing file is digested.
+int shahash_checkEntries(Vector *entries);
+
+// Writes the manifest of `dir` as "vxpSECONDS.xml" into `outputDirectory`, with the nodes `extra`
+// (a vector of UxmlNode, or null; they become part of the document and are freed with it) before
+// the files. False when it could not be written whole; the run ends when it cannot be opened.
+bool shahash_writeManifest(uint32_t style, const char *dir, const char *outputDirectory,
+                           Vector *extra);
+bool shahash_writeManifestDefault(const char *dir, const char *outputDirectory, Vector *extra);
+
+// 1 when all files named by the manifests in `manifestDirectory` match, the newest manifest that
+// names a file deciding; 0 otherwise and without any manifest. With a directory the names are
+// looked up there, and the current directory is afterwards what it was.
+int shahash_checkManifests(const char *directory, const char *manifestDirectory);
+
+#endif
