@@ -1,0 +1,226 @@
+#include "common/osdep.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "common/vector.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class OsdepDirectory : public testing::Test {
+  protected:
+    void SetUp() override
+    {
+        char name[] = "/tmp/osdep_directory_test.XXXXXX";
+        ASSERT_NE(mkdtemp(name), nullptr);
+        root = name;
+        start = fs::current_path();
+    }
+    void TearDown() override
+    {
+        fs::current_path(start);
+        fs::remove_all(root);
+    }
+    fs::path root;
+    fs::path start;
+};
+
+std::vector<std::string> sortedNames(const fs::path &directory)
+{
+    Vector *names = osdep_readDirectory(directory.c_str());
+    std::vector<std::string> result;
+    for (const char *name : vec_each<const char>(names))
+        result.emplace_back(name);
+    osdep_freeNames(names);
+    std::sort(result.begin(), result.end());
+    return result;
+}
+
+// The child takes the lock, says so by a byte and holds it for a moment.
+pid_t holdLock(const fs::path &directory, int said)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        const int lock = osdep_lockDirectory(directory.c_str());
+        if (write(said, lock >= 0 ? "y" : "n", 1) != 1)
+            _exit(2);
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        osdep_unlockDirectory(lock);
+        _exit(0);
+    }
+    return child;
+}
+
+} // namespace
+
+TEST_F(OsdepDirectory, NamesEveryEntryButItselfAndItsParent)
+{
+    std::ofstream(root / "file") << "x";
+    std::ofstream(root / "..dots") << "x";
+    std::ofstream(root / "\xff name") << "x";
+    fs::create_directory(root / "sub");
+    EXPECT_EQ(sortedNames(root), (std::vector<std::string>{"..dots", "file", "sub", "\xff name"}));
+}
+
+TEST_F(OsdepDirectory, AnEmptyDirectoryGivesAnEmptyVector)
+{
+    Vector *names = osdep_readDirectory(root.c_str());
+    ASSERT_NE(names, nullptr);
+    EXPECT_EQ(vec_size(names), 0U);
+    osdep_freeNames(names);
+}
+
+TEST_F(OsdepDirectory, WhatIsNoDirectoryCannotBeRead)
+{
+    std::ofstream(root / "file") << "x";
+    EXPECT_EQ(osdep_readDirectory((root / "file").c_str()), nullptr);
+    EXPECT_EQ(osdep_readDirectory((root / "none").c_str()), nullptr);
+    EXPECT_EQ(osdep_readDirectory(nullptr), nullptr);
+    osdep_freeNames(nullptr);
+}
+
+TEST_F(OsdepDirectory, ChangesTheCurrentDirectoryOrKeepsIt)
+{
+    EXPECT_EQ(osdep_changeDirectory(root.c_str()), 0);
+    EXPECT_EQ(fs::current_path(), fs::canonical(root));
+    EXPECT_EQ(osdep_changeDirectory("none"), -1);
+    EXPECT_EQ(osdep_changeDirectory(nullptr), -1);
+    EXPECT_EQ(fs::current_path(), fs::canonical(root));
+}
+
+TEST_F(OsdepDirectory, AnIdentityIsTheSameThroughALinkAndOnlyThere)
+{
+    fs::create_directory(root / "sub");
+    fs::create_directory_symlink("sub", root / "link");
+    OsdepIdentity sub;
+    OsdepIdentity link;
+    OsdepIdentity other;
+    ASSERT_EQ(osdep_fileIdentity((root / "sub").c_str(), &sub), 1);
+    ASSERT_EQ(osdep_fileIdentity((root / "link").c_str(), &link), 1);
+    ASSERT_EQ(osdep_fileIdentity(root.c_str(), &other), 1);
+    EXPECT_EQ(sub.device, link.device);
+    EXPECT_EQ(sub.number, link.number);
+    EXPECT_NE(sub.number, other.number);
+    EXPECT_EQ(osdep_fileIdentity((root / "none").c_str(), &other), 0);
+    EXPECT_EQ(osdep_fileIdentity(nullptr, &other), 0);
+}
+
+TEST_F(OsdepDirectory, OnlyTheLinkItselfIsALink)
+{
+    std::ofstream(root / "file") << "x";
+    fs::create_symlink("file", root / "link");
+    fs::create_symlink("none", root / "dangling");
+    EXPECT_EQ(osdep_isLink((root / "link").c_str()), 1);
+    EXPECT_EQ(osdep_isLink((root / "dangling").c_str()), 1);
+    EXPECT_EQ(osdep_isLink((root / "file").c_str()), 0);
+    EXPECT_EQ(osdep_isLink((root / "none").c_str()), 0);
+    EXPECT_EQ(osdep_isLink(nullptr), 0);
+}
+
+TEST_F(OsdepDirectory, ALockWaitsForItsHolder)
+{
+    int channel[2];
+    ASSERT_EQ(pipe(channel), 0);
+    const auto before = std::chrono::steady_clock::now();
+    const pid_t child = holdLock(root, channel[1]);
+    char said = 0;
+    ASSERT_EQ(read(channel[0], &said, 1), 1);
+    EXPECT_EQ(said, 'y');
+    const int lock = osdep_lockDirectory(root.c_str());
+    EXPECT_GE(lock, 0);
+    EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(200));
+    osdep_unlockDirectory(lock);
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    close(channel[0]);
+    close(channel[1]);
+}
+
+TEST_F(OsdepDirectory, AnUnlockedDirectoryCanBeLockedAgain)
+{
+    const int lock = osdep_lockDirectory(root.c_str());
+    ASSERT_GE(lock, 0);
+    osdep_unlockDirectory(lock);
+    const int again = osdep_lockDirectory(root.c_str());
+    EXPECT_GE(again, 0);
+    osdep_unlockDirectory(again);
+}
+
+TEST_F(OsdepDirectory, WhatIsNoDirectoryCannotBeLocked)
+{
+    std::ofstream(root / "file") << "x";
+    EXPECT_EQ(osdep_lockDirectory((root / "file").c_str()), -1);
+    EXPECT_EQ(osdep_lockDirectory((root / "none").c_str()), -1);
+    EXPECT_EQ(osdep_lockDirectory(nullptr), -1);
+    osdep_unlockDirectory(-1);
+}
+
+TEST_F(OsdepDirectory, RedirectedErrorsReturnToWhereTheyWere)
+{
+    const fs::path first = root / "first";
+    const fs::path second = root / "second";
+    const pid_t child = fork();
+    if (child == 0) {
+        FILE *outer = freopen(first.c_str(), "w", stderr);
+        FILE *hidden = fopen(second.c_str(), "w");
+        fputs("before ", outer);
+        const int saved = osdep_redirectError(hidden);
+        fputs("hidden", stderr);
+        osdep_restoreError(saved);
+        fputs("after", stderr);
+        fflush(stderr);
+        _exit(saved >= 0 ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    std::string text;
+    std::getline(std::ifstream(first), text);
+    EXPECT_EQ(text, "before after");
+    std::getline(std::ifstream(second), text);
+    EXPECT_EQ(text, "hidden");
+}
+
+TEST(OsdepRedirectError, WithoutAStreamNothingIsRedirected)
+{
+    EXPECT_EQ(osdep_redirectError(nullptr), -1);
+    osdep_restoreError(-1);
+}
+
+TEST(OsdepClocks, TheWallClockCountsSecondsSince1970AndMicroseconds)
+{
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    const OsdepTime wall = osdep_wallTime();
+    const int64_t seconds = std::chrono::duration_cast<std::chrono::seconds>(now).count();
+    EXPECT_GE(wall.seconds, seconds);
+    EXPECT_LE(wall.seconds, seconds + 5);
+    EXPECT_GE(wall.fraction, 0);
+    EXPECT_LT(wall.fraction, 1000000);
+}
+
+TEST(OsdepClocks, TheProcessorTimeGrowsWithWorkAndNotWithSleep)
+{
+    const auto nanoseconds = [](const OsdepTime &t) { return t.seconds * 1000000000 + t.fraction; };
+    const int64_t start = nanoseconds(osdep_cpuTime());
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    const int64_t slept = nanoseconds(osdep_cpuTime());
+    EXPECT_LT(slept - start, 50000000);
+    int64_t worked = slept;
+    for (int round = 0; round < 1000000 && worked == slept; ++round)
+        worked = nanoseconds(osdep_cpuTime());
+    EXPECT_GT(worked, slept);
+}
