@@ -155,8 +155,7 @@ void qzdebug_warning(const char *format, ...)
     va_end(values);
 }
 
-// Raises the message that the assert mode asks for; `expression` is what does not hold.
-[[gnu::cold, gnu::noinline]] static void reportNull(const char *expression, uint32_t line)
+void trace_checkFailed(const char *expression, const char *source, uint32_t line)
 {
     static const uint32_t numbers[] = {0, 1503, 1502, 1501};
     if (gDebugAssertMode == 0 || gDebugAssertMode >= sizeof numbers / sizeof numbers[0])
@@ -164,14 +163,14 @@ void qzdebug_warning(const char *format, ...)
     if (s_complaining)
         return;
     ComplaintState before = complaintBegin();
-    alert_raiseNumber(numbers[gDebugAssertMode], expression, MODULE, line);
+    alert_raiseNumber(numbers[gDebugAssertMode], expression, source, line);
     complaintEnd(before);
 }
 
 static void check(bool holds, const char *expression, uint32_t line)
 {
     if (!holds) [[unlikely]]
-        reportNull(expression, line);
+        trace_checkFailed(expression, MODULE, line);
 }
 
 // ---- Indentation ------------------------------------------------------------------------------

@@ -85,6 +85,12 @@ void trace_puts(const char *text);
 // Emits the warning "QZDEBUG (warning): TEXT" through the plain message output.
 [[gnu::format(printf, 1, 2)]] void qzdebug_warning(const char *format, ...);
 
+// Raises the message that gDebugAssertMode asks for (a fatal one ends the run; nothing in mode 0):
+// `expression` did not hold at the check with the fixed number `line` in `source`. The caller
+// carries on. For the checks that are to be no more than that; no argument may be null.
+[[gnu::cold, gnu::noinline]] void trace_checkFailed(const char *expression, const char *source,
+                                                    uint32_t line);
+
 // Indentation and the width of the location column. The level and the indent saturate; at most
 // 65536 blanks are written for either. A width below 4 draws a warning and is stored all the same.
 uint32_t trace_indentIn();
