@@ -60,6 +60,10 @@ FILE *osdep_popen_vecCommand(Vector *command);
 // The same from a list of argument strings that a null ends.
 [[gnu::sentinel]] FILE *osdep_popen_command(const char *program, ...);
 
+// The same of the command's standard output alone: its standard error stays where this process has
+// it, and a signal that kills it is reported there.
+[[gnu::sentinel]] FILE *osdep_popen_output(const char *program, ...);
+
 // Closes a stream from osdep_popen_*() and returns the exit status of its command; -1 when the
 // stream is null or not (or no longer) open for a command.
 int osdep_pclose(FILE *stream);

@@ -218,6 +218,7 @@ int osdep_spawn(const char *program, char *const *argv)
         // The trace is the parent's: this copy on its way out must not write into it.
         gDebugFlags = 0;
         gDebugOut = nullptr;
+        gFilePath = nullptr;
         return -1;
     }
     const int result = child < 0 ? -1 : finishChild(program, child);
@@ -249,13 +250,16 @@ static bool saveOutput()
     return false;
 }
 
-static bool redirectOutput(int descriptor)
+// What a capture takes of a command.
+enum class Captured { OutputAndError, OutputAlone };
+
+static bool redirectOutput(int descriptor, Captured what)
 {
     std::fflush(stdout);
     if (!redirect(descriptor, STDOUT_FILENO))
         return false;
     std::fflush(stderr);
-    return redirect(descriptor, STDERR_FILENO);
+    return what == Captured::OutputAlone || redirect(descriptor, STDERR_FILENO);
 }
 
 void osdep_restoreOutput()
@@ -316,13 +320,13 @@ static int runCaptured(char *const *argv)
     return status;
 }
 
-static FILE *capture(char *const *argv)
+static FILE *capture(char *const *argv, Captured what)
 {
     if (!saveOutput())
         return nullptr;
     int descriptor = -1;
     char *name = osdep_createTempFile(nullptr, &descriptor);
-    const bool redirected = name != nullptr && redirectOutput(descriptor);
+    const bool redirected = name != nullptr && redirectOutput(descriptor, what);
     const int status = redirected ? runCaptured(argv) : -1;
     if (descriptor >= 0)
         close(descriptor);
@@ -334,9 +338,9 @@ static FILE *capture(char *const *argv)
     return stream;
 }
 
-FILE *osdep_popen_vecCommand(Vector *command)
+// Frees the command.
+static FILE *openCommand(Vector *command, Captured what)
 {
-    TRACE_ENTER("command=%p", static_cast<void *>(command));
     FILE *stream = nullptr;
     const auto *program =
         static_cast<const char *>(vec_size(command) == 0 ? nullptr : vec_elementAt(command, 0));
@@ -344,28 +348,50 @@ FILE *osdep_popen_vecCommand(Vector *command)
     if (program != nullptr && stat(program, &info) == 0) {
         if (vec_top(command) != nullptr)
             vec_add(command, nullptr);
-        stream = capture(reinterpret_cast<char *const *>(command->data));
+        stream = capture(reinterpret_cast<char *const *>(command->data), what);
     }
     vec_destroy(command);
+    return stream;
+}
+
+static Vector *commandOf(const char *program, va_list arguments)
+{
+    Vector *command = vec_new(MODULE, __LINE__);
+    vec_add(command, program);
+    if (program != nullptr) {
+        const char *argument = nullptr;
+        do {
+            argument = va_arg(arguments, const char *);
+            vec_add(command, argument);
+        } while (argument != nullptr);
+    }
+    return command;
+}
+
+FILE *osdep_popen_vecCommand(Vector *command)
+{
+    TRACE_ENTER("command=%p", static_cast<void *>(command));
+    FILE *stream = openCommand(command, Captured::OutputAndError);
     return static_cast<FILE *>(TRACE_RETURN("%p", static_cast<void *>(stream)));
 }
 
 FILE *osdep_popen_command(const char *program, ...)
 {
     TRACE_ENTER("program=\"%s\"", program);
-    Vector *command = vec_new(MODULE, __LINE__);
-    vec_add(command, program);
-    if (program != nullptr) {
-        va_list arguments;
-        va_start(arguments, program);
-        const char *argument = nullptr;
-        do {
-            argument = va_arg(arguments, const char *);
-            vec_add(command, argument);
-        } while (argument != nullptr);
-        va_end(arguments);
-    }
-    FILE *stream = osdep_popen_vecCommand(command);
+    va_list arguments;
+    va_start(arguments, program);
+    FILE *stream = osdep_popen_vecCommand(commandOf(program, arguments));
+    va_end(arguments);
+    return static_cast<FILE *>(TRACE_RETURN("%p", static_cast<void *>(stream)));
+}
+
+FILE *osdep_popen_output(const char *program, ...)
+{
+    TRACE_ENTER("program=\"%s\"", program);
+    va_list arguments;
+    va_start(arguments, program);
+    FILE *stream = openCommand(commandOf(program, arguments), Captured::OutputAlone);
+    va_end(arguments);
     return static_cast<FILE *>(TRACE_RETURN("%p", static_cast<void *>(stream)));
 }
 

@@ -609,6 +609,38 @@ TEST(Capture, OfAKilledCommandLeavesTheOutputRedirectedUntilItIsPutBack)
     EXPECT_EQ(run.err, "error");
 }
 
+TEST(Capture, OfTheOutputAloneLeavesTheErrorsWhereTheyAre)
+{
+    const Outcome run = in_process([] {
+        std::printf("before ");
+        FILE *stream = osdep_popen_output("/bin/sh", "-c", "echo a; echo b >&2; exit 3", nullptr);
+        say("after");
+        return read_all(stream) == "a\n" ? osdep_pclose(stream) : 1;
+    });
+    EXPECT_EQ(run.status, 3);
+    EXPECT_EQ(run.out, "before after");
+    EXPECT_EQ(run.err, "b\n");
+}
+
+TEST(Capture, OfTheOutputAloneOfAKilledCommandReportsTheSignalOnStandardError)
+{
+    const Outcome run = in_process([] {
+        FILE *stream = osdep_popen_output("/bin/sh", "-c", "echo lost; kill -9 $$", nullptr);
+        osdep_restoreOutput();
+        say("after");
+        return stream == nullptr ? 0 : 1;
+    });
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, "after");
+    EXPECT_EQ(run.err, "/bin/sh: signal 9 \n");
+}
+
+TEST(Capture, OfTheOutputAloneOfNoProgramIsNull)
+{
+    EXPECT_EQ(osdep_popen_output(nullptr, nullptr), nullptr);
+    EXPECT_EQ(osdep_popen_output("/nonexistent/program", "a", nullptr), nullptr);
+}
+
 TEST(Capture, AfterAFailedOneGoesBackToTheFirstOutput)
 {
     const Outcome run = in_process([] {
