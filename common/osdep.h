@@ -38,6 +38,10 @@ void osdep_keepTempFiles(int keep);
 // are ignored. Does nothing in a process other than the one that created them.
 void osdep_removeTempFiles();
 
+// Removes one temporary object of this process (a directory with its contents) now instead of at
+// the end, and forgets it. Does nothing while they are kept, and for any other path.
+void osdep_discardTemp(const char *path);
+
 // Removes a directory with all its contents. 0 on success; -1 when `path` is no directory or cannot
 // be examined; otherwise the first failing status. Symbolic links are removed, never followed.
 int osdep_removeTree(const char *path);

@@ -224,6 +224,35 @@ void osdep_removeTempFiles()
     TRACE_LEAVE();
 }
 
+// Takes `path` off the list. The objects given up early are mostly the youngest.
+static bool forget(Vector *list, const char *path)
+{
+    for (uint32_t i = vec_size(list); i-- > 0;) {
+        auto *name = static_cast<char *>(vec_elementAt(list, i));
+        if (std::strcmp(name, path) == 0) {
+            vec_removeAt(list, i);
+            std::free(name);
+            return true;
+        }
+    }
+    return false;
+}
+
+void osdep_discardTemp(const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    if (path != nullptr && !s_keep && s_registry.owner == getpid()) {
+        sigset_t saved;
+        osdep_holdSignals(&saved);
+        if (forget(s_registry.files, path))
+            std::remove(path);
+        else if (forget(s_registry.directories, path))
+            removeTree(path);
+        osdep_releaseSignals(&saved);
+    }
+    TRACE_LEAVE();
+}
+
 void osdep_removeTempFilesOnSignal()
 {
     if (s_registry.owner == getpid() && !s_keep)

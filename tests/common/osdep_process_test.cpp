@@ -245,6 +245,38 @@ TEST(TemporaryObjects, AreRemovedAtTheEndOfTheProcess)
     }
 }
 
+TEST(TemporaryObjects, AreRemovedAndForgottenWhenTheyAreDiscarded)
+{
+    const Outcome run = in_process([] {
+        const std::string dir = taken(osdep_tempDir());
+        std::ofstream(dir + "/file") << "x";
+        const std::string file = taken(osdep_tempFile());
+        osdep_discardTemp(dir.c_str());
+        osdep_discardTemp(file.c_str());
+        if (fs::exists(dir) || fs::exists(file))
+            return 1;
+        std::ofstream(file) << "somebody else's by now";
+        osdep_discardTemp(file.c_str());
+        osdep_removeTempFiles();
+        return fs::remove(file) ? 0 : 2;
+    });
+    EXPECT_EQ(run.status, 0);
+}
+
+TEST(TemporaryObjects, AreNotDiscardedWhileTheyAreToBeKept)
+{
+    const Outcome run = in_process([] {
+        osdep_discardTemp(nullptr);
+        const std::string file = taken(osdep_tempFile());
+        osdep_keepTempFiles(1);
+        osdep_discardTemp(file.c_str());
+        const bool kept = fs::exists(file);
+        osdep_keepTempFiles(0);
+        return kept ? 0 : 1;
+    });
+    EXPECT_EQ(run.status, 0);
+}
+
 TEST(TemporaryObjects, SurviveWhenTheyAreToBeKept)
 {
     const Outcome run = in_process([] {
