@@ -92,6 +92,11 @@ void osdep_restoreOutput();
 // in children: the write fails instead.
 void osdep_installCrashHandlers();
 
+// Has `routine` called when a signal ends the run while a child is being waited for, before the
+// handler exits; anywhere else a signal may have interrupted what the routine needs, and it is not
+// called. Null: nothing is (as at first).
+void osdep_setSignalRoutine(void (*routine)());
+
 // Makes standard input read from `path`. 1 on success; 0 when the path is no readable file (a
 // directory is none), which leaves standard input as it was.
 int osdep_reopenInput(const char *path);
@@ -167,11 +172,59 @@ int osdep_fileIdentity(const char *path, OsdepIdentity *identity);
 // Whether `path` itself is a symbolic link.
 int osdep_isLink(const char *path);
 
+// What there is to know about an object before it is touched.
+enum OsdepKind : uint32_t {
+    OSDEP_NOTHING,   // there is nothing, or it cannot be examined
+    OSDEP_FILE,      // a file with content of its own
+    OSDEP_DIRECTORY, //
+    OSDEP_OTHER,     // a named pipe, socket or device
+};
+
+struct OsdepFileInfo {
+    OsdepKind kind;         // of what the path leads to, links followed
+    int isLink;             // whether the path itself is a symbolic link
+    OsdepIdentity identity; // of what the path leads to; zeros for OSDEP_NOTHING
+};
+
+// Fills in all of it with one inquiry (two for a link) and returns the kind.
+OsdepKind osdep_fileInfo(const char *path, OsdepFileInfo *info);
+
 // Waits until no other process holds the directory's lock, takes it and returns a handle for
 // osdep_unlockDirectory(); -1 when it cannot be locked. The lock is advisory, leaves nothing behind
 // and ends with the process at the latest; children do not hold it. -1 unlocks nothing.
 int osdep_lockDirectory(const char *path);
 void osdep_unlockDirectory(int lock);
+
+// ---- Replacing a file -------------------------------------------------------------------------
+//
+// A file that must never be seen half-written is written beside the old one and takes its place:
+//
+//     OsdepReplacement replacement;
+//     if (osdep_openReplacement(&replacement, path) == 0) {
+//         ... write to replacement.stream ...
+//         if (complete)
+//             status = osdep_commitReplacement(&replacement);
+//         else
+//             osdep_dropReplacement(&replacement);
+//     }
+
+struct OsdepReplacement {
+    FILE *stream; // open for reading and writing
+    char *name;   // ".NAME.XXXXXX" beside `path`, six characters chosen by the system; owned
+    char *path;   // what it is to replace; owned
+};
+
+// Creates an empty file in the directory of `path`, with the permissions of `path`, or those of a
+// new file when there is none. It is registered as a temporary object until it takes its place. 0
+// on success; -1 otherwise, with nothing to be dropped.
+int osdep_openReplacement(OsdepReplacement *replacement, const char *path);
+
+// Brings what was written to the disk, closes the stream and puts the file in the place of `path`
+// in one step. 0 on success. -1 when any of it fails: the replacement is gone, `path` as it was.
+int osdep_commitReplacement(OsdepReplacement *replacement);
+
+// Closes and removes the replacement; `path` stays as it was.
+void osdep_dropReplacement(OsdepReplacement *replacement);
 
 // ---- Paths ------------------------------------------------------------------------------------
 
@@ -218,6 +271,18 @@ int osdep_isDirectory(const char *path);
 // Whether it is a file with content of its own, links followed: no directory, and no named pipe,
 // device or socket, of which an open or a read may wait for ever or take what another is to have.
 int osdep_isRegularFile(const char *path);
+
+// Opens such a file for reading and, with a non-null `facts`, looks at it; the caller closes the
+// stream. Null for anything else, and nothing is waited for.
+struct OsdepFileFacts {
+    uint64_t size;    // in bytes
+    int64_t modified; // seconds from 1970
+};
+FILE *osdep_openRegularFile(const char *path, OsdepFileFacts *facts);
+
+// The path that a file opened as `path` has, or would have if it were created: while the path is a
+// symbolic link its target takes its place. Null when the links do not end.
+char *osdep_followLinks(const char *path);
 
 // Whether it can be opened for reading.
 int osdep_fileReadable(const char *path);

@@ -94,7 +94,7 @@ char *osdep_hostName()
     return TRACE_RETURN("\"%s\"", xstrdup_must(name));
 }
 
-static char *readLink(const char *link)
+char *osdep_readLink(const char *link)
 {
     char path[4097];
     const ssize_t length = readlink(link, path, sizeof path);
@@ -107,7 +107,7 @@ static char *readLink(const char *link)
 char *osdep_exePath()
 {
     TRACE_ENTER();
-    return TRACE_RETURN("\"%s\"", readLink("/proc/self/exe"));
+    return TRACE_RETURN("\"%s\"", osdep_readLink("/proc/self/exe"));
 }
 
 char *osdep_cwd()

@@ -14,6 +14,18 @@ void osdep_releaseSignals(const sigset_t *saved);
 // close-on-exec, and the descriptor is the caller's to close.
 char *osdep_createTempFile(const char *suffix, int *descriptor);
 
+// Creates a file from a name that ends in six "X", registers it for removal and returns its
+// descriptor, open for reading and writing, close-on-exec; -1 on failure.
+int osdep_createReplacement(char *name);
+
+// Renames such a file to `path`, or removes it, and forgets it. The first returns what rename()
+// does; a file that could not be renamed stays registered.
+int osdep_renameReplacement(const char *name, const char *path);
+void osdep_removeReplacement(const char *name);
+
+// What a symbolic link holds: a new string, or null when it is no link.
+char *osdep_readLink(const char *link);
+
 // What a signal handler that is about to exit may do about the temporary objects: removes them
 // (unless they are kept or another process's) and disowns them, without touching the heap.
 void osdep_removeTempFilesOnSignal();

@@ -337,3 +337,40 @@ char *osdep_tempDir()
     osdep_releaseSignals(&saved);
     return TRACE_RETURN("\"%s\"", name);
 }
+
+// ---- Files that take the place of others ------------------------------------------------------
+
+int osdep_createReplacement(char *name)
+{
+    TRACE_ENTER("name=\"%s\"", name);
+    sigset_t saved;
+    osdep_holdSignals(&saved);
+    const int created = startRegistry() ? mkostemp(name, O_CLOEXEC) : -1;
+    if (created >= 0)
+        vec_add(s_registry.files, xstrdup_must(name));
+    osdep_releaseSignals(&saved);
+    return TRACE_RETURN("%d", created);
+}
+
+int osdep_renameReplacement(const char *name, const char *path)
+{
+    TRACE_ENTER("name=\"%s\", path=\"%s\"", name, path);
+    sigset_t saved;
+    osdep_holdSignals(&saved);
+    const int result = std::rename(name, path);
+    if (result == 0)
+        forget(s_registry.files, name);
+    osdep_releaseSignals(&saved);
+    return TRACE_RETURN("%d", result);
+}
+
+void osdep_removeReplacement(const char *name)
+{
+    TRACE_ENTER("name=\"%s\"", name);
+    sigset_t saved;
+    osdep_holdSignals(&saved);
+    std::remove(name);
+    forget(s_registry.files, name);
+    osdep_releaseSignals(&saved);
+    TRACE_LEAVE();
+}
