@@ -72,6 +72,30 @@ int osdep_fileIdentity(const char *path, OsdepIdentity *identity)
     return TRACE_RETURN("%d", 1);
 }
 
+static OsdepKind kindOf(mode_t mode)
+{
+    if (S_ISREG(mode))
+        return OSDEP_FILE;
+    return S_ISDIR(mode) ? OSDEP_DIRECTORY : OSDEP_OTHER;
+}
+
+OsdepKind osdep_fileInfo(const char *path, OsdepFileInfo *info)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    *info = {};
+    struct stat found;
+    bool there = path != nullptr && lstat(path, &found) == 0;
+    if (there && S_ISLNK(found.st_mode)) {
+        info->isLink = 1;
+        there = stat(path, &found) == 0;
+    }
+    if (there) {
+        info->kind = kindOf(found.st_mode);
+        info->identity = {found.st_dev, found.st_ino};
+    }
+    return TRACE_RETURN("%u", info->kind);
+}
+
 // ---- Locking ----------------------------------------------------------------------------------
 
 int osdep_lockDirectory(const char *path)

@@ -9,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -128,6 +129,43 @@ TEST_F(OsdepDirectory, OnlyTheLinkItselfIsALink)
     EXPECT_EQ(osdep_isLink((root / "file").c_str()), 0);
     EXPECT_EQ(osdep_isLink((root / "none").c_str()), 0);
     EXPECT_EQ(osdep_isLink(nullptr), 0);
+}
+
+TEST_F(OsdepDirectory, TellsWhatAPathLeadsTo)
+{
+    std::ofstream(root / "file") << "x";
+    fs::create_directory(root / "sub");
+    ASSERT_EQ(mkfifo((root / "pipe").c_str(), 0600), 0);
+    fs::create_symlink("file", root / "to_file");
+    fs::create_directory_symlink("sub", root / "to_sub");
+    fs::create_symlink("pipe", root / "to_pipe");
+    fs::create_symlink("none", root / "to_none");
+    OsdepFileInfo info;
+    EXPECT_EQ(osdep_fileInfo((root / "pipe").c_str(), &info), OSDEP_OTHER);
+    EXPECT_EQ(osdep_fileInfo((root / "none").c_str(), &info), OSDEP_NOTHING);
+    EXPECT_EQ(osdep_fileInfo(nullptr, &info), OSDEP_NOTHING);
+    EXPECT_EQ(osdep_fileInfo((root / "file").c_str(), &info), OSDEP_FILE);
+    EXPECT_EQ(info.isLink, 0);
+    EXPECT_EQ(osdep_fileInfo((root / "to_file").c_str(), &info), OSDEP_FILE);
+    EXPECT_EQ(info.isLink, 1);
+    EXPECT_EQ(osdep_fileInfo((root / "to_sub").c_str(), &info), OSDEP_DIRECTORY);
+    EXPECT_EQ(osdep_fileInfo((root / "to_pipe").c_str(), &info), OSDEP_OTHER);
+    EXPECT_EQ(osdep_fileInfo((root / "to_none").c_str(), &info), OSDEP_NOTHING);
+    EXPECT_EQ(info.isLink, 1);
+}
+
+TEST_F(OsdepDirectory, TheInfoOfALinkHasTheIdentityOfWhatItLeadsTo)
+{
+    fs::create_directory(root / "sub");
+    fs::create_directory_symlink("sub", root / "link");
+    OsdepIdentity sub;
+    ASSERT_EQ(osdep_fileIdentity((root / "sub").c_str(), &sub), 1);
+    for (const char *name : {"sub", "link"}) {
+        OsdepFileInfo info;
+        ASSERT_EQ(osdep_fileInfo((root / name).c_str(), &info), OSDEP_DIRECTORY);
+        EXPECT_EQ(info.identity.device, sub.device);
+        EXPECT_EQ(info.identity.number, sub.number);
+    }
 }
 
 TEST_F(OsdepDirectory, ALockWaitsForItsHolder)
