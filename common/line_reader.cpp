@@ -50,6 +50,7 @@ static const char *takeLine(LineReader *reader, size_t length, size_t skipped)
 {
     char *line = reader->buffer + reader->start;
     line[length] = '\0';
+    reader->length = length;
     reader->start += length + skipped;
     return line;
 }

@@ -24,6 +24,7 @@ struct LineReader {
     size_t capacity; // of `buffer`
     size_t start;    // where the next line begins in `buffer`
     size_t end;      // of what has been read
+    size_t length;   // of the line given out last, with what stands behind a NUL in it
     bool ended;      // there is nothing more to be read
     bool failed;     // a line beyond the limit, or an error of the stream
 };

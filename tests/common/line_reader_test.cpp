@@ -98,3 +98,18 @@ TEST(LineReader, AnErrorOfTheStreamFails)
     EXPECT_EQ(reading.lines, Lines{});
     EXPECT_FALSE(reading.good);
 }
+
+TEST(LineReader, TellsTheWholeLengthOfALine)
+{
+    FILE *stream = tmpfile();
+    fwrite("a\0bc\n\nde\0", 1, 9, stream);
+    rewind(stream);
+    LineReader reader;
+    lines_start(&reader, stream);
+    std::vector<size_t> lengths;
+    while (lines_next(&reader) != nullptr)
+        lengths.push_back(reader.length);
+    EXPECT_TRUE(lines_finish(&reader));
+    fclose(stream);
+    EXPECT_EQ(lengths, (std::vector<size_t>{4, 0, 3}));
+}
