@@ -46,14 +46,6 @@ static const char *objectPath(const QzmOptions *options)
                                               : options->output;
 }
 
-static const OrbChip *findChip(const char *name)
-{
-    if (name == nullptr)
-        return nullptr;
-    const OrbChip *chip = orbchip_find(name);
-    return chip == nullptr && strlen(name) > 3 ? orbchip_find(name + 3) : chip;
-}
-
 static int run(const CommandArguments *arguments)
 {
     QzmOptions options = {};
@@ -61,9 +53,12 @@ static int run(const CommandArguments *arguments)
     report_start(&report);
     if (!parse(arguments, &options, &report))
         return 1;
-    const OrbChip *chip = findChip(options.chip);
-    if (chip == nullptr)
-        report_error(&report, {}, 2006, "no known device was given; use -mcpu to choose one");
+    const Device *chip = nullptr;
+    if (options.chip == nullptr)
+        report_error(&report, {}, 2006, "no device was given; use -mcpu to choose one");
+    else if ((chip = device_find(options.chip, DEVICES_ORB | DEVICES_ORB18)) == nullptr)
+        report_error(&report, {}, 230, "device \"%s\" is not known to this installation",
+                     options.chip);
     if (options.inputs.count != 1)
         report_error(&report, {}, 100, "one source is needed; %zu were given",
                      options.inputs.count);

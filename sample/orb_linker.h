@@ -3,7 +3,7 @@
 #ifndef SAMPLE_ORB_LINKER_H
 #define SAMPLE_ORB_LINKER_H
 
-#include "sample/orb_chips.h"
+#include "sample/devices.h"
 #include "sample/orb_library.h"
 #include "sample/report.h"
 #include "sample/symbol_table.h"
@@ -23,7 +23,7 @@ struct Need {
 
 struct OrbProgram {
     // set by the caller
-    const OrbChip *chip;
+    const Device *chip;
     const char *name;                   // of the output, for the map and the summary
     uint32_t codeOffset;                // of the first byte of program memory used
     int noStartup;                      // do not add start-up code

@@ -209,9 +209,10 @@ static void checkDirectory(Report *report, const char *path, unsigned number, co
 }
 
 // Everything that must be right before the first file is looked at.
-static int check(const QzmOptions *options, const OrbChip **chip, Report *report)
+static int check(const QzmOptions *options, const Device **chip, Report *report)
 {
-    *chip = options->chip == nullptr ? nullptr : orbchip_find(options->chip);
+    *chip = options->chip == nullptr ? nullptr
+                                     : device_find(options->chip, DEVICES_ORB | DEVICES_ORB18);
     if (options->inputs.count == 0)
         report_error(report, {}, 100, "no input file was given");
     if (options->chip == nullptr)
@@ -259,7 +260,7 @@ static int run(const CommandArguments *arguments)
     if (qzmoptions_has(&options.info, "builtins") && understood)
         return printText(BUILTINS);
     startReport(&options, &report);
-    const OrbChip *chip = nullptr;
+    const Device *chip = nullptr;
     if (!understood || !check(&options, &chip, &report))
         return 1;
     if (options.verbose)

@@ -95,19 +95,25 @@ static void addLanguage(const QzmJob *job, Strings *command)
         list_add(command, "-w");
 }
 
+// What the preprocessor is to know, for text that is still to be preprocessed.
+static void addPreprocessor(const QzmJob *job, Strings *command)
+{
+    list_add(command, "-nostdinc");
+    list_add(command, "-undef");
+    addMacros(job, command);
+    for (const char *option : job->options->preprocessor)
+        list_add(command, option);
+    addHeaders(job, command);
+}
+
 // The command that preprocesses, without the source.
 static Strings preprocessCommand(const QzmJob *job, InputKind kind)
 {
     Strings command = {};
     list_add(&command, "-E");
-    list_add(&command, "-nostdinc");
-    list_add(&command, "-undef");
     list_add(&command, "-fno-diagnostics-show-caret");
-    addMacros(job, &command);
     addLanguage(job, &command);
-    for (const char *option : job->options->preprocessor)
-        list_add(&command, option);
-    addHeaders(job, &command);
+    addPreprocessor(job, &command);
     if (qzmoptions_has(&job->options->info, "defvals"))
         list_add(&command, "-dM");
     list_add(&command, "-x");
@@ -139,6 +145,11 @@ static const char *temporary(const QzmJob *job, const char *extension)
     if (name == nullptr)
         report_error(job->report, {}, 2082, "internal error: could not create a temporary file");
     return name;
+}
+
+static int wantsDependencies(const QzmJob *job)
+{
+    return job->options->dependencies.count != 0 || job->options->dependencyFile != nullptr;
 }
 
 static void addDependencies(const QzmJob *job, const char *source, const char *target,
@@ -203,7 +214,7 @@ static const char *preprocessFor(const QzmJob *job, const char *source, const ch
     if (text == nullptr)
         return nullptr;
     Strings command = preprocessCommand(job, qzm_inputKind(source));
-    if (job->options->dependencies.count != 0 || job->options->dependencyFile != nullptr)
+    if (wantsDependencies(job))
         addDependencies(job, source, target, &command);
     addOutput(&command, text);
     list_add(&command, source);
@@ -222,17 +233,17 @@ static const char *optimization(const QzmJob *job)
     return level;
 }
 
-static Strings compileCommand(const QzmJob *job, const char *what)
+// The command that compiles, without the source. It preprocesses, too, unless that is done.
+static Strings compileCommand(const QzmJob *job, const char *what, int isPreprocessed)
 {
     static const char *const FIXED[] = {
+        "-pipe",
         "-ffreestanding",
         "-fno-pic",
         "-fno-common",
         "-fno-stack-protector",
         "-fno-asynchronous-unwind-tables",
         "-fno-diagnostics-show-caret",
-        "-x",
-        "cpp-output",
     };
     Strings command = {};
     list_add(&command, what);
@@ -240,15 +251,27 @@ static Strings compileCommand(const QzmJob *job, const char *what)
         list_add(&command, option);
     list_add(&command, optimization(job));
     addLanguage(job, &command);
+    if (!isPreprocessed)
+        addPreprocessor(job, &command);
     for (const char *option : job->options->parser)
         list_add(&command, option);
+    list_add(&command, "-x");
+    list_add(&command, isPreprocessed ? "cpp-output" : "c");
     return command;
 }
 
-// Runs the host's compiler proper on the source; `output` is what it leaves.
-static int runCompiler(const QzmJob *job, const char *what, const char *text, const char *output)
+// Runs the host's compiler on the source; `output` is what it leaves. Each run of it costs as much
+// as all the rest, so preprocessing is one of its own only when its result is to be kept.
+static int runCompiler(const QzmJob *job, const char *what, const char *source, const char *target,
+                       const char *output)
 {
-    Strings command = compileCommand(job, what);
+    int keeps = job->options->keepTemporary;
+    const char *text = keeps ? preprocessFor(job, source, target, "i") : source;
+    if (text == nullptr || !checkSource(job, text))
+        return 0;
+    Strings command = compileCommand(job, what, keeps);
+    if (!keeps && wantsDependencies(job))
+        addDependencies(job, source, target, &command);
     addOutput(&command, output);
     list_add(&command, text);
     return host_run(&command, job->report);
@@ -256,9 +279,8 @@ static int runCompiler(const QzmJob *job, const char *what, const char *text, co
 
 OrbModule *qzm_compile(const QzmJob *job, const char *source, const char *target)
 {
-    const char *text = preprocessFor(job, source, target, "i");
-    const char *object = text == nullptr ? nullptr : temporary(job, "o");
-    if (object == nullptr || !runCompiler(job, "-c", text, object))
+    const char *object = temporary(job, "o");
+    if (object == nullptr || !runCompiler(job, "-c", source, target, object))
         return nullptr;
     OrbModule *module = static_cast<OrbModule *>(arena_alloc(sizeof(OrbModule)));
     *module = {};
@@ -275,8 +297,7 @@ OrbModule *qzm_compile(const QzmJob *job, const char *source, const char *target
 int qzm_compileToAssembly(const QzmJob *job, const char *source)
 {
     const char *output = qzm_objectPath(job, source, "s", 1);
-    const char *text = preprocessFor(job, source, output, "i");
-    return text != nullptr && runCompiler(job, "-S", text, output);
+    return runCompiler(job, "-S", source, output, output);
 }
 
 static void writeListing(const QzmJob *job, const char *source, const Buffer *listing)

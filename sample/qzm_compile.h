@@ -2,7 +2,7 @@
 #ifndef SAMPLE_QZM_COMPILE_H
 #define SAMPLE_QZM_COMPILE_H
 
-#include "sample/orb_chips.h"
+#include "sample/devices.h"
 #include "sample/orb_module.h"
 #include "sample/qzm_options.h"
 #include "sample/report.h"
@@ -15,7 +15,7 @@ InputKind qzm_inputKind(const char *name);
 
 struct QzmJob {
     const QzmOptions *options;
-    const OrbChip *chip;
+    const Device *chip;
     Report *report;
 };
 

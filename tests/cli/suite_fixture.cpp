@@ -99,6 +99,8 @@ SuiteTest::~SuiteTest()
 void SuiteTest::installSampleElmGcc()
 {
     copyProgram(QZM_SAMPLE_ELM_GCC, suite + "/elm/bin/elm-gcc");
+    for (const char *headers : {"/include", "/include/c"})
+        fs::copy(std::string(QZM_SAMPLE_DIR) + headers, suite + "/elm/include");
 }
 
 void SuiteTest::installSampleQzm()

@@ -111,7 +111,7 @@ std::string link(OrbProgram *program, const std::vector<OrbModule *> &modules)
 {
     Report report = {};
     report.formats[SEVERITY_ERROR] = "(%n) %s";
-    program->chip = orbchip_find("16z20a");
+    program->chip = device_find("16z20a", DEVICES_ORB | DEVICES_ORB18);
     program->name = "prog.hex";
     program->report = &report;
     for (OrbModule *module : modules)
@@ -313,7 +313,7 @@ TEST(OrbLinker, HexLinesHaveRightLengthsAndChecksums)
 {
     OrbProgram program = {};
     program.codeOffset = 0xFFF8;
-    program.chip = orbchip_find("18z80");
+    program.chip = device_find("18z80", DEVICES_ORB | DEVICES_ORB18);
     for (int i = 0; i < 40; i++)
         buffer_add(&program.image, "\x5A", 1);
     Buffer file = {};

@@ -63,10 +63,11 @@ class OrbPrograms : public ::testing::Test {
         char name[] = "/tmp/orb_programs_test.XXXXXX";
         root = mkdtemp(name);
         work = root / "work";
-        for (const char *folder : {"work", "tmp", "orb/bin", "orb-as/bin"})
+        for (const char *folder : {"work", "tmp", "bin", "orb/bin", "orb-as/bin"})
             fs::create_directories(root / folder);
-        for (const char *program : {"qzm", "qzm-ar", "orbc", "orbc18"})
+        for (const char *program : {"qzm", "orbc", "orbc18"})
             fs::copy(fs::path(SAMPLE_PROGRAMS) / program, root / "orb/bin" / program);
+        fs::copy(fs::path(SAMPLE_PROGRAMS) / "qzm-ar", root / "bin/qzm-ar");
         fs::copy(fs::path(SAMPLE_PROGRAMS) / "orb-as", root / "orb-as/bin/orb-as");
         for (const char *tree : {"orb", "orb-as"})
             stageHeaders(root / tree / "include");
@@ -382,10 +383,20 @@ TEST_F(OrbPrograms, TheCompilersListTheirDevices)
     Result orb = run("orb/bin/orbc", {"--chipinforaw"});
     Result orb18 = run("orb/bin/orbc18", {"--chipinforaw"});
     EXPECT_EQ(orb.status, 0);
-    EXPECT_NE(orb.out.find("16z20a:ORB16:4000:400\n"), std::string::npos);
+    EXPECT_NE(orb.out.find("\n16z20a:ORB16:4000:400\n"), std::string::npos);
     EXPECT_EQ(orb.out.find("18z40"), std::string::npos);
-    EXPECT_EQ(orb18.out, "18z20:ORB18:8000:800\n18z40:ORB18:10000:f00\n18z80:ORB18:20000:f00\n");
+    EXPECT_EQ(orb18.status, 0);
+    EXPECT_NE(orb18.out.find("\n18z40:ORB18:10000:f00\n"), std::string::npos);
+    EXPECT_EQ(orb18.out.find("16z20a"), std::string::npos);
     EXPECT_EQ(run("orb/bin/orbc", {}).status, 1);
+}
+
+TEST_F(OrbPrograms, ADeviceIsKnownInAnyCaseAndWithItsFamilysNameInFront)
+{
+    EXPECT_EQ(qzm({"--chip=ORB16z20A", "main.c", "--pass1", FORMAT}).status, 0);
+    EXPECT_EQ(run("orb-as/bin/orb-as", {"-mcpu=orb18Z40", "start.s"}).status, 0);
+    EXPECT_EQ(run("orb-as/bin/orb-as", {"-mcpu=xyz18z40", "start.s"}).err,
+              ": : (230) device \"xyz18z40\" is not known to this installation (error)\n");
 }
 
 TEST_F(OrbPrograms, TheAssemblerPreprocessesAndNamesItsOutput)
@@ -402,20 +413,20 @@ TEST_F(OrbPrograms, TheLibrarianGivesBackWhatItWasGiven)
 {
     ASSERT_EQ(compile({"main.c", "util.c", "--pass1"}).status, 0);
     std::string before = content("util.p1");
-    EXPECT_EQ(run("orb/bin/qzm-ar", {"-r", "l.lib", "main.p1", "util.p1"}).status, 0);
+    EXPECT_EQ(run("bin/qzm-ar", {"-r", "l.lib", "main.p1", "util.p1"}).status, 0);
     EXPECT_EQ(fileid_is_library(path("l.lib").c_str()), 2);
-    EXPECT_EQ(run("orb/bin/qzm-ar", {"-t", "l.lib"}).out, "main.p1\nutil.p1\n");
+    EXPECT_EQ(run("bin/qzm-ar", {"-t", "l.lib"}).out, "main.p1\nutil.p1\n");
     fs::remove(work / "util.p1");
-    EXPECT_EQ(run("orb/bin/qzm-ar", {"-x", "l.lib"}).status, 0);
+    EXPECT_EQ(run("bin/qzm-ar", {"-x", "l.lib"}).status, 0);
     EXPECT_EQ(content("util.p1"), before);
-    EXPECT_EQ(run("orb/bin/qzm-ar", {"-d", "l.lib", "main.p1"}).status, 0);
-    EXPECT_EQ(run("orb/bin/qzm-ar", {"-t", "l.lib"}).out, "util.p1\n");
+    EXPECT_EQ(run("bin/qzm-ar", {"-d", "l.lib", "main.p1"}).status, 0);
+    EXPECT_EQ(run("bin/qzm-ar", {"-t", "l.lib"}).out, "util.p1\n");
 }
 
 TEST_F(OrbPrograms, TheLinkerTakesModulesFromALibrary)
 {
     ASSERT_EQ(compile({"util.c", "--pass1"}).status, 0);
-    ASSERT_EQ(run("orb/bin/qzm-ar", {"-r", "libutil.a", "util.p1"}).status, 0);
+    ASSERT_EQ(run("bin/qzm-ar", {"-r", "libutil.a", "util.p1"}).status, 0);
     EXPECT_EQ(compile({"main.c", "-op.hex", "-Mp.map", "libutil.a"}).status, 0);
     EXPECT_NE(content("p.map").find("libutil.a(util.p1)"), std::string::npos);
 }
@@ -433,7 +444,7 @@ TEST_F(OrbPrograms, AModuleOrLibraryThatIsNotThereIsNamed)
 
 TEST_F(OrbPrograms, TheLibrarianRefusesWhatIsNoModule)
 {
-    Result result = run("orb/bin/qzm-ar", {"-r", "l.lib", "main.c"});
+    Result result = run("bin/qzm-ar", {"-r", "l.lib", "main.c"});
     EXPECT_EQ(result.status, 1);
     EXPECT_NE(result.err.find("(1763)"), std::string::npos);
     EXPECT_FALSE(exists("l.lib"));
