@@ -1,0 +1,116 @@
+#define MODULE "selftests/selfinit"
+#include "selftests/selftests.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "common/osdep.h"
+#include "common/qzdebug.h"
+#include "common/qzinstdir.h"
+#include "common/shahash.h"
+#include "common/stringcache.h"
+#include "driver/option_handlers.h"
+#include "selftests/selftests_internal.h"
+
+const char *selftests_manifestPath()
+{
+    TRACE_ENTER();
+    const char *root = qzinstdir(QZINSTDIR_VERSION);
+    const char *path = root == nullptr ? nullptr : cache_adopt(osdep_pathJoin(root, "manifest"));
+    return TRACE_RETURN("\"%s\"", path);
+}
+
+static int refuse(const char *directory)
+{
+    TRACE_ENTER("directory=\"%s\"", directory);
+    selftests_print(stderr, "A valid compiler installation could not be found at: %s\n", directory);
+    return TRACE_RETURN("%d", 1);
+}
+
+// Makes the installation that is asked for the current one. Its root, or null.
+static const char *useInstallation(const char *directory)
+{
+    TRACE_ENTER("directory=\"%s\"", directory);
+    int status = 0;
+    if (*directory != '\0') {
+        char *absolute = osdep_absolutePath(directory);
+        status = absolute == nullptr ? 1 : qzinstdir_set(absolute);
+        free(absolute);
+    }
+    const char *root = status == 0 ? qzinstdir(QZINSTDIR_VERSION) : nullptr;
+    return TRACE_RETURN("\"%s\"", root);
+}
+
+static bool isProgram(const char *name)
+{
+    TRACE_ENTER("name=\"%s\"", name);
+    char *path = osdep_pathJoin(qzinstdir(QZINSTDIR_BIN), name);
+    const bool found = osdep_fileExists(path) != 0;
+    free(path);
+    return TRACE_RETURN("%d", found);
+}
+
+// Finds out which system the installation is for, says so and stores the path style of its hash
+// list. False when it is none.
+static bool identify(uint32_t *style)
+{
+    TRACE_ENTER();
+    const bool windows = isProgram("qzm-cc.exe");
+    const bool known = windows || isProgram("qzm-cc");
+    *style = windows ? uint32_t{OSFLAG_WINDOWS} : osdep_osFlags();
+    if (known)
+        selftests_print(stdout, "Compiler installation identified as %swindows OS\n",
+                        windows ? "" : "non-");
+    return TRACE_RETURN("%d", known);
+}
+
+// Writes the list of the current directory, which is the installation's root.
+static int writeManifest(uint32_t style)
+{
+    TRACE_ENTER("style=0x%X", style);
+    const char *path = selftests_manifestPath();
+    const bool written = shahash_writeList(style, ".", path);
+    if (written) {
+        selftests_print(stdout, "done\nCompiler integrity hash file saved to: %s\n", path);
+    } else {
+        selftests_print(stdout, "failed\n");
+        selftests_print(stderr, "Could not save the compiler integrity hash file to: %s\n", path);
+    }
+    return TRACE_RETURN("%d", written ? 0 : 1);
+}
+
+static int generate(const char *root, uint32_t style)
+{
+    TRACE_ENTER("root=\"%s\"", root);
+    selftests_print(stdout, "Generating installation integrity hashes...");
+    char *before = osdep_cwd();
+    int status = 1;
+    if (osdep_changeDirectory(root) == 0) {
+        status = writeManifest(style);
+        if (before != nullptr)
+            osdep_changeDirectory(before);
+    } else {
+        selftests_print(stderr, "Could not change to directory: \"%s\"\n", root);
+    }
+    free(before);
+    return TRACE_RETURN("%d", status);
+}
+
+int selfinit(const char *directory)
+{
+    TRACE_ENTER("directory=\"%s\"", directory);
+    if (directory == nullptr)
+        directory = "";
+    ++gSelftest.console;
+    uint32_t style = 0;
+    int status = 1;
+    const char *root = useInstallation(directory);
+    if (root != nullptr)
+        selftests_print(stdout, "Compiler installation found at: %s\n", root);
+    if (root == nullptr || !identify(&style))
+        status = refuse(directory);
+    else
+        status = generate(root, style);
+    options_finishListing();
+    return TRACE_RETURN("%d", status);
+}

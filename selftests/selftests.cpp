@@ -1,0 +1,123 @@
+#define MODULE "selftests/selftests"
+#include "selftests/selftests.h"
+
+#include <cstdarg>
+#include <cstdio>
+
+#include "common/alert.h"
+#include "common/osdep.h"
+#include "common/qzdebug.h"
+#include "common/tsuite.h"
+#include "common/vector.h"
+#include "driver/option_handlers.h"
+#include "selftests/selftests_internal.h"
+
+static constexpr char XML_REPORT[] = "test_report.xml";
+static constexpr char TEXT_REPORT[] = "test_report.txt";
+
+// Suites live to the end of the run, where the search for lost memory still finds them.
+static TestSuite *s_suite;
+
+void selftests_print(FILE *stream, const char *format, ...)
+{
+    if (gSelftest.console <= 0)
+        return;
+    va_list values;
+    va_start(values, format);
+    vfprintf(stream, format, values);
+    va_end(values);
+    fflush(stream); // a failure is noticed at the end
+}
+
+static void printText(const char *text)
+{
+    selftests_print(stdout, "%s", text);
+}
+
+static void addTests(TestSuite *suite, const SelftestRow *row)
+{
+    TRACE_ENTER("row=\"%s\"", row->name);
+    Vector *tests = row->tests();
+    for (TestCase *test : vec_each<TestCase>(tests))
+        tsuite_addtest(suite, test);
+    vec_destroy(tests);
+    TRACE_LEAVE();
+}
+
+// Runs the setup actions of the rows and gathers their tests.
+static TestSuite *gather(Vector *rows)
+{
+    TRACE_ENTER("rows=%p", static_cast<void *>(rows));
+    TestSuite *suite = tsuite_new("QZM-CC self test");
+    for (const SelftestRow *row : vec_each<const SelftestRow>(rows)) {
+        if (row->setup != nullptr)
+            row->setup();
+        if (row->tests != nullptr)
+            addTests(suite, row);
+    }
+    return static_cast<TestSuite *>(TRACE_RETURN("%p", static_cast<void *>(suite)));
+}
+
+static int32_t wantedVerbosity()
+{
+    TRACE_ENTER();
+    int32_t level = TSUITE_QUIET;
+    if (gSelftest.batch > 0)
+        level = TSUITE_BATCH;
+    else if (gSelftest.console > 0)
+        level = TSUITE_PROGRESS;
+    return TRACE_RETURN("%d", level);
+}
+
+// Opening a report for writing, which may wipe an old one, is left to the report; this one says why
+// it would fail.
+static bool canBeWritten(const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    FILE *stream = fopen(path, "a");
+    if (stream == nullptr)
+        alert_raiseNumber(MESSAGE_NOT_WRITTEN, path);
+    else
+        fclose(stream);
+    return TRACE_RETURN("%d", stream != nullptr);
+}
+
+// A suite without tests has no such report, which is no failure.
+static bool writeXmlReport(const TestSuite *suite)
+{
+    TRACE_ENTER("suite=%p", static_cast<const void *>(suite));
+    bool written = true;
+    if (suite->tests > 0)
+        written = canBeWritten(XML_REPORT) && tsuite_writeJUnit(suite, XML_REPORT) >= 0;
+    if (written && osdep_fileExists(XML_REPORT))
+        selftests_print(stdout, "XML test report written to: %s\n", XML_REPORT);
+    return TRACE_RETURN("%d", written);
+}
+
+// Where the file cannot be opened the report goes to standard error.
+static bool writeTextReport(const TestSuite *suite)
+{
+    TRACE_ENTER("suite=%p", static_cast<const void *>(suite));
+    const bool opened = canBeWritten(TEXT_REPORT);
+    const bool written = tsuite_failDetails(suite, TEXT_REPORT) >= 0 && opened;
+    if (written)
+        selftests_print(stdout, "TXT test report written to: %s\n", TEXT_REPORT);
+    return TRACE_RETURN("%d", written);
+}
+
+int selftest(const char *list)
+{
+    TRACE_ENTER("list=\"%s\"", list);
+    Vector *rows = selftests_choose(list);
+    s_suite = gather(rows);
+    vec_destroy(rows);
+    tsuite_setVerbosity(wantedVerbosity());
+    tsuite_run(s_suite, printText);
+    bool written = true;
+    if (gSelftest.xmlReport)
+        written = writeXmlReport(s_suite);
+    if (gSelftest.textReport)
+        written = writeTextReport(s_suite) && written;
+    options_finishListing();
+    return TRACE_RETURN("%d", written ? 0 : 1);
+}

@@ -1,0 +1,51 @@
+// What the two modes of the self-test share: the rows that can be selected, how a list of words
+// selects them, and printing on the console.
+//
+//     Vector *rows = selftests_choose("default,-docs");      // of const SelftestRow
+//     for (const SelftestRow *row : vec_each<const SelftestRow>(rows)) ...
+#ifndef SELFTESTS_SELFTESTS_INTERNAL_H
+#define SELFTESTS_SELFTESTS_INTERNAL_H
+
+#include <cstdint>
+#include <cstdio>
+
+struct Selection;
+struct Vector;
+
+// What the setup actions of the selected rows ask for. All start at 0.
+struct SelftestState {
+    int console;     // nothing is printed while this is 0
+    int batch;       // above 0: the display is for a log, not for a terminal
+    bool xmlReport;  //
+    bool textReport; //
+};
+extern SelftestState gSelftest;
+
+// One word of the language of "--selftest=". A row that has neither setup nor tests stands for
+// itself in the help only.
+struct SelftestRow {
+    const char *name;
+    const char *help;
+    bool group;    // to be removed together with all rows whose name begins with its own
+    bool standard; // in the default set
+    // What the bare word does to the selection; null: it selects the row.
+    void (*keyword)(Selection *selection);
+    void (*setup)();    // run before the tests are gathered; or null
+    Vector *(*tests)(); // a new vector of TestCase; or null
+};
+
+// The table and its length.
+const SelftestRow *selftests_table(uint32_t *count);
+
+// The rows that `list` (null or empty: the default set) selects, in order, repeated ones repeated:
+// a new vector of const SelftestRow. "help" in the list prints the help and ends the run with
+// status 0.
+Vector *selftests_choose(const char *list);
+
+// Prints to `stream` and flushes it, while the console is wanted.
+[[gnu::format(printf, 2, 3)]] void selftests_print(FILE *stream, const char *format, ...);
+
+// The file "manifest" in the root of the installation, interned; null when the root is not known.
+const char *selftests_manifestPath();
+
+#endif

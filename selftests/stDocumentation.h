@@ -1,0 +1,16 @@
+// The self-test's rows about documents: each function gives the test cases of one row, a new vector
+// of TestCase, the caller's to destroy.
+#ifndef SELFTESTS_STDOCUMENTATION_H
+#define SELFTESTS_STDOCUMENTATION_H
+
+struct Vector;
+
+Vector *stDocsReadme_tests();
+Vector *stDocsUG_tests();
+Vector *stDocs_tests(); // both
+
+// 1 when the directory holds an entry (whatever it is) whose name contains `pattern`, upper and
+// lower case being the same; else 0, also for a null or unreadable directory.
+int findFileLike(const char *pattern, const char *directory);
+
+#endif

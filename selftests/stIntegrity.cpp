@@ -1,0 +1,159 @@
+#define MODULE "selftests/stIntegrity"
+#include "selftests/stIntegrity.h"
+
+#include <cstring>
+#include <initializer_list>
+
+#include "common/osdep.h"
+#include "common/qzdebug.h"
+#include "common/qzinstdir.h"
+#include "common/shahash.h"
+#include "common/stringcache.h"
+#include "common/tsuite.h"
+#include "common/vector.h"
+#include "selftests/selftests_internal.h"
+
+static constexpr char GROUP[] = "integrity";
+static constexpr char FAILURE[] = "integrity test";
+
+// What the root of an installation holds, hash list included.
+static const char *const expectedNames[] = {
+    "elm", "bin", "dfp", "docs", "etc", "manifest", "orb", "orb-as",
+};
+
+// Parts of names that installing and taking back leave behind, in lower case.
+static const char *const expectedParts[] = {"uninstall", "rollback"};
+
+// The entries of the hash list, or null.
+static Vector *readManifest()
+{
+    TRACE_ENTER();
+    const char *path = selftests_manifestPath();
+    Vector *entries =
+        path == nullptr ? nullptr : shahash_readList(path, qzinstdir(QZINSTDIR_VERSION));
+    return TRACE_RETURN("%p", entries);
+}
+
+static int Manifest(TestCase *test)
+{
+    TRACE_ENTER("test=\"%s\"", test->name);
+    const char *path = selftests_manifestPath();
+    const char *problem = nullptr;
+    if (!osdep_fileExists(path)) {
+        problem = "The manifest file could not be found";
+    } else if (!osdep_fileReadable(path)) {
+        problem = "The manifest file could not be opened";
+    } else {
+        Vector *entries = readManifest();
+        if (entries == nullptr)
+            problem = "The manifest file is corrupted";
+        shahash_freeEntries(entries);
+    }
+    if (problem != nullptr)
+        TSUITE_FAIL(test, FAILURE, "manifest check", problem);
+    return TRACE_RETURN("%d", 0);
+}
+
+static int QuickIntegrityTest(TestCase *test)
+{
+    TRACE_ENTER("test=\"%s\"", test->name);
+    const char *root = qzinstdir(QZINSTDIR_VERSION);
+    TRACE("Test integrity of installation: \"%s\"", trace_shown(root));
+    // Without a root the check would take the current directory for it.
+    if (root == nullptr || shahash_checkList(root, selftests_manifestPath()) != 1)
+        TSUITE_FAIL(test, FAILURE, "failed verification",
+                    "The integrity test did not successfully validate");
+    return TRACE_RETURN("%d", 0);
+}
+
+static int DetailedIntegrityTest(TestCase *test)
+{
+    TRACE_ENTER("test=\"%s\"", test->name);
+    const auto *entry = static_cast<const FileEntry *>(test->data);
+    if (entry == nullptr)
+        TSUITE_FAIL(test, FAILURE, "failed verification",
+                    "The integrity test did not successfully validate");
+    else if (!shahash_checkFile(entry->digest, entry->name))
+        TSUITE_FAIL(test, FAILURE, "failed verification",
+                    cache_sprintf("Hash did not match file for file: %s", entry->name));
+    return TRACE_RETURN("%d", 0);
+}
+
+static bool isExpected(const char *name)
+{
+    TRACE_ENTER("name=\"%s\"", name);
+    for (const char *expected : expectedNames) {
+        if (strcmp(name, expected) == 0)
+            return TRACE_RETURN("%d", true);
+    }
+    const char *lower = cache_lower(name);
+    for (const char *part : expectedParts) {
+        if (strstr(lower, part) != nullptr)
+            return TRACE_RETURN("%d", true);
+    }
+    return TRACE_RETURN("%d", false);
+}
+
+static int ExtraFiles(TestCase *test)
+{
+    TRACE_ENTER("test=\"%s\"", test->name);
+    Vector *names = osdep_readDirectory(qzinstdir(QZINSTDIR_VERSION));
+    for (const char *name : vec_each<const char>(names)) {
+        if (!isExpected(name))
+            TSUITE_FAIL(test, FAILURE, "extraneous files",
+                        cache_sprintf("found unexpected file \"%s\"", name));
+    }
+    osdep_freeNames(names);
+    return TRACE_RETURN("%d", 0);
+}
+
+static Vector *oneTest(const char *name, TestFunction function)
+{
+    TRACE_ENTER("name=\"%s\"", name);
+    Vector *tests = vec_new(MODULE, __LINE__);
+    vec_add(tests, tsuite_newtest(GROUP, name, function, nullptr));
+    return TRACE_RETURN("%p", tests);
+}
+
+Vector *stIntegrityManifest_tests()
+{
+    TRACE_ENTER();
+    return TRACE_RETURN("%p", oneTest("manifest file exists and can be read", Manifest));
+}
+
+Vector *stIntegritySHA_tests()
+{
+    TRACE_ENTER();
+    return TRACE_RETURN("%p", oneTest("SHA256 check", QuickIntegrityTest));
+}
+
+Vector *stIntegrityExtra_tests()
+{
+    TRACE_ENTER();
+    return TRACE_RETURN("%p", oneTest("extraneous installation files", ExtraFiles));
+}
+
+// The entries become the data of the test cases.
+Vector *stIntegritySHAdetailed_tests()
+{
+    TRACE_ENTER();
+    Vector *tests = vec_new(MODULE, __LINE__);
+    Vector *entries = readManifest();
+    for (FileEntry *entry : vec_each<FileEntry>(entries)) {
+        const char *name = cache_sprintf("SHA256 check %s", osdep_baseName(entry->name));
+        vec_add(tests, tsuite_newtest(GROUP, name, DetailedIntegrityTest, entry));
+    }
+    vec_destroy(entries);
+    return TRACE_RETURN("%p", tests);
+}
+
+Vector *stIntegrity_tests()
+{
+    TRACE_ENTER();
+    Vector *tests = stIntegrityManifest_tests();
+    for (Vector *more : {stIntegritySHA_tests(), stIntegrityExtra_tests()}) {
+        vec_addAll(tests, more);
+        vec_destroy(more);
+    }
+    return TRACE_RETURN("%p", tests);
+}

@@ -1,0 +1,14 @@
+// The self-test's rows about the files of the installation: each function gives the test cases of
+// one row, a new vector of TestCase, the caller's to destroy.
+#ifndef SELFTESTS_STINTEGRITY_H
+#define SELFTESTS_STINTEGRITY_H
+
+struct Vector;
+
+Vector *stIntegrityManifest_tests();    // the hash list is there and can be read
+Vector *stIntegritySHA_tests();         // all files are what it says
+Vector *stIntegritySHAdetailed_tests(); // the same, one test case a listed file
+Vector *stIntegrityExtra_tests();       // nothing unexpected lies in the root
+Vector *stIntegrity_tests();            // all of these but the detailed one
+
+#endif
