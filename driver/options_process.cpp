@@ -12,11 +12,9 @@
 #include "common/vector.h"
 #include "driver/machdep.h"
 #include "driver/option_handlers.h"
+#include "driver/version.h"
 
 #include <cstring>
-
-// The product version: major times 1000 plus minor times 10.
-enum { PRODUCT_VERSION = 2320 };
 
 // The formats of diagnostics on the ORB path: of this program and, through the environment and the
 // command, of the legacy driver and the tools it runs.
