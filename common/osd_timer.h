@@ -34,7 +34,8 @@ void osd_timer_start(OsdTimer *timer);
 void osd_timer_stop(OsdTimer *timer);
 
 // The seconds between start and stop, in steps of a millisecond, or, below one, of a nanosecond of
-// processor time. 0 for a timer that has not run.
+// processor time. 0 for a timer that has not run; beyond any real time when the wall clock was set
+// back in between.
 long double osd_timer_elapsed(const OsdTimer *timer);
 
 // The same with two decimals, interned.
