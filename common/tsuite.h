@@ -10,7 +10,7 @@
 //
 // A test function records a failure with TSUITE_FAIL (the last record of a case stays). All strings
 // are interned copies. Suites, cases and timers are never freed: the process ends soon after. Every
-// operation takes null and says so by its result.
+// operation takes null and says so by its result; a text that is missing shows as an empty one.
 #ifndef COMMON_TSUITE_H
 #define COMMON_TSUITE_H
 
@@ -52,12 +52,13 @@ struct TestSuite {
     Vector *list; // of TestCase, in the order added
 };
 
-// The console display. The numbers are bits: 2 and 4 both erase in place.
+// The console display. The numbers are bits: 2 and 4 both erase in place, whatever else is set; a
+// number without them, other than 0 and 1, prints all names one behind the other.
 enum TestVerbosity : int32_t {
     TSUITE_QUIET = 0,    // no lines for groups and tests
     TSUITE_BATCH = 1,    // nothing is erased
     TSUITE_ERASE = 2,    // the name of the test that runs is erased in place
-    TSUITE_PROGRESS = 4, // the same, with percentage and time to completion (as at first)
+    TSUITE_PROGRESS = 4, // exactly: the same, with percentage and time to completion (as at first)
 };
 
 // A new suite; null when memory runs out. Without a name it gets a numbered one.
@@ -80,15 +81,18 @@ void tsuite_addTestFailFL(const char *file, uint32_t line, TestCase *test, const
 void tsuite_addTestDetail(TestCase *test, const char *details);
 
 // Runs all cases, showing progress through `print` (null: none). The number of failed cases, or -1
-// when there is nothing to run.
+// when there is nothing to run. Begins with a pause of a fraction of a second, in which the machine
+// is measured for the time to completion. A suite is run once: the counts of failed and skipped
+// cases are never set back.
 int32_t tsuite_run(TestSuite *suite, TestPrint print);
 
 // Prints a text of a running test through the print function of the run.
 void tsuite_print(const char *text);
 
-// Write the JUnit report (the number of tests, or -1) and the text report (the number of failed
-// tests; to standard error when the file cannot be opened). A report that could not be written
-// whole is said on standard error.
+// Write the JUnit report (the number of tests, or -1; nothing without cases) and the text report
+// (the number of failed tests; to standard error when the file cannot be opened). The formats are
+// described in docs/test-reports.md. A report that was begun and could not be written whole is
+// raised as message 105, and -1 for both.
 int32_t tsuite_writeJUnit(const TestSuite *suite, const char *path);
 int32_t tsuite_failDetails(const TestSuite *suite, const char *path);
 
