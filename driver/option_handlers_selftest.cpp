@@ -1,0 +1,30 @@
+#define MODULE "driver/option_handlers_selftest"
+#include "driver/option_handlers.h"
+
+#include "common/exitpath.h"
+#include "common/qzdebug.h"
+#include "selftests/selftests.h"
+
+#include <cstring>
+
+// The options that look after the installation instead of compiling.
+
+// The text behind the first "=", which need not be there.
+static const char *optionalValue(const OptionCall &call)
+{
+    TRACE_ENTER("\"%s\"", call.argument);
+    const char *equals = strchr(call.argument, '=');
+    return TRACE_RETURN("\"%s\"", equals == nullptr ? nullptr : equals + 1);
+}
+
+uint32_t option_selfinit(const OptionCall &call)
+{
+    TRACE_ENTER("\"%s\"", call.argument);
+    exitpath_leave(selfinit(optionalValue(call)));
+}
+
+uint32_t option_selftest(const OptionCall &call)
+{
+    TRACE_ENTER("\"%s\"", call.argument);
+    exitpath_leave(selftest(optionalValue(call)));
+}
