@@ -1,0 +1,36 @@
+// Reads the bytes as an XML file. Whatever is read holds only names and texts that could be read,
+// and reads back as the same from what is written, unless the writer cannot express it.
+#include "fuzz/uxml_trees.h"
+
+#include <cstddef>
+#include <cstdint>
+
+static const size_t DEEPEST = 200; // a deeper tree is indented by more than it is worth writing
+
+static void requireReadNames(const UxmlNode *node)
+{
+    if (!isName(uxml_name(node)) || !isTrimmed(uxml_text(node)))
+        abort();
+    for (const UxmlAttribute *attribute : vec_each<const UxmlAttribute>(uxml_attributes(node))) {
+        if (!isName(uxml_attr_name(attribute)) || *uxml_attr_name(attribute) == '/')
+            abort();
+    }
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    if (size == 0)
+        return 0;
+    UxmlNode *root = treeRead(data, size);
+    if (root == nullptr)
+        return 0;
+    bool readable = true;
+    for (const TreeElement &element : treeElements(root)) {
+        requireReadNames(element.node);
+        readable = readable && isReadable(element.node) && element.depth < DEEPEST;
+    }
+    if (readable)
+        treeRequireRoundTrip(root);
+    uxml_node_free(root);
+    return 0;
+}
