@@ -33,6 +33,8 @@ static SavedOutput s_crashOutput = {-1, -1};   // for the crash handler
 static SavedOutput s_captureOutput = {-1, -1}; // while a capture has 1 and 2 redirected
 static bool s_crashHandlers;                   // installed
 static pid_t s_crashOwner;                     // the process that installed them
+static void (*s_signalRoutine)();              // or null
+static volatile sig_atomic_t s_waiting;        // for a child: no change of anything is under way
 static HashTable *s_pipeStatus;                // FILE * -> exit status of its command
 
 static bool redirect(int from, int to)
@@ -83,7 +85,7 @@ static void writeText(int descriptor, const char *text)
 
 // The temporary objects go first: flushing may find a stream in the middle of a change, or wait for
 // a reader that has stopped. Nothing here may touch the heap, which the signal may have
-// interrupted.
+// interrupted, unless a child was being waited for.
 static void onSignal(int number)
 {
     if (getpid() != s_crashOwner)
@@ -95,6 +97,8 @@ static void onSignal(int number)
     }
     if (s_crashOutput.err >= 0)
         putBack(stderr, STDERR_FILENO, &s_crashOutput.err);
+    if (s_waiting != 0 && s_signalRoutine != nullptr)
+        s_signalRoutine();
     switch (number) {
     case SIGABRT:
     case SIGFPE:
@@ -126,6 +130,13 @@ static void installHandlers()
         sigaddset(&action.sa_mask, number);
     for (int number : HANDLED_SIGNALS)
         sigaction(number, &action, nullptr); // for SIGKILL it fails
+}
+
+void osdep_setSignalRoutine(void (*routine)())
+{
+    TRACE_ENTER();
+    s_signalRoutine = routine;
+    TRACE_LEAVE();
 }
 
 static void ignoreWritingSignals()
@@ -200,9 +211,11 @@ static int finishChild(const char *program, pid_t child)
 {
     int status = 0;
     pid_t ended = 0;
+    s_waiting = 1;
     do {
         ended = waitpid(child, &status, 0);
     } while (ended < 0 && errno == EINTR);
+    s_waiting = 0;
     if (ended == child && WIFEXITED(status))
         return WEXITSTATUS(status);
     if (ended == child && WIFSIGNALED(status))

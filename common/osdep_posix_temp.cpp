@@ -314,7 +314,7 @@ char *osdep_tempFileSuffix(const char *suffix)
 char *osdep_tempFile()
 {
     TRACE_ENTER();
-    return TRACE_RETURN("\"%s\"", osdep_createTempFile(nullptr, nullptr));
+    return TRACE_RETURN("\"%s\"", osdep_createTempFile("", nullptr));
 }
 
 static char *createDirectory()

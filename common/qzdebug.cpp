@@ -11,18 +11,20 @@
 
 uint32_t gDebugFlags = 0;
 FILE *gDebugOut = nullptr;
+const char *gFilePath = nullptr;
 int gDebugEcho = 0;
 FILE *gDebugTty = nullptr;
 uint32_t gDebugAssertMode = 0;
 const char *gAlertSrc = nullptr;
 
-static const char APPLICATION[] = "qzm-cc";
 static constexpr uint32_t DEFAULT_WIDTH = 20;
 static constexpr uint32_t MINIMUM_WIDTH = 4;
 
 // Beyond this many columns blanks say nothing any more, and a saturated indent would be gigabytes.
 static constexpr uint32_t MOST_BLANKS = 65536;
 
+static const char *s_application = "qzm-cc";
+static bool s_applicationHeader = true;
 static uint32_t s_alertLine = 0;
 static uint32_t s_width = DEFAULT_WIDTH;
 static uint32_t s_step = 4;
@@ -515,13 +517,30 @@ void trace_alertFrom(TraceEmitter emitter, const char *src, uint32_t line, const
 
 // ---- Argument lists ---------------------------------------------------------------------------
 
+void trace_setApplication(const char *name)
+{
+    s_application = name;
+}
+
+const char *trace_application()
+{
+    return s_application;
+}
+
+void trace_setApplicationHeader(int on)
+{
+    s_applicationHeader = on != 0;
+}
+
 void trace_args(Vector *args)
 {
     if (gDebugOut == nullptr)
         return;
     const int savedErrno = errno;
     check(args != nullptr, "args != NULL", 110);
-    put("\nAPP: %s\nARGS:", APPLICATION);
+    if (s_applicationHeader)
+        put("\nAPP: %s\n", s_application);
+    put("ARGS:");
     for (const char *argument : vec_each<const char>(args))
         put(" %s", shown(argument));
     if (vec_size(args) == 0)

@@ -38,6 +38,7 @@ enum DebugFlag : uint32_t {
 
 extern uint32_t gDebugFlags;      // feature mask; zero: debugging is off
 extern FILE *gDebugOut;           // the debug-out file; nothing is written while it is null
+extern const char *gFilePath;     // path of the debug-out file, interned, or null
 extern int gDebugEcho;            // also write everything to /dev/tty
 extern FILE *gDebugTty;           // /dev/tty, opened when an echo is first needed
 extern uint32_t gDebugAssertMode; // a null argument is: 0 ignored, 1 fatal, 2 an error, 3 a warning
@@ -73,7 +74,13 @@ using TraceEmitter = void (*)(const char *format, va_list values);
 [[gnu::format(printf, 4, 5)]] void trace_alertFrom(TraceEmitter emitter, const char *src,
                                                    uint32_t line, const char *format, ...);
 
-// Writes the argument list, with a header that names the application.
+// The program that writes the trace ("qzm-cc" at first; the string must outlive the run), and
+// whether the header of the argument list names it (it does at first).
+void trace_setApplication(const char *name);
+const char *trace_application();
+void trace_setApplicationHeader(int on);
+
+// Writes the argument list, behind the application's header.
 void trace_args(Vector *args);
 void trace_argv(int argc, char *const *argv);
 
