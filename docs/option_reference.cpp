@@ -95,6 +95,11 @@ static const char *rememberedFor(const OptionRecord *row, OptionFamily family)
 
 static void printFamily(const OptionRecord *row, const char *example, OptionFamily family)
 {
+    // The handler would end this program, too.
+    if (((family & FAMILY_ORB) != 0 ? row->orb : row->elm) == OPTION_ANSWER) {
+        printf(" (answered by qzm-cc) |");
+        return;
+    }
     warning[0] = '\0';
     Vector *arguments = cache_split(example, " ");
     Vector *emitted = options_handler(arguments, family, nullptr, false, nullptr);
@@ -112,12 +117,6 @@ static void printFamily(const OptionRecord *row, const char *example, OptionFami
     gOptionState = {};
 }
 
-// "--help" would end this program, too.
-static bool isHelp(const OptionRecord *row)
-{
-    return strcmp(row->name, "--help") == 0;
-}
-
 static bool isDocumented(const OptionRecord *row)
 {
     return row->handler != nullptr && (row->flags & optflag::HIDDEN) == 0;
@@ -127,10 +126,6 @@ static void printRow(const OptionRecord *row)
 {
     const char *example = exampleOf(row);
     printf("| `%s` | %s |", example, row->help);
-    if (isHelp(row)) {
-        printf(" (answered by qzm-cc) | `%s` |\n", example);
-        return;
-    }
     printFamily(row, example, FAMILY_ORB18);
     printFamily(row, example, FAMILY_ELM);
     printf("\n");

@@ -59,7 +59,7 @@ static void printRow(const OptionRecord *row)
     TRACE_LEAVE();
 }
 
-static void printRows(uint32_t mask)
+void options_printRows(uint32_t mask)
 {
     TRACE_ENTER("0x%X", mask);
     for (const OptionRecord *row = options_table(); row->name != nullptr; ++row) {
@@ -88,7 +88,7 @@ uint32_t option_help(const OptionCall &call)
     if (strcmp(call.argument, call.row->name) != 0)
         mask = classMask(option_valueOf(call));
     printf("Usage: %s [options] file...\nOptions:\n", alert_programName());
-    printRows(mask);
+    options_printRows(mask);
     options_finishListing();
     exitpath_leave(0);
 }

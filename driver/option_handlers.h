@@ -46,6 +46,8 @@ enum DriverMessage : uint32_t {
     MESSAGE_UNKNOWN_DEVICE = 2043,    //
     MESSAGE_UNKNOWN_OPTION = 2044,    // the option
     MESSAGE_NO_DRIVER = 2045,         // the driver's file name
+    MESSAGE_INDEX_MISSING = 2046,     //
+    MESSAGE_INDEX_UNUSABLE = 2047,    //
     MESSAGE_UNKNOWN_EXTENSION = 2048, // the language extension
     MESSAGE_DEPRECATED_CCI = 2050,    //
     MESSAGE_UNKNOWN_STANDARD = 2054,  // the language standard
@@ -80,6 +82,9 @@ uint32_t option_preprocessor(const OptionCall &call); // -Wp -Xpreprocessor
 uint32_t option_special(const OptionCall &call); // --qzdebug --pragmaconfig --nodel
 uint32_t option_verbose(const OptionCall &call);
 uint32_t option_help(const OptionCall &call);
+uint32_t option_targetHelp(const OptionCall &call);
+uint32_t option_printDevices(const OptionCall &call);
+uint32_t option_printOrbDevices(const OptionCall &call);
 uint32_t option_device(const OptionCall &call);
 uint32_t option_instructionSet(const OptionCall &call);
 uint32_t option_standard(const OptionCall &call);
@@ -118,6 +123,10 @@ const char *option_valueOf(const OptionCall &call);
 
 // Whether `text` begins with `prefix`.
 bool option_hasPrefix(const char *text, const char *prefix);
+
+// Prints the rows of the option table that share a bit with `mask` and are to be listed, as help
+// shows them.
+void options_printRows(uint32_t mask);
 
 // To be called behind a listing on standard output: when it could not be written, ends the run with
 // MESSAGE_NOT_WRITTEN.

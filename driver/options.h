@@ -66,10 +66,11 @@ using OptionHandler = uint32_t (*)(const OptionCall &call);
 // Called for an argument that matches no row, before it is passed on.
 using OptionFallback = void (*)(const char *argument, OptionFamily family);
 
-// In a row's `orb` or `elm` column: the argument is passed on as it is, or it is refused (warning
-// 1428) and emits nothing.
+// In a row's `orb` or `elm` column: the argument is passed on as it is; it is refused (warning
+// 1428) and emits nothing; or its handler answers it and ends the process.
 inline constexpr char OPTION_PASS[] = "pass";
 inline constexpr char OPTION_REFUSE[] = "refuse";
+inline constexpr char OPTION_ANSWER[] = "answer";
 
 struct OptionRecord {
     uint32_t flags;   // optflag bits

@@ -7,6 +7,7 @@ using namespace optflag;
 
 #define PASS   OPTION_PASS
 #define REFUSE OPTION_REFUSE
+#define ANSWER OPTION_ANSWER
 
 // One row an option: flags, name, group; help text (quoted as printed); handler, what it emits for
 // the ORB families, what it emits for ELM; what it leaves noted, if anything. The order is that of
@@ -123,16 +124,16 @@ static OptionRecord s_table[] = {
      option_fixed, "--noexec", PASS},
     {COMMON | JOINED | ACTIVE | LISTED | OWN, "--help", nullptr,
      "Help",
-     option_help, nullptr, PASS},
+     option_help, ANSWER, PASS},
     {COMMON | ACTIVE, "--target-help", nullptr,
      "Target help",
-     nullptr, nullptr, nullptr},
+     option_targetHelp, ANSWER, ANSWER},
     {COMMON | ACTIVE | OWN, "-mprint-devices", nullptr,
      "List supported devices",
-     nullptr, nullptr, nullptr},
+     option_printDevices, ANSWER, ANSWER},
     {COMMON | HIDDEN | ACTIVE | LISTED | OWN, "-mprint-orb-devices", nullptr,
      "List supported ORB devices",
-     nullptr, nullptr, nullptr},
+     option_printOrbDevices, ANSWER, ANSWER},
     {COMMON | ACTIVE, "-mprint-builtins", nullptr,
      "List built in functions",
      option_fixed, "--info=builtins", nullptr, &OptionState::printBuiltins},

@@ -125,6 +125,12 @@ void SuiteTest::write(const std::string &path, const std::string &bytes) const
     ASSERT_TRUE(file.good()) << full;
 }
 
+void SuiteTest::writeProgram(const std::string &path, const std::string &script) const
+{
+    write(path, script);
+    fs::permissions(fs::path(work) / path, fs::perms{0755}); // an absolute path stays what it is
+}
+
 bool SuiteTest::hasMounts()
 {
     static const bool answer = surroundings_canMount();

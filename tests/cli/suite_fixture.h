@@ -92,6 +92,9 @@ class SuiteTest : public ::testing::Test {
     // Writes a file, creating its directory; a relative path is one below scratch/work.
     void write(const std::string &path, const std::string &bytes) const;
 
+    // The same for a script that can be run.
+    void writeProgram(const std::string &path, const std::string &script) const;
+
     static bool hasMounts();   // whether a run can have a mount namespace
     static bool canBeNobody(); // whether a run can drop its privileges and still reach its files
     static bool traced();      // whether this is the run with the tracing program

@@ -3,6 +3,7 @@
 //     # What this one shows.
 //     [arguments]            the command line, one argument a line
 //     [file NAME]            a file in the current directory; NAME may begin with {VER}/
+//     [program NAME]         the same for a script that can be run
 //     [directory NAME]       an empty directory
 //     [child PATH]           the program of VER that is to be run; elm/bin/elm-gcc when left out
 //     [no child]             that program is not in the suite
@@ -25,6 +26,7 @@
 struct Transcript {
     std::vector<std::string> arguments;
     std::map<std::string, std::string> files;
+    std::map<std::string, std::string> programs;
     std::vector<std::string> directories;
     std::map<std::string, std::string> environment;
     std::string childPath = "elm/bin/elm-gcc";

@@ -36,6 +36,8 @@ static void takeSection(Transcript &transcript, const std::string &title, const 
         transcript.arguments = linesOf(body);
     else if (std::string file = behind(title, "file "); !file.empty())
         transcript.files[file] = body;
+    else if (std::string program = behind(title, "program "); !program.empty())
+        transcript.programs[program] = body;
     else if (std::string directory = behind(title, "directory "); !directory.empty())
         transcript.directories.push_back(directory);
     else if (std::string path = behind(title, "child "); !path.empty() && path != "environment")
@@ -101,6 +103,8 @@ class TranscriptTest : public SuiteTest, public ::testing::WithParamInterface<st
     {
         for (const auto &[name, text] : transcript.files)
             write(inPlace(name, ""), inPlace(text, ""));
+        for (const auto &[name, text] : transcript.programs)
+            writeProgram(inPlace(name, ""), inPlace(text, ""));
         for (const std::string &name : transcript.directories)
             std::filesystem::create_directories(std::filesystem::path(work) / inPlace(name, ""));
         if (transcript.childMissing)

@@ -1,0 +1,223 @@
+#define MODULE "driver/devices"
+#include "common/exitpath.h"
+#include "common/line_reader.h"
+#include "common/osdep.h"
+#include "common/qzdebug.h"
+#include "common/stringcache.h"
+#include "common/uxml2.h"
+#include "common/vector.h"
+#include "driver/devices.h"
+#include "driver/devices_internal.h"
+#include "driver/option_handlers.h"
+
+#include <cstdio>
+#include <cstring>
+
+// The sources of device names: the programs, and two kinds of file.
+
+// ---- Programs ----------------------------------------------------------------------------------
+
+// The output of a program that is read line by line.
+struct ProgramOutput {
+    const char *program;
+    FILE *stream;
+    LineReader lines;
+};
+
+// Runs the program with one argument. False when there is no output to be read; the descriptors are
+// then where they were.
+static bool startProgram(ProgramOutput *output, const char *program, const char *argument)
+{
+    TRACE_ENTER("program=\"%s\", argument=\"%s\"", program, argument);
+    output->program = program;
+    output->stream = osdep_popen_command(program, argument, nullptr);
+    if (output->stream == nullptr) {
+        osdep_restoreOutput();
+        TRACE("Could not open pipe");
+        return TRACE_RETURN("%d", false);
+    }
+    lines_start(&output->lines, output->stream);
+    return TRACE_RETURN("%d", true);
+}
+
+// A program that failed may have named devices before; they count.
+static void endProgram(ProgramOutput *output)
+{
+    TRACE_ENTER("program=\"%s\"", output->program);
+    if (!lines_finish(&output->lines))
+        TRACE("the output of \"%s\" could not be read to its end", output->program);
+    const int status = osdep_pclose(output->stream);
+    if (status != 0)
+        TRACE("\"%s\" ended with status %d", output->program, status);
+    TRACE_LEAVE();
+}
+
+static void addChip(Vector *names, const char *name)
+{
+    const char *chip = cache_lower(name);
+    TRACE("found chip: \"%s\"", chip);
+    vec_add(names, chip);
+}
+
+Vector *getORBDeviceList_helper(uint32_t kind)
+{
+    TRACE_ENTER("kind=%u", kind);
+    const char *driver = getDriverPath(kind);
+    ASSERT_TEXT_AT(10, driver != nullptr, "driver != NULL");
+    ProgramOutput output;
+    if (!startProgram(&output, driver, "--chipinforaw"))
+        return TRACE_RETURN("%p", static_cast<Vector *>(nullptr));
+    Vector *names = vec_new(MODULE, __LINE__);
+    while (const char *line = lines_next(&output.lines)) {
+        const size_t length = strcspn(line, ":\r");
+        if (length != 0)
+            addChip(names, cache_substring(line, length));
+    }
+    endProgram(&output);
+    return TRACE_RETURN("%p", names);
+}
+
+Vector *getORBDeviceList()
+{
+    TRACE_ENTER();
+    return TRACE_RETURN("%p", getORBDeviceList_helper(DRIVER_ORB_COMPILER));
+}
+
+Vector *getORB18DeviceList()
+{
+    TRACE_ENTER();
+    return TRACE_RETURN("%p", getORBDeviceList_helper(DRIVER_ORB18_COMPILER));
+}
+
+static bool skipTo(LineReader *lines, const char *front)
+{
+    TRACE_ENTER("front=\"%s\"", front);
+    const char *line = nullptr;
+    do {
+        line = lines_next(lines);
+    } while (line != nullptr && !option_hasPrefix(line, front));
+    return TRACE_RETURN("%d", line != nullptr);
+}
+
+// The architecture that the ELM driver lists among the devices is none.
+static void addChipsOf(Vector *names, const char *line)
+{
+    TRACE_ENTER("\"%s\"", line);
+    Vector *words = cache_split(line, " \t\r");
+    for (const char *word : vec_each<const char>(words)) {
+        if (strcmp(word, "elm1") == 0)
+            TRACE("ignoring: \"%s\"", word);
+        else
+            addChip(names, word);
+    }
+    vec_destroy(words);
+    TRACE_LEAVE();
+}
+
+Vector *getELMDeviceList()
+{
+    TRACE_ENTER();
+    ProgramOutput output;
+    if (!startProgram(&output, getDriverPath(DRIVER_ELM), "--target-help"))
+        return TRACE_RETURN("%p", static_cast<Vector *>(nullptr));
+    Vector *names = vec_new(MODULE, __LINE__);
+    if (skipTo(&output.lines, "Known MCU names")) {
+        TRACE("Found \"Known MCU names\"");
+        const char *line = nullptr;
+        while ((line = lines_next(&output.lines)) != nullptr && !option_hasPrefix(line, "Linker"))
+            addChipsOf(names, line);
+    }
+    endProgram(&output);
+    return TRACE_RETURN("%p", names);
+}
+
+// ---- Files -------------------------------------------------------------------------------------
+
+// Null for whatever is no file with content of its own: a pipe would be waited for.
+static FILE *openFile(const char *path)
+{
+    TRACE_ENTER("\"%s\"", path);
+    return TRACE_RETURN("%p", osdep_isRegularFile(path) ? fopen(path, "re") : nullptr);
+}
+
+static void addAttributes(Vector *names, const UxmlNode *device, uint32_t mask)
+{
+    for (const UxmlAttribute *attribute : vec_each<UxmlAttribute>(uxml_attributes(device))) {
+        const char *name = cache_lower(uxml_attr_value(attribute));
+        if (devices_isSelected(name, mask))
+            vec_add(names, name);
+    }
+}
+
+// The devices are two levels below the root element: in its children's children.
+static Vector *namesBelow(const UxmlNode *root, uint32_t mask)
+{
+    TRACE_ENTER("mask=%u", mask);
+    Vector *names = vec_new(MODULE, __LINE__);
+    for (const UxmlNode *group : vec_each<UxmlNode>(uxml_children(root))) {
+        for (const UxmlNode *device : vec_each<UxmlNode>(uxml_children(group)))
+            addAttributes(names, device, mask);
+    }
+    return TRACE_RETURN("%p", names);
+}
+
+Vector *getDeviceListFromXML(uint32_t mask, const char *path)
+{
+    TRACE_ENTER("mask=%u, path=\"%s\"", mask, path);
+    FILE *file = openFile(path);
+    if (file == nullptr) {
+        TRACE("could not open xmlfile \"%s\"", path);
+        return TRACE_RETURN("%p", static_cast<Vector *>(nullptr));
+    }
+    UxmlNode *root = uxml_read(file);
+    fclose(file);
+    Vector *names = root == nullptr ? nullptr : namesBelow(root, mask);
+    uxml_node_free(root);
+    return TRACE_RETURN("%p", names);
+}
+
+// What begins a line of the index, and the name in it; and what ends the index: the sections of the
+// single parts.
+static constexpr char indexMark[] = "<PARTS_INDEX_TYPE><";
+static constexpr char sectionMark[] = "<PART_INFO_TYPE>";
+
+static const char *nameInIndexLine(const char *line)
+{
+    TRACE_ENTER("\"%s\"", line);
+    const char *name = line + strlen(indexMark);
+    const char *end = strchr(name, '>');
+    ASSERT_TEXT_AT(20, end != nullptr, "cp != NULL");
+    return TRACE_RETURN("\"%s\"", cache_substring(name, static_cast<size_t>(end - name)));
+}
+
+Vector *devices_readIndex(const char *path)
+{
+    TRACE_ENTER("\"%s\"", path);
+    FILE *file = openFile(path);
+    if (file == nullptr)
+        return TRACE_RETURN("%p", static_cast<Vector *>(nullptr));
+    Vector *names = vec_new(MODULE, __LINE__);
+    LineReader lines;
+    lines_start(&lines, file);
+    const char *line = nullptr;
+    while ((line = lines_next(&lines)) != nullptr && !option_hasPrefix(line, sectionMark)) {
+        if (option_hasPrefix(line, indexMark))
+            vec_add(names, nameInIndexLine(line));
+    }
+    if (!lines_finish(&lines)) {
+        TRACE("\"%s\" could not be read to its end", path);
+        vec_destroy(names);
+        names = nullptr;
+    }
+    fclose(file);
+    return TRACE_RETURN("%p", names);
+}
+
+Vector *getDeviceListFrom8bit_device_info(const char *path)
+{
+    TRACE_ENTER("\"%s\"", path);
+    Vector *names = devices_readIndex(path);
+    if (names != nullptr)
+        ASSERT_TEXT_AT(30, vec_size(names) != 0, "vec_size(devlist) != 0");
+    return TRACE_RETURN("%p", names);
+}
