@@ -8,8 +8,8 @@
 //
 // A path style is a flag word of which OSFLAG_WINDOWS selects the backslash as the separator inside
 // listed names; files themselves are always reached with "/". A file that exists but cannot be
-// opened for digesting ends the run with a message. The formats are described in docs/hash-list.md
-// and docs/xml-files.md.
+// opened or read for digesting ends the run with status 1 and a message. The formats are described
+// in docs/hash-list.md and docs/xml-files.md.
 #ifndef COMMON_SHAHASH_H
 #define COMMON_SHAHASH_H
 
@@ -33,36 +33,39 @@ struct FileEntry {
 bool sha256_file(FILE *file, uint8_t digest[SHA256_SIZE]);
 bool sha1_file(FILE *file, uint8_t digest[SHA1_SIZE]);
 
-// The digest text of a file, interned. Ends the run with status 1 when it cannot be opened or read.
+// The digest text of a file, interned. Ends the run with status 1 when it cannot be opened or read,
+// or is no regular file: a named pipe or device is never opened.
 const char *sha256_path(const char *path);
 const char *sha1_path(const char *path);
 
 // Adds an entry for every regular file below `dir`, recursively, in the system's order; a listed
-// name is `prefix` joined with the name below `dir`. A directory that cannot be opened adds
-// nothing. Symbolic links: see docs/hash-list.md. Neither `files` nor `dir` may be null.
+// name is `prefix` (which may be null or empty) joined with the name below `dir`. A directory that
+// cannot be opened adds nothing. Symbolic links: see docs/hash-list.md. Neither `files` nor `dir`
+// may be null. The entries are the caller's, for shahash_freeEntries().
 void process_dir(uint32_t style, Vector *files, const char *dir, const char *prefix);
 
 // Frees a vector of file entries with its entries. Null is allowed.
 void shahash_freeEntries(Vector *entries);
 
 // Writes the hash list of `dir` to the file `destination`, which is replaced only when the whole
-// list has been made. False when it did not reach the destination.
+// list has been made. False when it did not reach the destination, after a message when a name has
+// a line end in it and cannot be listed.
 bool shahash_writeList(uint32_t style, const char *dir, const char *destination);
 bool shahash_writeListDefault(const char *dir, const char *destination);
 
 // The entries of a hash list in the order of its lines, each name behind `prefix` (or as listed,
-// when null), for shahash_freeEntries(). Null when it cannot be read, is empty, or holds a line
-// without a blank.
+// when null or empty), for shahash_freeEntries(). Null when it cannot be read, is empty, or holds a
+// line without a blank, with a NUL or beyond the limit of common/line_reader.h.
 Vector *shahash_readList(const char *path, const char *prefix);
 
 // 1 when every file of the list matches, else 0; the check stops at the first that does not. With a
 // directory the names are looked up there, and the current directory is afterwards what it was.
 int shahash_checkList(const char *directory, const char *path);
 
-// Whether the file exists and has this digest.
+// Whether there is such a regular file and it has this digest. Null arguments give false.
 bool shahash_checkFile(const char *digest, const char *path);
 
-// 1 when all entries match, else 0; every existing file is digested.
+// 1 when all entries match, else 0; every existing file is digested. Null gives 0.
 int shahash_checkEntries(Vector *entries);
 
 // Writes the manifest of `dir` as "vxpSECONDS.xml" into `outputDirectory`, with the nodes `extra`
@@ -73,8 +76,10 @@ bool shahash_writeManifest(uint32_t style, const char *dir, const char *outputDi
 bool shahash_writeManifestDefault(const char *dir, const char *outputDirectory, Vector *extra);
 
 // 1 when all files named by the manifests in `manifestDirectory` match, the newest manifest that
-// names a file deciding; 0 otherwise and without any manifest. With a directory the names are
-// looked up there, and the current directory is afterwards what it was.
+// names a file deciding (of two of one age, the one whose file name sorts first); 0 otherwise and
+// without any manifest. A file "vxp...xml" that is not wholly of a manifest's shape is none; one
+// that cannot be opened ends the run. With a directory the names are looked up there, and the
+// current directory is afterwards what it was.
 int shahash_checkManifests(const char *directory, const char *manifestDirectory);
 
 #endif
