@@ -104,6 +104,10 @@ int osdep_reopenInput(const char *path);
 // Whether standard input is a terminal.
 int osdep_inputIsTerminal();
 
+// Has every write to `stream`, an open file, go to the end of the file, wherever another process has
+// moved that in the meantime. 0 on success, else -1.
+int osdep_writeAtEnd(FILE *stream);
+
 // ---- Host -------------------------------------------------------------------------------------
 
 enum OsFlag : uint32_t {

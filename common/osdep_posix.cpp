@@ -167,6 +167,14 @@ int osdep_inputIsTerminal()
     return TRACE_RETURN("%d", isatty(STDIN_FILENO));
 }
 
+int osdep_writeAtEnd(FILE *stream)
+{
+    TRACE_ENTER("stream=%p", static_cast<void *>(stream));
+    const int flags = fcntl(fileno(stream), F_GETFL);
+    const bool set = flags >= 0 && fcntl(fileno(stream), F_SETFL, flags | O_APPEND) == 0;
+    return TRACE_RETURN("%d", set ? 0 : -1);
+}
+
 // What the stream has read ahead belongs to the old input.
 static void discardInput()
 {

@@ -531,3 +531,34 @@ TEST(Host, SetenvPublishesAndReplacesAVariable)
     EXPECT_STREQ(std::getenv("OSDEP_TEST_VARIABLE"), "");
     EXPECT_EQ(osdep_setenv(nullptr, "value"), 0);
 }
+
+// ---- Streams ----------------------------------------------------------------------------------
+
+TEST(Streams, WritingAtTheEndKeepsWhatAnotherHasAppended)
+{
+    char name[] = "/tmp/osdep_test.XXXXXX";
+    close(mkstemp(name));
+    FILE *stream = fopen(name, "w");
+    EXPECT_EQ(osdep_writeAtEnd(stream), 0);
+    fputs("first ", stream);
+    fflush(stream);
+    FILE *other = fopen(name, "a");
+    fputs("other ", other);
+    fclose(other);
+    fputs("last", stream);
+    fclose(stream);
+    char text[64] = "";
+    FILE *reader = fopen(name, "r");
+    EXPECT_NE(fgets(text, sizeof text, reader), nullptr);
+    fclose(reader);
+    remove(name);
+    EXPECT_STREQ(text, "first other last");
+}
+
+TEST(Streams, OneWithoutAFileCannotWriteAtItsEnd)
+{
+    char memory[4];
+    FILE *stream = fmemopen(memory, sizeof memory, "w");
+    EXPECT_EQ(osdep_writeAtEnd(stream), -1);
+    fclose(stream);
+}
