@@ -11,6 +11,7 @@
 #include "common/memory.h"
 #include "common/osdep.h"
 #include "common/qzdebug.h"
+#include "common/qzdebug_options.h"
 #include "common/stringcache.h"
 #include "common/vector.h"
 
@@ -30,6 +31,7 @@ static constexpr uint64_t COST_OF_FILE = 4096;
 static constexpr uint64_t COST_OF_COMPARISON = 256;
 
 static const char DEBUG_OPTION[] = "--qzdebug";
+static const char COMPONENT[] = "qzm-cc"; // to the debug facility
 
 // A response file whose arguments are being taken in.
 struct OpenResponseFile {
@@ -166,8 +168,10 @@ static void takeArgument(Intake *intake, const char *argument)
         if (!takeResponseFile(intake, argument + 1))
             vec_add(intake->result, cache_string(argument));
     } else if (argument[0] != '\0') {
-        if (std::strncmp(argument, DEBUG_OPTION, sizeof DEBUG_OPTION - 1) == 0)
+        if (std::strncmp(argument, DEBUG_OPTION, sizeof DEBUG_OPTION - 1) == 0) {
+            qzdebug_parse(argument);
             s_debugSeen = 1;
+        }
         vec_add(intake->result, unescaped(argument));
     }
     TRACE_LEAVE();
@@ -214,16 +218,19 @@ int cmdline_driver(int argc, char **argv, CmdlineProcess options_process, unsign
     ASSERT_AT(20, argv != NULL);
     ASSERT_AT(21, options_process != NULL);
     osdep_installCrashHandlers();
+    osdep_setSignalRoutine(qzdebug_shutdown);
     Vector *arguments = cmdline_args(argc, argv, nullptr);
     if (gDebugFlags != 0)
         trace_argv(argc, argv);
 
     Vector *args = options_process(arguments);
     ASSERT_AT(30, args != NULL);
+    qzdebug_setComponent(COMPONENT);
     const int status = cmdline_spawn(args, spawnFlag, verbosity != nullptr ? *verbosity : 0);
     if (args != arguments)
         vec_destroy(args);
     vec_destroy(arguments);
     TRACE("Returning status: %d", status);
+    qzdebug_shutdown();
     return TRACE_RETURN("%d", status);
 }

@@ -11,6 +11,7 @@
 #include "common/exitpath.h"
 #include "common/osdep.h"
 #include "common/qzdebug.h"
+#include "common/qzdebug_options.h"
 #include "common/stringcache.h"
 #include "common/vector.h"
 
@@ -31,11 +32,11 @@ static const char *element(const Vector *command, uint32_t index)
 static int run(const Vector *command)
 {
     TRACE_ENTER("driver=\"%s\"", element(command, 0));
+    // The caller's command is not to be touched.
     Vector *argv = vec_copy_func(command, MODULE, __LINE__);
-    vec_add(argv, nullptr);
     std::fflush(stdout);
     std::fflush(stderr);
-    const int status = osdep_spawn(element(argv, 0), reinterpret_cast<char *const *>(argv->data));
+    const int status = qzdebug_run(element(argv, 0), argv, 0);
     vec_destroy(argv);
     TRACE("Execution returned %d", status);
     TRACE("Returning status: %d", status);

@@ -4,19 +4,30 @@
 #include "common/alert.h"
 #include "common/osdep.h"
 #include "common/qzdebug.h"
+#include "common/qzdebug_options.h"
 #include "common/stringcache.h"
 
 #include <cstring>
 
 // The handlers that know one option (or two spellings of one).
 
-// The debug facility has nothing to hand on to a child while nothing can switch it on, so its
-// option ends here on either path.
+// What the debug facility of a child is told, in the place of what the user told ours.
+static void emitChildDebugOption(const OptionCall &call)
+{
+    TRACE_ENTER("\"%s\"", call.argument);
+    const char *option = qzdebug_childOption(DBC_QZM, "driver");
+    if (option != nullptr)
+        option_emit(call, option);
+    TRACE_LEAVE();
+}
+
 uint32_t option_special(const OptionCall &call)
 {
     TRACE_ENTER("\"%s\"", call.argument);
     if ((call.family & FAMILY_ORB) != 0) {
-        if (option_hasPrefix(call.argument, "--nodel")) {
+        if (option_hasPrefix(call.argument, "--qzdebug")) {
+            emitChildDebugOption(call);
+        } else if (option_hasPrefix(call.argument, "--nodel")) {
             osdep_keepTempFiles(1);
             option_emit(call, call.argument);
         } else if (option_hasPrefix(call.argument, "--pragmaconfig")) {

@@ -2,6 +2,7 @@
 #include "common/cmdline.h"
 #include "common/exitpath.h"
 #include "common/qzdebug.h"
+#include "common/qzdebug_options.h"
 #include "driver/option_handlers.h"
 #include "driver/options_process.h"
 
@@ -11,6 +12,7 @@
 static void cleanup(int status)
 {
     TRACE_ENTER("status=%d", status);
+    qzdebug_shutdown();
     exit(status);
 }
 

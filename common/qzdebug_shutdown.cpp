@@ -1,0 +1,112 @@
+#define MODULE "common/qzdebug"
+#include "common/qzdebug_options.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "common/hash.h"
+#include "common/osdep.h"
+#include "common/package_zip.h"
+#include "common/qzdebug.h"
+#include "common/qzdebug_internal.h"
+#include "common/skiplist.h"
+#include "common/stringcache.h"
+#include "common/vector.h"
+
+static const char DRIVER[] = "qzm-cc";
+static const char ROOT[] = "SYSTEM_ROOT"; // in a package, the place of the root directory
+
+static const char *s_component; // null until the run has got that far
+
+void qzdebug_setComponent(const char *name)
+{
+    TRACE_ENTER("name=\"%s\"", name);
+    s_component = name;
+    TRACE_LEAVE();
+}
+
+// ---- The package ------------------------------------------------------------------------------
+
+static const char *memberName(const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    if (path[0] == '/')
+        path = cache_sprintf("%s/%s", ROOT, path + 1);
+    return TRACE_RETURN("\"%s\"", cache_separators(path, '/'));
+}
+
+// Opens the package for one more member. 0 when there is nothing to write to.
+static int openPackage(Package *package, const char *name, const char *member)
+{
+    TRACE_ENTER("name=\"%s\", member=\"%s\"", name, member);
+    if (!package_exists(package)) {
+        const int started = package_startWriter(package);
+        if (!started)
+            qzdebug_warning("Unable to init package zip file (%s) to add \"%s\"", name, member);
+        return TRACE_RETURN("%d", started);
+    }
+    const int opened = package_openReader(package);
+    if (!opened)
+        qzdebug_warning("Unable to open package zip file (%s) for reading to append \"%s\"", name,
+                        member);
+    else if (!package_toWriter(package))
+        qzdebug_warning("Unable to covert package zip file (%s) reader to a writer to append "
+                        "\"%s\"",
+                        name, member);
+    return TRACE_RETURN("%d", opened);
+}
+
+static void pack(const char *name, const char *path)
+{
+    TRACE_ENTER("name=\"%s\", path=\"%s\"", name, path);
+    const char *member = memberName(path);
+    Package *package = package_claim(name);
+    if (openPackage(package, name, member)) {
+        if (!package_addFile(package, member, path))
+            qzdebug_warning("Unable to add archive \"%s\" (from \"%s\") to package zip (%s)",
+                            member, path, name);
+        if (!package_finalise(package))
+            qzdebug_warning("Unable to finalize package zip (%s) after adding \"%s\"", name,
+                            member);
+        if (!package_end(package))
+            qzdebug_warning("Unable to end package zip (%s) after adding \"%s\"", name, member);
+    }
+    package_release(package);
+    TRACE_LEAVE();
+}
+
+// ---- The end of the run -----------------------------------------------------------------------
+
+static void reportContainers()
+{
+    if ((gDebugFlags & DEBUG_CONTAINERS) == 0)
+        return;
+    hash_report();
+    skiplist_report();
+    vec_report();
+}
+
+// A debug-out file that the user named belongs to the whole suite: the driver packs it when all is
+// done, and nobody else does.
+static bool isOurs()
+{
+    const bool isDriver = s_component != nullptr && strcmp(s_component, DRIVER) == 0;
+    return gFilePath != nullptr && (isDriver || !gDebugSettings.outGiven);
+}
+
+void qzdebug_shutdown()
+{
+    static bool done;
+    if (done)
+        return; // a check that fails below ends the run by the same way
+    done = true;
+    if (!isOurs())
+        return;
+    if (gDebugOut == nullptr) {
+        fflush(stdout); // a fatal message ends the run without it when that is on its way out
+        trace_checkFailed("gFile != NULL", MODULE, 250);
+    }
+    if (gDebugSettings.package != nullptr && osdep_fileExists(gFilePath))
+        pack(gDebugSettings.package, gFilePath);
+    reportContainers();
+}
