@@ -232,7 +232,7 @@ TEST_F(Devices, MegabytesOfOutputAreRead)
 
 TEST_F(Devices, ALineWithoutEndEndsTheListWithoutEndingTheRun)
 {
-    program("orb/bin/orbc", "echo 16z20a; head -c 17000000 /dev/zero | tr '\\0' 'x'; echo; "
+    program("orb/bin/orbc", "echo 16z20a; head -c 40000000 /dev/zero | tr '\\0' 'x'; echo; "
                             "echo 16z30");
     EXPECT_EQ(toStrings(getORBDeviceList()), Strings{"16z20a"});
 }
@@ -524,7 +524,7 @@ TEST_F(Devices, AnIndexThatIsNoFileIsAFatalMessage)
 
 TEST_F(Devices, AnIndexWithAnEndlessLineIsAFatalMessage)
 {
-    index("<PARTS_INDEX_TYPE><16z20a>\n" + std::string(17000000, 'x') + "\n");
+    index("<PARTS_INDEX_TYPE><16z20a>\n" + std::string(40000000, 'x') + "\n");
     alert_setOutputHook(nullptr);
     EXPECT_EXIT(deviceList8bit(), testing::ExitedWithCode(1),
                 testing::Eq("(2047) 8bit_device.info cannot be properly read\n"));
