@@ -79,7 +79,9 @@ uint32_t option_assembler(const OptionCall &call);    // -Wa -Xassembler
 uint32_t option_preprocessor(const OptionCall &call); // -Wp -Xpreprocessor
 
 // ---- One option each ----
-uint32_t option_special(const OptionCall &call); // --qzdebug --pragmaconfig --nodel
+uint32_t option_special(const OptionCall &call);  // --qzdebug --pragmaconfig --nodel
+uint32_t option_selfinit(const OptionCall &call); // answered for every family
+uint32_t option_selftest(const OptionCall &call); // the same
 uint32_t option_verbose(const OptionCall &call);
 uint32_t option_help(const OptionCall &call);
 uint32_t option_targetHelp(const OptionCall &call);

@@ -115,6 +115,17 @@ void SuiteTest::installSampleQzm()
         fs::copy(headers / "c", suite + "/orb/include/" + library, fs::copy_options::recursive);
 }
 
+void SuiteTest::installSampleSuite()
+{
+    fs::remove_all(suite);
+    for (const char *component : {"", " --component sample"}) {
+        const std::string install = QZM_INSTALL " --prefix " + suite + component + " > /dev/null";
+        ASSERT_EQ(system(install.c_str()), 0) << install;
+    }
+    if (traced())
+        copyProgram(QZM_CC_TRACED, suite + "/bin/qzm-cc");
+}
+
 void SuiteTest::write(const std::string &path, const std::string &bytes) const
 {
     fs::path full = path[0] == '/' ? fs::path(path) : fs::path(work) / path;

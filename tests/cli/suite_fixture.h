@@ -89,6 +89,9 @@ class SuiteTest : public ::testing::Test {
     // Puts the sample qzm, with its include folders, where the recording child is.
     void installSampleQzm();
 
+    // Makes the whole suite the one that is installed for trying out, with this run's program.
+    void installSampleSuite();
+
     // Writes a file, creating its directory; a relative path is one below scratch/work.
     void write(const std::string &path, const std::string &bytes) const;
 

@@ -10,5 +10,6 @@
     if (path == nullptr)
         return;
     gDebugOut = fopen(path, "w");
+    unsetenv("QZM_TRACE"); // the programs that it runs are not to write into the same file
     gDebugFlags = DEBUG_TRACE;
 }

@@ -1,0 +1,364 @@
+// The self-test of the sample installation, and the hash list that it goes by.
+#include "tests/cli/suite_fixture.h"
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <regex>
+#include <sstream>
+
+namespace fs = std::filesystem;
+
+class SelftestTest : public SuiteTest {
+  protected:
+    void SetUp() override
+    {
+        installSampleSuite();
+        write(
+            suite + "/bin/deviceSupport.xml",
+            "<?xml version=\"1.0\"?>\n<deviceSupport>\n<family>\n<device name=\"16z20a\"/>\n"
+            "<device name=\"18z40\"/>\n<device name=\"elmbig1\"/>\n</family>\n</deviceSupport>\n");
+    }
+
+    // Both end inside the handler of their option.
+    RunResult selfinit(const std::string &value = "", RunOptions options = {})
+    {
+        options.endsEarly = true;
+        return run({"--selfinit" + value}, options);
+    }
+    RunResult selftest(const std::string &value, RunOptions options = {})
+    {
+        options.endsEarly = true;
+        return run({"--selftest" + value}, options);
+    }
+    std::string report(const char *name) const { return readFile(work + "/" + name); }
+
+    std::string found() const { return "Compiler installation found at: " + suite + "\n"; }
+    std::string saved(const std::string &system) const
+    {
+        return found() + "Compiler installation identified as " + system +
+               "windows OS\nGenerating installation integrity hashes...done\n"
+               "Compiler integrity hash file saved to: " +
+               suite + "/manifest\n";
+    }
+};
+
+// A file beside this one.
+static std::string golden(const std::string &name)
+{
+    return readFile(QZM_SELFTEST_GOLDEN "/" + name);
+}
+
+// What a terminal shows, one line for each state of it: a line that is erased stays on record.
+static std::string shown(const std::string &out)
+{
+    std::string all;
+    std::string line;
+    bool erasing = false;
+    for (char c : out) {
+        if (c == '\b') {
+            if (!erasing)
+                all += line + "\n";
+            erasing = true;
+            EXPECT_FALSE(line.empty()) << "a backspace at the start of a line, behind " << all;
+            line.resize(line.empty() ? 0 : line.size() - 1);
+        } else if (c == '\n') {
+            all += line + "\n";
+            line.clear();
+            erasing = false;
+        } else {
+            line += c;
+            erasing = erasing && c == ' ';
+        }
+    }
+    return all + line;
+}
+
+// The text without what differs from run to run.
+static std::string masked(std::string text)
+{
+    const std::pair<const char *, const char *> masks[] = {
+        {"ETA \\d+hrs \\d+mins \\d+secs", "ETA ..."},
+        {"\\(\\d+\\.\\d\\d\\)", "(...)"},
+        {"time=\"\\d+\\.\\d\\d\"", "time=\"...\""},
+        {"timestamp=\"\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\dZ\"", "timestamp=\"...\""},
+        {"hostname=\"[^\"]*\"", "hostname=\"...\""},
+    };
+    for (const auto &[what, by] : masks)
+        text = std::regex_replace(text, std::regex(what), by);
+    return text;
+}
+
+// The lines that are not about a test that passed.
+static std::string failures(const std::string &textReport)
+{
+    std::istringstream lines(textReport);
+    std::string all;
+    for (std::string line; std::getline(lines, line);) {
+        if (!std::regex_search(line, std::regex(" pass +\\(")))
+            all += line + "\n";
+    }
+    return masked(all);
+}
+
+// A row of the text report.
+static std::string reportRow(std::string group, std::string name, std::string result,
+                             const std::string &time)
+{
+    group.resize(15, ' ');
+    name.resize(70, ' ');
+    result.resize(7, ' ');
+    return group + " " + name + " " + result + " " + time + "\n";
+}
+
+// What the text report says of a file that is not what it should be.
+static std::string unverified(const std::string &name, const std::string &output)
+{
+    return reportRow("integrity", name, "fail", "(...)") + "----------integrity:" + name +
+           "----------\n==> type: integrity test\n==> message: failed verification\n"
+           "<------Output-Start------>\n" +
+           output + "\n<------Output-End-------->\n\n";
+}
+
+// ---- A sound installation ---------------------------------------------------------------------
+
+TEST_F(SelftestTest, TheSampleInstallationPassesTheDefaultTests)
+{
+    ASSERT_EQ(selfinit().status, 0);
+    RunResult result = selftest("", {.env = {{"NVC_ERR_FORMAT", "mine %s"}}});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(masked(shown(result.out)), golden("console.txt"));
+    EXPECT_EQ(masked(report("test_report.txt")), golden("report.txt"));
+    EXPECT_FALSE(fileExists(work + "/test_report.xml"));
+}
+
+TEST_F(SelftestTest, AllTestsRunInBatchModeAndWriteBothReports)
+{
+    ASSERT_EQ(selfinit().status, 0);
+    RunResult result = selftest("=all,-integrity_detailedsha");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(masked(result.out), golden("batch.txt"));
+    EXPECT_EQ(masked(report("test_report.xml")), golden("report.xml"));
+    EXPECT_EQ(masked(report("test_report.txt")), golden("report.txt"));
+}
+
+TEST_F(SelftestTest, TheDefaultTestsWithoutDisplayAreSilentAndWriteTheReport)
+{
+    ASSERT_EQ(selfinit().status, 0);
+    RunResult result = selftest("=default,-verbose");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(masked(report("test_report.txt")), golden("report.txt"));
+}
+
+TEST_F(SelftestTest, BatchModeAloneIsSilent)
+{
+    RunResult result = selftest("=batchverbose,docs,txtreport");
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_TRUE(fileExists(work + "/test_report.txt"));
+}
+
+TEST_F(SelftestTest, AReportWithoutTestsIsNotWritten)
+{
+    RunResult result = selftest("=xmlreport");
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_FALSE(fileExists(work + "/test_report.xml"));
+    EXPECT_FALSE(fileExists(work + "/test_report.txt"));
+}
+
+TEST_F(SelftestTest, HelpListsTheWordsAndRunsNothing)
+{
+    for (const char *list : {"=help,none", "=docs,txtreport,help"}) {
+        RunResult result = selftest(list);
+        EXPECT_EQ(result.out, golden("help.txt"));
+        EXPECT_EQ(result.err, "");
+        EXPECT_EQ(result.status, 0);
+        EXPECT_FALSE(fileExists(work + "/test_report.txt"));
+    }
+}
+
+TEST_F(SelftestTest, EveryFamilyAnswersTheOptions)
+{
+    for (const char *device : {"-mcpu=elmbig1", "-mcpu=16z20a", "-mcpu=18z40"}) {
+        RunResult result = run({device, "--selftest=help"}, {.endsEarly = true});
+        EXPECT_EQ(result.out, golden("help.txt")) << device;
+        EXPECT_EQ(result.status, 0) << device;
+    }
+}
+
+// ---- A broken installation --------------------------------------------------------------------
+
+TEST_F(SelftestTest, OneChangedFileFailsExactlyTheTestsOfItsContent)
+{
+    ASSERT_EQ(selfinit().status, 0);
+    write(suite + "/orb/include/qz.h", readFile(suite + "/orb/include/qz.h") + "\n");
+    RunResult result = selftest("=integrity,integrity_detailedsha,docs,txtreport");
+    EXPECT_EQ(result.status, 0);
+    const std::string manifest = readFile(suite + "/manifest");
+    const auto listed = std::count(manifest.begin(), manifest.end(), '\n');
+    EXPECT_EQ(failures(report("test_report.txt")),
+              "Test suite QZM-CC self test results. Total tests: " + std::to_string(listed + 5) +
+                  "; 2 failed\n\n" + reportRow("GROUP", "TEST NAME", "RESULT", "TIME") +
+                  unverified("SHA256 check", "The integrity test did not successfully validate") +
+                  unverified("SHA256 check qz.h",
+                             "Hash did not match file for file: " + suite + "/./orb/include/qz.h"));
+}
+
+TEST_F(SelftestTest, AFileThatCannotBeReadEndsTheRun)
+{
+    if (!canBeNobody())
+        GTEST_SKIP() << "this machine does not allow dropping privileges";
+    ASSERT_EQ(selfinit().status, 0);
+    fs::permissions(suite + "/orb/include/qz.h", fs::perms::none);
+    RunResult result = selftest("=integrity_sha", {.asNobody = true});
+    EXPECT_EQ(result.err, "!! Cannot open file \"./orb/include/qz.h\"\n");
+    EXPECT_EQ(result.status, 1);
+}
+
+TEST_F(SelftestTest, AMissingToolFailsItsTestsAndShowsInBothReports)
+{
+    fs::remove(suite + "/orb-as/bin/orb-as");
+    RunResult result = selftest("=build_assembleORB,build_ELM,txtreport,xmlreport");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "");
+    EXPECT_NE(report("test_report.txt").find("==> message: ORB assemble\n"), std::string::npos);
+    EXPECT_NE(report("test_report.xml")
+                  .find("\t\t<failure type=\"build test\" message=\"ORB18 assemble\"><![CDATA[\n"
+                        "Could not find orb-as driver]]></failure>\n"),
+              std::string::npos);
+    EXPECT_NE(report("test_report.txt").find("Total tests: 3; 2 failed"), std::string::npos);
+}
+
+// ---- Reports and output that cannot be written ------------------------------------------------
+
+TEST_F(SelftestTest, AReportThatCannotBeOpenedIsSaid)
+{
+    fs::create_directory(work + "/test_report.txt");
+    fs::create_directory(work + "/test_report.xml");
+    RunResult result = selftest("=verbose,docs,txtreport,xmlreport");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err.rfind("(105) could not write file \"test_report.xml\": Is a "
+                               "directory\n(105) could not write file \"test_report.txt\": Is a "
+                               "directory\nTest suite QZM-CC self test results.",
+                               0),
+              0U)
+        << result.err;
+    EXPECT_EQ(result.out.find("written to"), std::string::npos) << result.out;
+}
+
+TEST_F(SelftestTest, AFullDiskIsSaid)
+{
+    fs::create_symlink("/dev/full", work + "/test_report.txt");
+    fs::create_symlink("/dev/full", work + "/test_report.xml");
+    RunResult result = selftest("=verbose,docs,txtreport,xmlreport");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err,
+              "(105) could not write file \"test_report.xml\": No space left on device\n"
+              "(105) could not write file \"test_report.txt\": No space left "
+              "on device\n");
+    EXPECT_EQ(result.out.find("written to"), std::string::npos) << result.out;
+}
+
+TEST_F(SelftestTest, OutputThatCannotBeWrittenIsSaid)
+{
+    for (const char *option : {"--selftest=verbose,docs", "--selftest=help", "--selfinit"}) {
+        RunResult result =
+            runProgram({"sh", "-c", suite + "/bin/qzm-cc " + option + " > /dev/full"});
+        EXPECT_EQ(result.status, 1) << option;
+        EXPECT_NE(result.err.find("could not write file \"standard output\""), std::string::npos)
+            << option << ": " << result.err;
+    }
+}
+
+TEST_F(SelftestTest, AnInterruptInTheMiddleLeavesNothingBehind)
+{
+    copyProgram(QZM_RECORDING_CHILD, suite + "/orb-as/bin/orb-as");
+    RunResult result = selftest(
+        "=docs,build_assembleORB",
+        {.env = {{"QZM_CHILD_WAIT", "1"}}, .whileRunning = [](pid_t pid) { kill(-pid, SIGINT); }});
+    EXPECT_EQ(result.status, SIGINT);
+    EXPECT_EQ(child().argv.at(3), "-mcpu=16z20a");
+    EXPECT_FALSE(fileExists(child().argv.back()));
+    EXPECT_FALSE(fileExists(work + "/test_report.txt"));
+}
+
+// ---- The hash list ----------------------------------------------------------------------------
+
+TEST_F(SelftestTest, TheHashListIsTheOneOfTheUsualTools)
+{
+    RunResult result = selfinit();
+    EXPECT_EQ(result.out, saved("non-"));
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.status, 0);
+    result = runProgram({"sh", "-c",
+                         "cd " + suite +
+                             " && sha256sum --quiet -c manifest && wc -l < manifest && "
+                             "find . -type f ! -name manifest | wc -l"});
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.status, 0);
+    const size_t half = result.out.size() / 2;
+    EXPECT_EQ(result.out.substr(0, half), result.out.substr(half)) << "files are missing";
+}
+
+TEST_F(SelftestTest, TheInstallationCanBeAnother)
+{
+    const std::string other = scratch + "/other/v9";
+    copyProgram(suite + "/bin/qzm-cc", other + "/bin/qzm-cc");
+    RunResult result = selfinit("=../other//v9/");
+    EXPECT_EQ(result.out, replaceAll(saved("non-"), suite, other));
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(readFile(other + "/manifest").substr(64), " *./bin/qzm-cc\n");
+    EXPECT_FALSE(fileExists(suite + "/manifest"));
+}
+
+TEST_F(SelftestTest, TheListOfAnInstallationForWindowsHasItsSeparators)
+{
+    const std::string other = scratch + "/other/v9";
+    write(other + "/bin/qzm-cc.exe", "x");
+    write(other + "/bin/qzm-cc", "x");
+    RunResult result = selfinit("=" + other);
+    EXPECT_EQ(result.out, replaceAll(saved(""), suite, other));
+    EXPECT_EQ(result.status, 0);
+    EXPECT_NE(readFile(other + "/manifest").find(" *.\\bin\\qzm-cc.exe\n"), std::string::npos);
+}
+
+TEST_F(SelftestTest, WhatIsNoInstallationIsSaid)
+{
+    const std::string none = "A valid compiler installation could not be found at: ";
+    RunResult result = selfinit("=nowhere");
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, none + "nowhere\n");
+    EXPECT_EQ(result.status, 1);
+
+    result = selfinit("=../other");
+    EXPECT_EQ(result.out, "Compiler installation found at: " + scratch + "/other\n");
+    EXPECT_EQ(result.err, none + "../other\n");
+    EXPECT_EQ(result.status, 1);
+
+    copyProgram(suite + "/bin/qzm-cc", scratch + "/other/qzm-cc");
+    for (const char *option : {"--selfinit", "--selfinit="}) {
+        result = runProgram({scratch + "/other/qzm-cc", option});
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(result.err, none + "\n");
+        EXPECT_EQ(result.status, 1);
+    }
+}
+
+TEST_F(SelftestTest, AListThatCannotBeSavedIsSaid)
+{
+    fs::create_directory(suite + "/manifest");
+    RunResult result = selfinit();
+    EXPECT_EQ(result.out, found() + "Compiler installation identified as non-windows OS\n"
+                                    "Generating installation integrity hashes...failed\n");
+    EXPECT_EQ(result.err,
+              "Could not save the compiler integrity hash file to: " + suite + "/manifest\n");
+    EXPECT_EQ(result.status, 1);
+}
