@@ -143,9 +143,9 @@ static FILE *openFile(const char *path)
 static void addAttributes(Vector *names, const UxmlNode *device, uint32_t mask)
 {
     for (const UxmlAttribute *attribute : vec_each<UxmlAttribute>(uxml_attributes(device))) {
-        const char *name = cache_lower(uxml_attr_value(attribute));
+        const char *name = uxml_attr_value(attribute);
         if (devices_isSelected(name, mask))
-            vec_add(names, name);
+            vec_add(names, cache_lower(name));
     }
 }
 

@@ -43,21 +43,41 @@ static bool beginsWithAny(const char *name, const char *const *prefixes)
     return false;
 }
 
+static char lowered(char c)
+{
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+// Whether `name` begins with one of the prefixes, which are in lower case, whatever its own case.
+static bool isCalledAny(const char *name, const char *const *prefixes)
+{
+    for (; *prefixes != nullptr; ++prefixes) {
+        size_t length = 0;
+        while ((*prefixes)[length] != '\0' && lowered(name[length]) == (*prefixes)[length])
+            ++length;
+        if ((*prefixes)[length] == '\0')
+            return true;
+    }
+    return false;
+}
+
+// Asked for every name of a list of devices, so it leaves no text behind.
 OptionFamily option_DeviceType(const char *option)
 {
     TRACE_ENTER("\"%s\"", option);
     static const char *const elmNames[] = {"kv", "elm", nullptr};
     static const char *const orb10Names[] = {"zq", "wtx", "wty", nullptr};
+    static const char *const orb[] = {"orb", nullptr};
     static const char *const orb10Cores[] = {"10", "12", "14", "16", nullptr};
 
     const char *equals = strchr(option, '=');
-    const char *device = cache_lower(equals == nullptr ? option : equals + 1);
-    const char *core = device + (option_hasPrefix(device, "orb") ? 3 : 0);
+    const char *device = equals == nullptr ? option : equals + 1;
+    const char *core = device + (isCalledAny(device, orb) ? 3 : 0);
     OptionFamily family = FAMILY_NONE;
-    if (beginsWithAny(device, elmNames)) {
+    if (isCalledAny(device, elmNames)) {
         TRACE("device identified as an ELM");
         family = FAMILY_ELM;
-    } else if (beginsWithAny(device, orb10Names)) {
+    } else if (isCalledAny(device, orb10Names)) {
         family = FAMILY_ORB10;
     } else if (option_hasPrefix(core, "18")) {
         TRACE("device identified as a ORB18\n");
