@@ -1,0 +1,108 @@
+// Hash lists: any bytes are read as the format's rules say, which are written down a second time
+// here, and a list matches exactly when it can be read and all of its entries match.
+#include "common/shahash.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include "common/osdep.h"
+#include "common/vector.h"
+
+using Entries = std::vector<std::pair<std::string, std::string>>; // name and digest
+
+static void require(bool condition)
+{
+    if (!condition)
+        std::abort();
+}
+
+// The entries of a text, or nothing when it is no list.
+static std::optional<Entries> expectedEntries(const std::string &text)
+{
+    Entries entries;
+    for (size_t at = 0; at < text.size();) {
+        const size_t end = std::min(text.find('\n', at), text.size());
+        const std::string line = text.substr(at, end - at);
+        const size_t blank = line.find(' ');
+        if (blank == std::string::npos || line.find('\0') != std::string::npos)
+            return std::nullopt;
+        size_t name = line.find_first_not_of(" \t\n\v\f\r", blank);
+        name = std::min(name, line.size());
+        if (name < line.size() && line[name] == '*')
+            ++name;
+        entries.emplace_back(line.substr(name), line.substr(0, blank));
+        at = end + 1;
+    }
+    return entries.empty() ? std::nullopt : std::optional(entries);
+}
+
+static std::optional<Entries> readEntries(const char *path, const char *prefix)
+{
+    Vector *vector = shahash_readList(path, prefix);
+    if (vector == nullptr)
+        return std::nullopt;
+    Entries entries;
+    for (const FileEntry *entry : vec_each<const FileEntry>(vector))
+        entries.emplace_back(entry->name, entry->digest);
+    shahash_freeEntries(vector);
+    return entries;
+}
+
+static std::optional<Entries> withPrefix(std::optional<Entries> entries, const std::string &prefix)
+{
+    if (entries)
+        for (auto &[name, digest] : *entries)
+            if (!name.empty())
+                name.insert(0, name[0] == '/' ? prefix : prefix + "/");
+    return entries;
+}
+
+// Whether the list can be read and each of its entries has a digest and a name and matches.
+static int expectedAnswer(const std::optional<Entries> &entries)
+{
+    if (!entries)
+        return 0;
+    for (const auto &[name, digest] : *entries)
+        if (digest.empty() || name.empty() || !shahash_checkFile(digest.c_str(), name.c_str()))
+            return 0;
+    return 1;
+}
+
+// Works in a directory of its own, with the files of the seeds.
+static void prepare()
+{
+    const char *directory = osdep_tempDir();
+    require(directory != nullptr && chdir(directory) == 0);
+    for (const char *name : {"abc", "two words"}) {
+        FILE *file = std::fopen(name, "wb");
+        require(file != nullptr && std::fputs("abc", file) >= 0);
+        std::fclose(file);
+    }
+    std::free(const_cast<char *>(directory));
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    static const bool prepared = (prepare(), true);
+    require(prepared);
+    const int memory = memfd_create("list", MFD_CLOEXEC);
+    require(write(memory, data, size) == static_cast<ssize_t>(size));
+    const std::string path = "/proc/self/fd/" + std::to_string(memory);
+    const std::string text(reinterpret_cast<const char *>(data), size);
+    const std::optional<Entries> expected = expectedEntries(text);
+    require(readEntries(path.c_str(), nullptr) == expected);
+    require(readEntries(path.c_str(), "some/where") == withPrefix(expected, "some/where"));
+    require(shahash_checkList(nullptr, path.c_str()) == expectedAnswer(expected));
+    close(memory);
+    return 0;
+}
