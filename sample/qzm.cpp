@@ -2,6 +2,9 @@
 //
 // It preprocesses and checks C sources with the host's C compiler, assembles, and links what became
 // of them into an Intel HEX file. See README.md for what is real about the result.
+#define MODULE "sample/qzm"
+#include "common/qzdebug.h"
+#include "common/qzdebug_options.h"
 #include "sample/files.h"
 #include "sample/host_compiler.h"
 #include "sample/orb_linker.h"
@@ -11,6 +14,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+static const char NAME[] = "qzm"; // to the debug facility
 static const char VERSION[] = "QZM sample C compiler driver V2.32\n";
 
 static const char BUILTINS[] = "__builtin_nop\n__builtin_disable_interrupts\n"
@@ -18,6 +22,7 @@ static const char BUILTINS[] = "__builtin_nop\n__builtin_disable_interrupts\n"
 
 static void writeOutput(const QzmJob *job, const char *path, const Buffer *content)
 {
+    TRACE("writing %zu bytes to \"%s\"", content->count, path);
     if (!file_write(path, content))
         report_error(job->report, {}, 105, "could not write file \"%s\": %s", path,
                      strerror(errno));
@@ -41,7 +46,7 @@ static int isOnly(const QzmJob *job)
 
 // Translates one source and, when nothing is linked, leaves the result. Null when there is no
 // module to link.
-static OrbModule *translate(const QzmJob *job, const char *source, int isAlone)
+static OrbModule *moduleOf(const QzmJob *job, const char *source, int isAlone)
 {
     int isC = qzm_inputKind(source) == INPUT_C;
     int keep = isOnly(job) || job->options->keepTemporary;
@@ -64,6 +69,12 @@ static OrbModule *translate(const QzmJob *job, const char *source, int isAlone)
     return module;
 }
 
+static OrbModule *translate(const QzmJob *job, const char *source, int isAlone)
+{
+    TRACE_ENTER("source=\"%s\", isAlone=%d", source, isAlone);
+    return TRACE_RETURN("%p", moduleOf(job, source, isAlone));
+}
+
 static void addLibrary(const QzmJob *job, OrbProgram *program, const char *name, const Buffer *file)
 {
     Library library = {};
@@ -78,7 +89,7 @@ static void addLibrary(const QzmJob *job, OrbProgram *program, const char *name,
     }
 }
 
-static void addLinkInput(const QzmJob *job, OrbProgram *program, const char *name)
+static void readLinkInput(const QzmJob *job, OrbProgram *program, const char *name)
 {
     // The bytes are the library modules' until the end.
     Buffer file = {};
@@ -100,6 +111,13 @@ static void addLinkInput(const QzmJob *job, OrbProgram *program, const char *nam
                      "file \"%s\" was made for device \"%s\", not \"%s\"", name, module->chip,
                      job->chip->name);
     list_add(&program->modules, module);
+}
+
+static void addLinkInput(const QzmJob *job, OrbProgram *program, const char *name)
+{
+    TRACE_ENTER("name=\"%s\"", name);
+    readLinkInput(job, program, name);
+    TRACE_LEAVE();
 }
 
 static void printSummary(const QzmJob *job, const OrbProgram *program)
@@ -160,6 +178,7 @@ static void linkProgram(const QzmJob *job, OrbProgram *program)
 {
     const QzmOptions *options = job->options;
     const char *output = outputPath(options);
+    TRACE_ENTER("output=\"%s\"", output);
     program->chip = job->chip;
     program->report = job->report;
     program->name = output;
@@ -170,6 +189,7 @@ static void linkProgram(const QzmJob *job, OrbProgram *program)
             static_cast<uint32_t>(strtoul(options->codeOffset, nullptr, 16)) & 0xFFFFFFFEu;
     if (orblink(program))
         writeProgram(job, program, output);
+    TRACE_LEAVE();
 }
 
 static int isSource(const char *input)
@@ -180,6 +200,7 @@ static int isSource(const char *input)
 
 static void build(const QzmJob *job)
 {
+    TRACE_ENTER();
     OrbProgram program = {};
     size_t sources = 0;
     int links = !isOnly(job) && !job->options->preprocess && !qzm_wantsOnlyDependencies(job);
@@ -200,6 +221,7 @@ static void build(const QzmJob *job)
     }
     if (links && job->report->errors == 0)
         linkProgram(job, &program);
+    TRACE_LEAVE();
 }
 
 static void checkDirectory(Report *report, const char *path, unsigned number, const char *what)
@@ -211,6 +233,7 @@ static void checkDirectory(Report *report, const char *path, unsigned number, co
 // Everything that must be right before the first file is looked at.
 static int check(const QzmOptions *options, const Device **chip, Report *report)
 {
+    TRACE_ENTER("chip=\"%s\"", options->chip);
     *chip = options->chip == nullptr ? nullptr
                                      : device_find(options->chip, DEVICES_ORB | DEVICES_ORB18);
     if (options->inputs.count == 0)
@@ -222,7 +245,7 @@ static int check(const QzmOptions *options, const Device **chip, Report *report)
                      options->chip);
     checkDirectory(report, options->objectDir, 2014, "object");
     checkDirectory(report, options->outputDir, 2015, "output");
-    return report->errors == 0;
+    return TRACE_RETURN("%d", report->errors == 0);
 }
 
 static void printPlan(const QzmOptions *options)
@@ -249,12 +272,18 @@ static int printText(const char *text)
     return fputs(text, stdout) >= 0 && fflush(stdout) == 0 ? 0 : 1;
 }
 
-static int run(const CommandArguments *arguments)
+static int readOptions(const CommandArguments *arguments, QzmOptions *options, Report *report)
+{
+    TRACE_ENTER("%zu arguments", arguments->count - 1);
+    report_start(report);
+    return TRACE_RETURN("%d", qzmoptions_parse(arguments, options, report));
+}
+
+static int execute(const CommandArguments *arguments)
 {
     QzmOptions options = {};
     Report report = {};
-    report_start(&report);
-    int understood = qzmoptions_parse(arguments, &options, &report);
+    int understood = readOptions(arguments, &options, &report);
     if (options.showVersion && understood)
         return printText(VERSION);
     if (qzmoptions_has(&options.info, "builtins") && understood)
@@ -275,10 +304,36 @@ static int run(const CommandArguments *arguments)
     return report.errors != 0 ? 1 : 0;
 }
 
+static int run(const CommandArguments *arguments)
+{
+    TRACE_ENTER();
+    return TRACE_RETURN("%d", execute(arguments));
+}
+
+// This program is asked to trace as its caller does. Its end has many ways, some of them in what it
+// shares with the other programs here.
+static void startDebugging(const CommandArguments *arguments)
+{
+    for (size_t i = 1; i < arguments->count; i++) {
+        if (strncmp(arguments->items[i], "--qzdebug", 9) != 0)
+            continue;
+        trace_setApplication(NAME);
+        qzdebug_setComponent(NAME);
+        qzdebug_parse(arguments->items[i]);
+        atexit(qzdebug_shutdown);
+    }
+    if (gDebugFlags != 0)
+        trace_argv(static_cast<int>(arguments->count), arguments->items);
+}
+
 int main(int argc, char **argv)
 {
     CommandArguments arguments = {};
-    int status = commandfile_expand(argc, argv, &arguments) ? run(&arguments) : 1;
+    int status = 1;
+    if (commandfile_expand(argc, argv, &arguments)) {
+        startDebugging(&arguments);
+        status = run(&arguments);
+    }
     commandfile_free(&arguments);
     return status;
 }
