@@ -93,7 +93,7 @@ TEST_P(Sha, Gives1OfThePublishedMessages)
 TEST_P(Sha, PiecesGiveTheDigestOfTheWhole)
 {
     std::mt19937 random(1);
-    for (const size_t size : {0, 1, 63, 64, 65, 127, 128, 129, 1000, 5000}) {
+    for (const size_t size : {0U, 1U, 63U, 64U, 65U, 127U, 128U, 129U, 1000U, 5000U}) {
         const std::string data = randomBytes(random, size);
         for (const ShaAlgorithm *algorithm : {&SHA_1, &SHA_256})
             EXPECT_EQ(digestInPieces(GetParam(), *algorithm, data, random),
