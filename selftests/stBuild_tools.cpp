@@ -12,6 +12,9 @@
 #include "common/tsuite.h"
 #include "common/vector.h"
 
+// Stands where output was cut off.
+static constexpr char CUT[] = "\n(the output goes on)\n";
+
 // ---- Sources ----------------------------------------------------------------------------------
 
 struct SourceFile {
@@ -91,7 +94,7 @@ static char *readAll(FILE *stream)
     replaceNuls(text, length);
     text[length] = '\0';
     if (length == capacity && getc(stream) != EOF)
-        text = xstrcat_free(text, "\n(the output goes on)\n");
+        text = xstrcat_free(text, CUT);
     return static_cast<char *>(TRACE_RETURN("%p", static_cast<void *>(text)));
 }
 
@@ -129,8 +132,7 @@ void stBuild_fail(const char *file, uint32_t line, TestCase *test, const char *m
 {
     TRACE_ENTER("message=\"%s\"", message);
     if (strlen(output) > BUILD_RECORD_LIMIT)
-        output =
-            cache_concat(cache_substring(output, BUILD_RECORD_LIMIT), "\n(the output goes on)\n");
+        output = cache_sprintf("%.*s%s", static_cast<int>(BUILD_RECORD_LIMIT), output, CUT);
     tsuite_addTestFailFL(file, line, test, "build test", message, output);
     TRACE_LEAVE();
 }

@@ -236,6 +236,21 @@ TEST_F(SelftestTest, AMissingToolFailsItsTestsAndShowsInBothReports)
     EXPECT_NE(report("test_report.txt").find("Total tests: 3; 2 failed"), std::string::npos);
 }
 
+TEST_F(SelftestTest, AProgramOutsideOfAnInstallationFailsItsTests)
+{
+    copyProgram(suite + "/bin/qzm-cc", scratch + "/other/qzm-cc");
+    RunResult result = runProgram({scratch + "/other/qzm-cc", "--selftest=default,-build_lib"});
+    EXPECT_EQ(result.err,
+              "::: warning: deviceSupport.xml missing. Supported device list may be inaccurate\n");
+    // Nothing unexpected lies in a root that is not there.
+    EXPECT_EQ(report("test_report.txt")
+                  .rfind("Test suite QZM-CC self test results. Total tests: "
+                         "13; 12 failed\n",
+                         0),
+              0U);
+    EXPECT_EQ(result.status, 0);
+}
+
 // ---- Reports and output that cannot be written ------------------------------------------------
 
 TEST_F(SelftestTest, AReportThatCannotBeOpenedIsSaid)
