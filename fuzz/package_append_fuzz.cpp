@@ -89,7 +89,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         makeDirectory();
     const std::string path = s_directory + "/p.zip";
     const std::string before(reinterpret_cast<const char *>(data), size);
-    writeFile(path, data, size);
+    writeFile(path, before.data(), size);
     const bool good = append(path);
     const std::string after = readFile(path);
     if (good)
