@@ -13,9 +13,10 @@
 // the machine allows it (mount namespaces, as root), each run sees a /tmp of its own, and every run
 // is checked to leave nothing in it.
 //
-// CTest runs every test twice: with the program itself, and (QZM_CLI_TRACED set) with one that is
-// built to trace from its first line. Results must be the same; and the trace must close every
-// entry, except that of a run that says it ends early.
+// CTest runs every test twice: with the program itself, and (QZM_CLI_TRACED set) with a twin that
+// puts "--qzdebug=on,out:FILE" in front of its arguments. Results must be the same, the option for
+// the child aside; and the trace must be as trace_check.h says, with no entry left open except in a
+// run that says it ends early.
 #ifndef TESTS_CLI_SUITE_FIXTURE_H
 #define TESTS_CLI_SUITE_FIXTURE_H
 
@@ -70,6 +71,9 @@ struct ChildRecord {
 };
 
 class SuiteTest : public ::testing::Test {
+  public:
+    static bool traced(); // whether this is the run with the traced program
+
   protected:
     SuiteTest();
     ~SuiteTest() override;
@@ -100,13 +104,13 @@ class SuiteTest : public ::testing::Test {
 
     static bool hasMounts();   // whether a run can have a mount namespace
     static bool canBeNobody(); // whether a run can drop its privileges and still reach its files
-    static bool traced();      // whether this is the run with the tracing program
 
     std::string scratch; // absolute
     std::string suite;   // VER
     std::string work;    // where programs run
 
   private:
+    std::string withoutDebugOption(const std::string &text, const char *between) const;
     void checkTrace(const RunOptions &options) const;
 };
 

@@ -94,8 +94,6 @@ TEST_F(SurroundingsTest, AReaderThatHasGoneAwayLeavesNoFile)
 
 TEST_F(SurroundingsTest, ALimitOnFileSizesIsAFatalErrorAndLeavesNoFile)
 {
-    if (traced())
-        GTEST_SKIP() << "the trace is a file, too, and begins before the limit is provided for";
     RunResult result =
         runProgram({"/bin/sh", "-c", "ulimit -f 0; exec \"$0\" -mcpu=elmbig1 main.c 2>/dev/null",
                     suite + "/bin/qzm-cc"});

@@ -1,15 +1,20 @@
-// Linked into the tracing twin of the program: switches the trace on before main begins. The trace
-// goes to the file that the environment variable QZM_TRACE names.
-#include "common/qzdebug.h"
-
+// The main of the tracing twin of the program, whose own one is called driver_main there: gives it
+// the debug option in front of its arguments. The trace goes to the file that the environment
+// variable QZM_TRACE names.
 #include <cstdlib>
+#include <string>
+#include <vector>
 
-[[gnu::constructor]] static void trace_on()
+int driver_main(int argc, char **argv);
+
+int main(int argc, char **argv)
 {
     const char *path = getenv("QZM_TRACE");
-    if (path == nullptr)
-        return;
-    gDebugOut = fopen(path, "w");
+    if (path == nullptr || argc == 0)
+        return driver_main(argc, argv);
+    std::string option = std::string("--qzdebug=on,out:") + path;
     unsetenv("QZM_TRACE"); // the programs that it runs are not to write into the same file
-    gDebugFlags = DEBUG_TRACE;
+    std::vector<char *> words(argv, argv + argc + 1);
+    words.insert(words.begin() + 1, option.data());
+    return driver_main(argc + 1, words.data());
 }
