@@ -169,13 +169,6 @@ struct OsdepIdentity {
     uint64_t number; // within the device
 };
 
-// Fills in the identity of what `path` leads to (links followed) and returns 1; 0 when there is
-// nothing.
-int osdep_fileIdentity(const char *path, OsdepIdentity *identity);
-
-// Whether `path` itself is a symbolic link.
-int osdep_isLink(const char *path);
-
 // What there is to know about an object before it is touched.
 enum OsdepKind : uint32_t {
     OSDEP_NOTHING,   // there is nothing, or it cannot be examined

@@ -54,24 +54,6 @@ int osdep_changeDirectory(const char *path)
 
 // ---- Identity ---------------------------------------------------------------------------------
 
-int osdep_isLink(const char *path)
-{
-    TRACE_ENTER("path=\"%s\"", path);
-    struct stat info;
-    return TRACE_RETURN("%d", path != nullptr && lstat(path, &info) == 0 && S_ISLNK(info.st_mode));
-}
-
-int osdep_fileIdentity(const char *path, OsdepIdentity *identity)
-{
-    TRACE_ENTER("path=\"%s\"", path);
-    struct stat info;
-    if (path == nullptr || stat(path, &info) != 0)
-        return TRACE_RETURN("%d", 0);
-    identity->device = info.st_dev;
-    identity->number = info.st_ino;
-    return TRACE_RETURN("%d", 1);
-}
-
 static OsdepKind kindOf(mode_t mode)
 {
     if (S_ISREG(mode))
