@@ -13,6 +13,10 @@ PACKAGES_BUILD=(g++ gcc libc6-dev make cmake ninja-build libgtest-dev libgmock-d
 # shellcheck disable=SC2034 # for the scripts that source this file
 PACKAGES_CHECK=("${PACKAGES_BUILD[@]}" git clang-format python3 unzip)
 
+# What single tests need that say so and are skipped without it.
+# shellcheck disable=SC2034
+PACKAGES_OPTIONAL=(lldb)
+
 # packages_missing NAME...: prints those that are not installed.
 packages_missing() {
     local name
@@ -56,4 +60,10 @@ packages_need() {
     # shellcheck disable=SC2086 # a list of words
     packages_as_root env DEBIAN_FRONTEND=noninteractive \
         apt-get -q -y --no-install-recommends install $missing </dev/null
+}
+
+# packages_want NAME...: the same for packages that the rest works without: says so when it cannot.
+packages_want() {
+    # In a shell of its own, which may end.
+    (packages_need "$@") || echo "Going on without: $(packages_missing "$@")"
 }
