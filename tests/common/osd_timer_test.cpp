@@ -143,6 +143,12 @@ TEST_F(OsdTimerTest, AWallClockThatWasSetBackWrapsAround)
     EXPECT_EQ(osd_timer_elapsed(&t), 18446744073709550616ULL / 1000.0L);
 }
 
+TEST_F(OsdTimerTest, AProcessorsClockThatWasSetBackWrapsAround)
+{
+    const OsdTimer t = ran({10, 0}, {10, 0}, {1, 0}, {0, 999999999});
+    EXPECT_EQ(osd_timer_elapsed(&t), 18446744073709551615ULL / 1000000000.0L);
+}
+
 TEST_F(OsdTimerTest, ATimerThatHasNotRunHasNoElapsedTime)
 {
     osd_timer_stop(timer);

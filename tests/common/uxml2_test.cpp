@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include <pthread.h>
 #include <sys/resource.h>
 
 namespace {
@@ -209,6 +210,8 @@ TEST(XmlTags, NameMayFollowWhiteSpaceButMayNotBeEmpty)
 {
     EXPECT_EQ(readShape("< \n a ></\t a>"), "a");
     EXPECT_EQ(readShape("<></>"), "null");
+    EXPECT_EQ(readShape("<a><></a>"), "null");
+    EXPECT_EQ(readShape("<a><=></a>"), "null");
     EXPECT_EQ(readShape("< ='1'></>"), "null");
     EXPECT_EQ(readShape("<a ='1' />"), "null");
     EXPECT_EQ(readShape("<a <b />"), "null");
@@ -227,6 +230,8 @@ TEST(XmlTags, NameHoldsAnyOtherCharacter)
 TEST(XmlTags, ClosingTagRepeatsTheNameAndNothingElse)
 {
     EXPECT_EQ(readShape("<a></b>"), "null");
+    EXPECT_EQ(readShape("<a></b></a>"), "null");
+    EXPECT_EQ(readShape("<a></></a>"), "null");
     EXPECT_EQ(readShape("<a></A>"), "null");
     EXPECT_EQ(readShape("<a></ab>"), "null");
     EXPECT_EQ(readShape("<ab></a>"), "null");
@@ -376,6 +381,15 @@ TEST(XmlHostile, ZeroByteEndsTheInputOutsideOfComments)
     EXPECT_EQ(readShape("<a>&" + zero + ";</a>"), "null");
     EXPECT_EQ(readShape("<a>1<!--" + zero + "-->2</a>" + zero), "a'12'");
     EXPECT_EQ(shape(readBytes("<?xml version=\"1.0" + zero + "\n<a />").get()), "a");
+}
+
+// The value ends with the input; what would complete the tag stands where the next block begins.
+TEST(XmlHostile, NothingIsReadBehindAZeroByteInALaterBlock)
+{
+    std::string file = LINE + "<a x='" + std::string(1, '\0');
+    file.resize(65536, 'v');
+    EXPECT_EQ(shape(readBytes(file + "'/>").get()), "null");
+    EXPECT_EQ(shape(readBytes(file + "/>").get()), "null");
 }
 
 TEST(XmlHostile, BinaryIsNull)
@@ -606,9 +620,33 @@ TEST(XmlWriting, WritesWhatIsLargerThanABlock)
                                        repeated("  <c>some text</c>\n", 5000) + "</r>\n");
 }
 
+// Depth is indented, so a deep tree makes a large file: here the stack is small instead.
+void withSmallStack(void *(*function)(void *), void *argument)
+{
+    pthread_attr_t attributes;
+    ASSERT_EQ(pthread_attr_init(&attributes), 0);
+    ASSERT_EQ(pthread_attr_setstacksize(&attributes, 262144), 0);
+    pthread_t thread;
+    ASSERT_EQ(pthread_create(&thread, &attributes, function, argument), 0);
+    ASSERT_EQ(pthread_join(thread, nullptr), 0);
+    pthread_attr_destroy(&attributes);
+}
+
+struct Writing {
+    const UxmlNode *root;
+    std::string bytes;
+};
+
+void *writeInto(void *argument)
+{
+    auto *writing = static_cast<Writing *>(argument);
+    writing->bytes = written(writing->root);
+    return nullptr;
+}
+
 TEST(XmlWriting, DepthCostsNoStack)
 {
-    const int depth = 2000;
+    const int depth = 4000;
     const Tree root(uxml_node_new("a"));
     UxmlNode *node = root.get();
     for (int i = 1; i < depth; ++i)
@@ -617,7 +655,10 @@ TEST(XmlWriting, DepthCostsNoStack)
     std::string expected = LINE + "<a>\n";
     for (int i = 1; i < depth; ++i)
         expected += std::string(2 * static_cast<size_t>(i), ' ') + "<a>";
-    EXPECT_EQ(written(root.get()), expected + "x" + repeated("</a>\n", depth));
+    expected += "x" + repeated("</a>\n", depth);
+    Writing writing = {root.get(), ""};
+    withSmallStack(writeInto, &writing);
+    EXPECT_TRUE(writing.bytes == expected); // too large to be shown
 }
 
 TEST(XmlWriting, FullDiskIsNoticed)
@@ -646,6 +687,17 @@ ssize_t writeFailing(void *cookie, const char *, size_t size)
     return static_cast<ssize_t>(size);
 }
 
+// False, and no other write after the one that failed.
+void expectWriteFails(const UxmlNode *root, size_t room)
+{
+    Failing failing = {room, 0};
+    FILE *out = fopencookie(&failing, "w", {nullptr, writeFailing, nullptr, nullptr});
+    setvbuf(out, nullptr, _IONBF, 0);
+    EXPECT_FALSE(uxml_write(out, root));
+    EXPECT_EQ(failing.refused, 1);
+    fclose(out);
+}
+
 TEST(XmlWriting, EndsWithTheFirstWriteThatFailsAndCanBeRepeated)
 {
     const Tree root(uxml_node_new("r"));
@@ -656,14 +708,23 @@ TEST(XmlWriting, EndsWithTheFirstWriteThatFailsAndCanBeRepeated)
     }
     const std::string whole = written(root.get());
     for (size_t room = 0; room < whole.size(); room += 65536) {
-        Failing failing = {room, 0};
-        FILE *out = fopencookie(&failing, "w", {nullptr, writeFailing, nullptr, nullptr});
-        setvbuf(out, nullptr, _IONBF, 0);
-        EXPECT_FALSE(uxml_write(out, root.get())) << room;
-        EXPECT_EQ(failing.refused, 1) << room;
-        fclose(out);
+        SCOPED_TRACE(room);
+        expectWriteFails(root.get(), room);
     }
     EXPECT_EQ(written(root.get()), whole);
+}
+
+// The name of the root moves the line of a child over the place where the first block is full.
+TEST(XmlWriting, EndsWithTheFirstWriteThatFailsWhateverIsBeingWritten)
+{
+    const std::string line = "  <c k=\"v\">1&amp;2\n  </c>\n";
+    for (size_t shift = 1; shift <= line.size(); ++shift) {
+        SCOPED_TRACE(shift);
+        const Tree root(uxml_node_new(std::string(shift, 'r').c_str()));
+        for (size_t size = 0; size < 3 * 65536; size += line.size())
+            uxml_add_attr(addChild(root.get(), "c", "1&2"), "k", "v");
+        expectWriteFails(root.get(), 65536);
+    }
 }
 
 // ---- The suite's files ------------------------------------------------------------------------
