@@ -28,9 +28,9 @@ using TestPrint = void (*)(const char *text);
 
 struct TestCase {
     const char *file;           // where the failure was recorded, or null
-    uint32_t line;              //
-    const char *group;          // or null
-    const char *name;           //
+    uint32_t line;              // the line there, or 0
+    const char *group;          // or null: shown as a group with an empty name
+    const char *name;           // need not be unique
     const char *failureType;    // set: the case has failed
     const char *failureMessage; // or null
     const char *output;         // of the step that failed, or null
@@ -44,12 +44,12 @@ struct TestCase {
 
 struct TestSuite {
     const char *name;
-    int32_t tests;
-    int32_t failed;
-    int32_t skipped;
-    long double totalTime; // seconds
-    const char *hostName;
-    Vector *list; // of TestCase, in the order added
+    int32_t tests;         // the length of the list
+    int32_t failed;        // of the cases that have run
+    int32_t skipped;       // cases without a function; in no report
+    long double totalTime; // seconds that the cases of the last run took together
+    const char *hostName;  // as it was when the suite was made
+    Vector *list;          // of TestCase, in the order added
 };
 
 // The console display. The numbers are bits: 2 and 4 both erase in place, whatever else is set; a
