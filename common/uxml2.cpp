@@ -292,6 +292,7 @@ static bool writeEnd(Output *out, const UxmlNode *node, uint64_t depth)
 // that the depth costs no stack.
 static bool writeTree(Output *out, const UxmlNode *root)
 {
+    TRACE_ENTER("root=%p", static_cast<const void *>(root));
     uint64_t depth = 0;
     const UxmlNode *open = hasContent(root) ? root : nullptr;
     bool ok = writeStart(out, root, depth);
@@ -316,7 +317,7 @@ static bool writeTree(Output *out, const UxmlNode *root)
     }
     for (; open != nullptr; open = open->link) // after a failure
         vec_iterDone(open->children, 0);
-    return ok;
+    return TRACE_RETURN("%d", ok);
 }
 
 bool uxml_write(FILE *stream, const UxmlNode *root)

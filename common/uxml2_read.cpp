@@ -414,23 +414,25 @@ static bool readContent(Reader *reader)
 // Reads the first line, or as much of it as a line may have.
 static bool readDeclaration(Input *in)
 {
+    TRACE_ENTER("in=%p", static_cast<void *>(in));
     static constexpr size_t NEEDED = sizeof DECLARATION - 1;
     atLeast(in, LINE_SIZE);
     const size_t left = static_cast<size_t>(in->end - in->at);
     if (left < NEEDED || memcmp(in->at, DECLARATION, NEEDED) != 0)
-        return false;
+        return TRACE_RETURN("%d", false);
     const size_t size = left < LINE_SIZE ? left : LINE_SIZE;
     const void *line_end = memchr(in->at, '\n', size);
     in->at = line_end != nullptr ? static_cast<const unsigned char *>(line_end) + 1 : in->at + size;
-    return true;
+    return TRACE_RETURN("%d", true);
 }
 
 static bool readDocument(Reader *reader)
 {
+    TRACE_ENTER("reader=%p", static_cast<void *>(reader));
     bool ok = readDeclaration(&reader->in) && accept(&reader->in, '<') && readOpeningTag(reader);
     while (ok && vec_size(reader->open) != 0)
         ok = readContent(reader);
-    return ok;
+    return TRACE_RETURN("%d", ok);
 }
 
 UxmlNode *uxml_read(FILE *stream)
