@@ -6,6 +6,9 @@ target_compile_options(qzm_options INTERFACE
   -Wall -Wextra -Wpedantic -Wformat=2 -Wshadow -Wconversion
   $<$<BOOL:${QZM_WERROR}>:-Werror>)
 target_include_directories(qzm_options INTERFACE ${PROJECT_SOURCE_DIR})
+if(NOT QZM_TRACE)
+  target_compile_definitions(qzm_options INTERFACE QZM_NO_TRACE)
+endif()
 
 if(QZM_SANITIZE)
   target_compile_options(qzm_options INTERFACE

@@ -110,9 +110,16 @@ uint32_t trace_indent();
 void trace_setWidth(uint32_t width);
 uint32_t trace_width();
 
+// Whether to trace now. QZM_NO_TRACE takes all calls out of the program, to measure what they cost.
+#ifdef QZM_NO_TRACE
+#define TRACE_IS_ON false
+#else
+#define TRACE_IS_ON (gDebugFlags != 0)
+#endif
+
 // Traces the entry and remembers whether it did, which is what TRACE_RETURN and TRACE_LEAVE go by.
 #define TRACE_ENTER(...)                                                                           \
-    const bool traceEntered_ = gDebugFlags != 0;                                                   \
+    const bool traceEntered_ = TRACE_IS_ON;                                                        \
     if (traceEntered_) [[unlikely]]                                                                \
     trace_enter(MODULE, __LINE__, __func__ __VA_OPT__(, ) __VA_ARGS__)
 
@@ -143,7 +150,7 @@ template <class T> inline T trace_shown(T value)
 // Writes a free-form trace line.
 #define TRACE(...)                                                                                 \
     do {                                                                                           \
-        if (gDebugFlags != 0) [[unlikely]]                                                         \
+        if (TRACE_IS_ON) [[unlikely]]                                                              \
             tracef(MODULE, __LINE__, __VA_ARGS__);                                                 \
     } while (0)
 
