@@ -119,15 +119,22 @@ static void onSignal(int number)
     }
 }
 
+static sigset_t handledSignals()
+{
+    sigset_t set;
+    sigemptyset(&set);
+    for (int number : HANDLED_SIGNALS)
+        sigaddset(&set, number);
+    return set;
+}
+
 // All are held back while one is handled: a second one must not enter the removal again.
 static void installHandlers()
 {
     struct sigaction action = {};
     action.sa_handler = onSignal;
     action.sa_flags = SA_RESTART;
-    sigemptyset(&action.sa_mask);
-    for (int number : HANDLED_SIGNALS)
-        sigaddset(&action.sa_mask, number);
+    action.sa_mask = handledSignals();
     for (int number : HANDLED_SIGNALS)
         sigaction(number, &action, nullptr); // for SIGKILL it fails
 }
@@ -188,15 +195,21 @@ void osdep_installCrashHandlers()
 
 // Returns the child's process number; -1 when it could not be forked; and in the child itself 0
 // when it could not become the program.
+// A signal that comes when there is a child already, and before that is known here, is held back.
 static pid_t startChild(const char *program, char *const *argv)
 {
     // A parent that ignores its children's ends hands that on to us, and the status would be lost.
     std::signal(SIGCHLD, SIG_DFL);
+    const sigset_t handled = handledSignals();
+    sigset_t before;
+    sigprocmask(SIG_BLOCK, &handled, &before);
     const pid_t child = fork();
-    if (child == 0) {
+    s_waiting = child > 0;
+    if (child == 0)
         restoreWritingSignals();
+    sigprocmask(SIG_SETMASK, &before, nullptr);
+    if (child == 0)
         execve(program, argv, environ);
-    }
     return child;
 }
 
@@ -206,12 +219,11 @@ static void reportSignal(const char *program, int status)
                  WCOREDUMP(status) ? "- Core dumped" : "");
 }
 
-// Waits for the child. Its exit status, or -1 when it ended in any other way.
+// Waits for the child just started. Its exit status, or -1 when it ended in any other way.
 static int finishChild(const char *program, pid_t child)
 {
     int status = 0;
     pid_t ended = 0;
-    s_waiting = 1;
     do {
         ended = waitpid(child, &status, 0);
     } while (ended < 0 && errno == EINTR);
