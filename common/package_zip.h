@@ -1,5 +1,5 @@
 // package_zip: adds files to a zip package, in steps whose failures the caller words. One of two
-// implementations is built, over miniz or over minizip; CONTRIBUTING.md says how to choose.
+// implementations is built, over miniz or over minizip; docs/debugging.md says how to choose.
 //
 //     Package *package = package_claim("qzm_package.zip");
 //     int open = 0;
