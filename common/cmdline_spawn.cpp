@@ -144,7 +144,7 @@ static bool isTooLong(const char *driver, const char *text)
     return TRACE_RETURN("%d", true);
 }
 
-static int cmdlineExe(Vector *command, unsigned mode, int echo)
+static int cmdline_exe(Vector *command, unsigned mode, int echo)
 {
     TRACE_ENTER("mode=%u, echo=%d", mode, echo);
 #ifndef NDEBUG
@@ -168,5 +168,5 @@ int cmdline_spawn(Vector *command, unsigned mode, int echo)
         alert_print("%s: fatal error: no input files\nprogram terminated.", alert_programName());
         return TRACE_RETURN("%d", 1);
     }
-    return TRACE_RETURN("%d", cmdlineExe(command, mode, echo));
+    return TRACE_RETURN("%d", cmdline_exe(command, mode, echo));
 }
