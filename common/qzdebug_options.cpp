@@ -23,7 +23,7 @@ static const char DEFAULT_PACKAGE[] = "qzm_package.zip";
 
 volatile int gInDebugger;
 
-DebugSettings gDebugSettings = {false, false, nullptr, nullptr, 1};
+DebugSettings gDebugSettings = {false, false, nullptr, nullptr, 1, nullptr};
 
 struct SubOption;
 
@@ -279,6 +279,9 @@ void qzdebug_parse(const char *text)
         return;
     }
     gDebugSettings.parsed = true;
+    char *directory = osdep_cwd();
+    gDebugSettings.directory = cache_string(directory);
+    free(directory);
     const char *equals = strchr(text, '=');
     Vector *items = cache_split(equals == nullptr ? text : equals + 1, ",");
     for (const char *item : vec_each<const char>(items))

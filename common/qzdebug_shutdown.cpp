@@ -2,6 +2,7 @@
 #include "common/qzdebug_options.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "common/hash.h"
@@ -75,6 +76,23 @@ static void pack(const char *name, const char *path)
     TRACE_LEAVE();
 }
 
+// The paths are those of the directory where the option was read, wherever the run ends.
+static void packTrace()
+{
+    TRACE_ENTER();
+    const char *there = gDebugSettings.directory;
+    char *here = osdep_cwd();
+    const bool elsewhere = there != nullptr && here != nullptr && strcmp(here, there) != 0;
+    if (elsewhere)
+        osdep_changeDirectory(there);
+    if (osdep_fileExists(gFilePath))
+        pack(gDebugSettings.package, gFilePath);
+    if (elsewhere)
+        osdep_changeDirectory(here);
+    free(here);
+    TRACE_LEAVE();
+}
+
 // ---- The end of the run -----------------------------------------------------------------------
 
 static void reportContainers()
@@ -106,7 +124,7 @@ void qzdebug_shutdown()
         fflush(stdout); // a fatal message ends the run without it when that is on its way out
         trace_checkFailed("gFile != NULL", MODULE, 250);
     }
-    if (gDebugSettings.package != nullptr && osdep_fileExists(gFilePath))
-        pack(gDebugSettings.package, gFilePath);
+    if (gDebugSettings.package != nullptr)
+        packTrace();
     reportContainers();
 }

@@ -63,7 +63,7 @@ static void reset()
     vec_debugEnable(0);
     if (gDebugSettings.debugged != nullptr)
         hash_destroy(gDebugSettings.debugged);
-    gDebugSettings = {false, false, nullptr, nullptr, 1};
+    gDebugSettings = {false, false, nullptr, nullptr, 1, nullptr};
 }
 
 static void removeFiles(const std::string &list)

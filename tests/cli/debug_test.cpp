@@ -277,6 +277,18 @@ TEST_F(DebugTest, ARunThatEndsEarlyLeavesAUsersFileUnpacked)
     EXPECT_EQ(files(), Strings{"x"});
 }
 
+TEST_F(DebugTest, ASelfTestPacksItsTraceAndIsOtherwiseTheSame)
+{
+    NEEDS("python3");
+    installSampleSuite();
+    const RunResult plain = run({"--selftest=documentation"});
+    const RunResult result = run({"--qzdebug=on,zip,adt", "--selftest=documentation"});
+    EXPECT_EQ(result.err, plain.err);
+    EXPECT_EQ(result.status, plain.status);
+    EXPECT_EQ(members("qzm_package.zip"), "qzm-cc-1.out\n");
+    EXPECT_EQ(trace_faults(inWork("qzm-cc-1.out"), true), "");
+}
+
 TEST_F(DebugTest, ASignalWhileTheChildRunsPacksTheTraceAndGivesItsNumber)
 {
     NEEDS("python3");

@@ -108,6 +108,21 @@ TEST_F(QzdebugShutdown, AnExistingPackageIsContinued)
     EXPECT_EQ(members("p.zip"), "a:6\nb:6\na:12\n");
 }
 
+TEST_F(QzdebugShutdown, ARunThatEndsInAnotherDirectoryPacksWhereItBegan)
+{
+    fs::create_directory(work() / "other");
+    const Outcome outcome = inProcess([] {
+        qzdebug_parse("on,zip:p.zip");
+        qzdebug_setComponent("qzm-cc");
+        fs::current_path("other");
+        qzdebug_shutdown();
+        answer(fs::current_path().filename().string());
+    });
+    EXPECT_EQ(outcome.errors, "");
+    EXPECT_EQ(outcome.answers, "other\n");
+    EXPECT_EQ(files(), (Names{"other", "p.zip", "qzm-cc-1.out"}));
+}
+
 TEST_F(QzdebugShutdown, WithoutAPackageNothingIsPacked)
 {
     EXPECT_EQ(complaintsOf("on"), "");
