@@ -231,9 +231,8 @@ TEST_F(CmdlineRead, TheArrayGrowsPastEveryStep)
 TEST_F(CmdlineRead, ATerminalIsPromptedForEachLine)
 {
     const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
-    ASSERT_GE(terminal, 0);
-    ASSERT_EQ(grantpt(terminal), 0);
-    ASSERT_EQ(unlockpt(terminal), 0);
+    if (terminal < 0 || grantpt(terminal) != 0 || unlockpt(terminal) != 0)
+        GTEST_SKIP() << "this system gives no terminals";
     ASSERT_EQ(osdep_reopenInput(ptsname(terminal)), 1);
     ASSERT_EQ(::write(terminal, "a b\nc\n\x04", 7), 7);
     testing::internal::CaptureStdout();
