@@ -191,6 +191,7 @@ static void setEnvironment(const std::string &scratch, const RunOptions &options
     for (std::string &word : command)
         argv.push_back(word.data());
     argv.push_back(nullptr);
+    closefrom(3); // what whoever runs the tests has left open
     int files = options.fileLimit;
     if (files != 0 && SuiteTest::traced())
         files++; // for the trace
