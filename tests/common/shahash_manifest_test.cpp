@@ -168,7 +168,8 @@ TEST_F(Manifest, NamesBeginWithVxpAndEndWithXml)
         EXPECT_EQ(check(), 1) << name;
         fs::remove(std::string("manifests/") + name);
     }
-    for (const char *name : {"Vxp1.xml", "vxp1.XML", "xvxp1.xml", "vxp1.xml2", "vxml", "vxpml"})
+    for (const char *name :
+         {"Vxp1.xml", "vxq1.xml", "vxp1.XML", "xvxp1.xml", "vxp1.xml2", "vxml", "vxpml"})
         add(name, "1", good);
     EXPECT_EQ(check(), 0);
 }
@@ -282,6 +283,18 @@ TEST_F(Manifest, TheLargerDatestampDecides)
     EXPECT_EQ(check(), 1);
     add("vxp1.xml", "99999999999999999999", bad);
     EXPECT_EQ(check(), 0);
+}
+
+TEST_F(Manifest, ADatestampIsADecimalNumber)
+{
+    add("vxp1.xml", "9a", bad);
+    add("vxp2.xml", "10", good);
+    EXPECT_EQ(check(), 1);
+    add("vxp1.xml", "010", bad);
+    add("vxp2.xml", "9", good);
+    EXPECT_EQ(check(), 0);
+    add("vxp1.xml", "0x10", bad);
+    EXPECT_EQ(check(), 1);
 }
 
 TEST_F(Manifest, WithoutADatestampIsOfTheYear1970)
