@@ -1,6 +1,7 @@
 // Hash lists; their format is described in docs/hash-list.md.
 #include "tests/common/shahash_fixture.h"
 
+#include <csignal>
 #include <cstdio>
 
 #include <sys/resource.h>
@@ -152,6 +153,25 @@ TEST_F(HashList, IsNotWrittenWithoutATemporaryFile)
     setrlimit(RLIMIT_NOFILE, &old);
     EXPECT_FALSE(written);
     EXPECT_EQ(get("list"), "old");
+}
+
+TEST_F(HashList, IsNotWrittenWhereThereIsNoRoomForIt)
+{
+    put("list", "old");
+    rlimit old;
+    getrlimit(RLIMIT_FSIZE, &old);
+    const auto handler = signal(SIGXFSZ, SIG_IGN);
+    for (const int files : {1, 500}) { // fails when the file is closed, and when lines are written
+        for (int i = 0; i < files; ++i)
+            put("tree/" + std::to_string(i), "");
+        const rlimit full = {8, old.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &full);
+        const bool written = shahash_writeList(OSFLAG_POSIX, "tree", "list");
+        setrlimit(RLIMIT_FSIZE, &old);
+        EXPECT_FALSE(written) << files;
+        EXPECT_EQ(get("list"), "old") << files;
+    }
+    signal(SIGXFSZ, handler);
 }
 
 TEST_F(HashList, IsNotWrittenWhenAFileCannotBeRead)
