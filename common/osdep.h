@@ -104,8 +104,8 @@ int osdep_reopenInput(const char *path);
 // Whether standard input is a terminal.
 int osdep_inputIsTerminal();
 
-// Has every write to `stream`, an open file, go to the end of the file, wherever another process has
-// moved that in the meantime. 0 on success, else -1.
+// Has every write to `stream`, an open file, go to the end of the file, wherever another process
+// has moved that in the meantime. 0 on success, else -1.
 int osdep_writeAtEnd(FILE *stream);
 
 // ---- Host -------------------------------------------------------------------------------------
