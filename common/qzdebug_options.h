@@ -10,8 +10,9 @@
 //
 // What the option says takes effect on the trace (common/qzdebug.h) and on the recording of
 // containers. A program of the suite other than this driver names itself first, with
-// trace_setApplication(). Every complaint about the option is a warning and the rest of it still applies: the
-// facility never changes the status of a build. docs/debugging.md describes it for its users.
+// trace_setApplication(). Every complaint about the option is a warning and the rest of it still
+// applies: the facility never changes the status of a build. docs/debugging.md describes it for its
+// users.
 #ifndef COMMON_QZDEBUG_OPTIONS_H
 #define COMMON_QZDEBUG_OPTIONS_H
 
