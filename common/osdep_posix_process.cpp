@@ -359,6 +359,7 @@ static FILE *capture(char *const *argv, Captured what)
     if (status >= 0 || !redirected)
         osdep_restoreOutput();
     FILE *stream = status >= 0 ? openCapture(name, status) : nullptr;
+    osdep_discardTemp(name); // what was captured lives as long as somebody has it open
     std::free(name);
     return stream;
 }

@@ -606,6 +606,23 @@ TEST(Capture, LeavesNoDescriptorBehind)
     EXPECT_EQ(run.status, 0);
 }
 
+TEST(Capture, FilesGoBeforeTheProcessEndsUnlessTheyAreKept)
+{
+    for (int kept : {0, 1}) {
+        const Outcome run = in_process([kept] {
+            osdep_keepTempFiles(kept);
+            FILE *stream = capture_shell("readlink /proc/self/fd/1");
+            const std::string name = lines(read_all(stream)).at(0);
+            osdep_pclose(stream);
+            say(name.substr(0, 7) + (fs::exists(name) ? " stays" : " goes"));
+            fs::remove(name);
+            return 0;
+        });
+        EXPECT_EQ(run.out, kept != 0 ? "/tmp/qz stays" : "/tmp/qz goes");
+        EXPECT_EQ(run.status, 0);
+    }
+}
+
 TEST(Capture, IsNullForAnEmptyOrMissingCommand)
 {
     EXPECT_EQ(osdep_popen_vecCommand(vec_new("test", 1)), nullptr);
