@@ -33,7 +33,8 @@ static const char *useInstallation(const char *directory)
     TRACE_ENTER("directory=\"%s\"", directory);
     int status = 0;
     if (*directory != '\0') {
-        char *absolute = osdep_absolutePath(directory);
+        // A last "." or ".." is taken for a name unless something follows it.
+        char *absolute = osdep_absolutePath(cache_sprintf("%s/", directory));
         status = absolute == nullptr ? 1 : qzinstdir_set(absolute);
         free(absolute);
     }

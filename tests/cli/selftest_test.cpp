@@ -334,6 +334,18 @@ TEST_F(SelftestTest, TheInstallationCanBeAnother)
     EXPECT_FALSE(fileExists(suite + "/manifest"));
 }
 
+TEST_F(SelftestTest, DotsAtTheEndOfTheInstallationAreFollowed)
+{
+    const std::string other = scratch + "/other/v9";
+    copyProgram(suite + "/bin/qzm-cc", other + "/bin/qzm-cc");
+    for (const char *dots : {"/.", "/bin/.."}) {
+        const RunResult result = selfinit("=../other/v9" + std::string(dots));
+        EXPECT_EQ(result.out, replaceAll(saved("non-"), suite, other)) << dots;
+        EXPECT_EQ(result.err, "");
+        EXPECT_EQ(result.status, 0);
+    }
+}
+
 TEST_F(SelftestTest, TheListOfAnInstallationForWindowsHasItsSeparators)
 {
     const std::string other = scratch + "/other/v9";
