@@ -31,17 +31,25 @@ static std::string moduleOf(const Lines &source)
     return "";
 }
 
-static std::map<std::string, std::vector<Lines>> readSources()
+struct Source {
+    Lines lines;
+    bool changed; // since its program was built: nothing can be said of its lines
+};
+
+static std::map<std::string, std::vector<Source>> readSources()
 {
-    std::map<std::string, std::vector<Lines>> sources;
-    for (const char *folder : {"common", "driver", "sample", "selftests"})
+    std::map<std::string, std::vector<Source>> sources;
+    for (const std::string folder : {"common", "driver", "sample", "selftests"}) {
+        const auto built = fs::last_write_time(folder == "sample" ? QZM_SAMPLE_QZM : QZM_CC);
         for (const auto &entry : fs::directory_iterator(fs::path(QZM_SOURCES) / folder)) {
             if (entry.path().extension() != ".cpp")
                 continue;
             std::ifstream file(entry.path());
             Lines lines = linesOf(file);
-            sources[moduleOf(lines)].push_back(std::move(lines));
+            const std::string module = moduleOf(lines);
+            sources[module].push_back({std::move(lines), entry.last_write_time() > built});
         }
+    }
     return sources;
 }
 
@@ -110,8 +118,9 @@ static bool isLocated(const TraceLine &line)
     static const auto sources = readSources();
     const auto found = sources.find(line.module);
     return found != sources.end() &&
-           std::any_of(found->second.begin(), found->second.end(),
-                       [&](const Lines &source) { return isWritten(source, line); });
+           std::any_of(found->second.begin(), found->second.end(), [&](const Source &source) {
+               return source.changed || isWritten(source.lines, line);
+           });
 }
 
 // ---- The whole --------------------------------------------------------------------------------
