@@ -20,12 +20,13 @@ static constexpr char CUT[] = "\n(the output goes on)\n";
 struct SourceFile {
     const char *suffix;
     const char *text;
-    const char *path; // interned; null before it was written
+    const char *path;  // interned; null before it was written
+    const char *lines; // each behind its number, interned; null before they were wanted
 };
 
 static SourceFile s_sources[] = {
-    {".sx", "#include <qz.inc>\n\tpsect foo\n\tbar:\n\t\tnop\n\tend bar\n", nullptr},
-    {".c", "#include <qz.h>\n#include <stdio.h>\nint\nmain(void) {\n}\n\n", nullptr},
+    {".sx", "#include <qz.inc>\n\tpsect foo\n\tbar:\n\t\tnop\n\tend bar\n", nullptr, nullptr},
+    {".c", "#include <qz.h>\n#include <stdio.h>\nint\nmain(void) {\n}\n\n", nullptr, nullptr},
 };
 
 static bool writeText(const char *path, const char *text)
@@ -52,18 +53,27 @@ const char *stBuild_sourcePath(BuildSource source)
     return TRACE_RETURN("\"%s\"", file->path);
 }
 
-const char *stBuild_sourceLines(BuildSource source)
+static const char *numbered(const char *text)
 {
-    TRACE_ENTER("source=%u", source);
+    TRACE_ENTER("text=\"%s\"", text);
     const char *lines = "";
     int number = 0;
-    for (const char *at = s_sources[source].text; *at != '\0';) {
+    for (const char *at = text; *at != '\0';) {
         const char *next = strchr(at, '\n') + 1; // every line of a source is ended
         const char *line = cache_substring(at, static_cast<size_t>(next - at));
         lines = cache_concat(lines, cache_sprintf("%d: %s", ++number, line));
         at = next;
     }
     return TRACE_RETURN("\"%s\"", lines);
+}
+
+const char *stBuild_sourceLines(BuildSource source)
+{
+    TRACE_ENTER("source=%u", source);
+    SourceFile *file = &s_sources[source];
+    if (file->lines == nullptr)
+        file->lines = numbered(file->text);
+    return TRACE_RETURN("\"%s\"", file->lines);
 }
 
 // ---- Running tools ----------------------------------------------------------------------------
