@@ -25,16 +25,6 @@ FILE *fileid_open(const char *name)
     return static_cast<FILE *>(TRACE_RETURN("%p", static_cast<void *>(stream)));
 }
 
-static uint16_t littleEndian16(const uint8_t *bytes)
-{
-    return static_cast<uint16_t>(bytes[0] | bytes[1] << 8);
-}
-
-static uint32_t littleEndian32(const uint8_t *bytes)
-{
-    return littleEndian16(bytes) | static_cast<uint32_t>(littleEndian16(bytes + 2)) << 16;
-}
-
 // ---- ELF --------------------------------------------------------------------------------------
 
 enum : uint32_t {
@@ -85,7 +75,7 @@ static uint64_t elfType(FILE *stream, const char *name)
         TRACE("did not recognize ELF class");
         return TRACE_RETURN("0x%lX", 0ul);
     }
-    const uint64_t type = typeOfMachine(littleEndian16(header + ELF_MACHINE_AT));
+    const uint64_t type = typeOfMachine(osdep_getLEU16(header + ELF_MACHINE_AT));
     return TRACE_RETURN("0x%lX", static_cast<unsigned long>(type));
 }
 
@@ -210,7 +200,7 @@ int getrec(FILE *stream, ObjectRecord *record)
     uint8_t header[RECORD_HEADER_SIZE];
     if (fread(header, sizeof header, 1, stream) != 1)
         return TRACE_RETURN("%d", 0);
-    record->length = littleEndian16(header);
+    record->length = osdep_getLEU16(header);
     record->type = header[2];
     if (record->type < RECORD_TEXT || record->type > RECORD_LAST) {
         TRACE("Unknown record type: %d", record->type);
@@ -311,9 +301,9 @@ static bool readModule(FILE *stream, uint32_t *size)
         return TRACE_RETURN("%d", false);
     TRACE("Found module: \"%s\"", name);
     free(name);
-    *size = littleEndian32(entry + MODULE_SIZE_AT);
+    *size = osdep_getLEU32(entry + MODULE_SIZE_AT);
     bool ok = true;
-    const uint32_t symbols = littleEndian16(entry + MODULE_SYMBOLS_AT);
+    const uint32_t symbols = osdep_getLEU16(entry + MODULE_SYMBOLS_AT);
     for (uint32_t i = 0; ok && i < symbols; ++i)
         ok = skipSymbol(stream);
     return TRACE_RETURN("%d", ok);
@@ -352,7 +342,7 @@ static int libraryKinds(FILE *stream)
     uint8_t header[LIBRARY_HEADER_SIZE];
     if (fread(header, sizeof header, 1, stream) != 1)
         return TRACE_RETURN("%d", 0);
-    const uint32_t count = littleEndian16(header + LIBRARY_COUNT_AT);
+    const uint32_t count = osdep_getLEU16(header + LIBRARY_COUNT_AT);
     // 256 KB at most, however large the count.
     auto *sizes = static_cast<uint32_t *>(calloc(count + 1, sizeof(uint32_t)));
     bool ok = sizes != nullptr;

@@ -339,4 +339,20 @@ size_t osdep_writeBEU16(FILE *f, uint16_t val);
 size_t osdep_writeBEU32(FILE *f, uint32_t val);
 size_t osdep_writeBEU64(FILE *f, uint64_t val);
 
+// The number that stands at `bytes` in memory, the little end first.
+inline uint16_t osdep_getLEU16(const uint8_t *bytes)
+{
+    return static_cast<uint16_t>(bytes[0] | bytes[1] << 8);
+}
+
+inline uint32_t osdep_getLEU32(const uint8_t *bytes)
+{
+    return osdep_getLEU16(bytes) | static_cast<uint32_t>(osdep_getLEU16(bytes + 2)) << 16;
+}
+
+inline uint64_t osdep_getLEU64(const uint8_t *bytes)
+{
+    return osdep_getLEU32(bytes) | static_cast<uint64_t>(osdep_getLEU32(bytes + 4)) << 32;
+}
+
 #endif

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "common/memory.h"
+#include "common/osdep.h"
 #include "common/qzdebug.h"
 
 // The records of the format. Sizes are those of the fixed parts; numbers are little-endian.
@@ -24,21 +25,6 @@ enum : uint32_t {
 
 static constexpr uint64_t DIRECTORY_LIMIT = 64U << 20; // it is held in memory
 
-static uint16_t get16(const uint8_t *bytes)
-{
-    return static_cast<uint16_t>(bytes[0] | bytes[1] << 8);
-}
-
-static uint32_t get32(const uint8_t *bytes)
-{
-    return get16(bytes) | static_cast<uint32_t>(get16(bytes + 2)) << 16;
-}
-
-static uint64_t get64(const uint8_t *bytes)
-{
-    return get32(bytes) | static_cast<uint64_t>(get32(bytes + 4)) << 32;
-}
-
 static bool readAt(FILE *stream, uint64_t offset, void *buffer, size_t size)
 {
     return std::fseek(stream, static_cast<long>(offset), SEEK_SET) == 0 &&
@@ -55,7 +41,7 @@ static const uint8_t *findEnd(const uint8_t *tail, size_t size)
         return nullptr;
     for (const uint8_t *at = tail + size - END_SIZE;; --at) {
         const auto behind = static_cast<size_t>(tail + size - at) - END_SIZE;
-        if (get32(at) == END_SIGNATURE && get16(at + 20) == behind)
+        if (osdep_getLEU32(at) == END_SIGNATURE && osdep_getLEU16(at + 20) == behind)
             return at;
         if (at == tail)
             return nullptr;
@@ -73,25 +59,26 @@ static bool takePlace(PackageDirectory *directory, uint64_t entriesEnd)
 
 static bool takeEnd(const uint8_t *end, uint64_t position, PackageDirectory *directory)
 {
-    const bool oneDisk = get16(end + 4) == 0 && get16(end + 6) == 0;
-    directory->count = get16(end + 10);
-    directory->size = get32(end + 12);
-    directory->offset = get32(end + 16);
-    return oneDisk && get16(end + 8) == directory->count && takePlace(directory, position);
+    const bool oneDisk = osdep_getLEU16(end + 4) == 0 && osdep_getLEU16(end + 6) == 0;
+    directory->count = osdep_getLEU16(end + 10);
+    directory->size = osdep_getLEU32(end + 12);
+    directory->offset = osdep_getLEU32(end + 16);
+    return oneDisk && osdep_getLEU16(end + 8) == directory->count && takePlace(directory, position);
 }
 
 // The zip64 record stands directly before its locator, and that before the end record.
 static bool takeEnd64(const uint8_t *end64, uint64_t position, PackageDirectory *directory)
 {
     const uint8_t *locator = end64 + END64_SIZE;
-    const bool oneDisk = get32(end64 + 16) == 0 && get32(end64 + 20) == 0 &&
-                         get32(locator + 4) == 0 && get32(locator + 16) == 1;
-    directory->count = get64(end64 + 32);
-    directory->size = get64(end64 + 40);
-    directory->offset = get64(end64 + 48);
-    return get32(end64) == END64_SIGNATURE && get64(end64 + 4) == END64_SIZE - 12 && oneDisk &&
-           get64(end64 + 24) == directory->count && takePlace(directory, position) &&
-           get64(locator + 8) == position - directory->front;
+    const bool oneDisk = osdep_getLEU32(end64 + 16) == 0 && osdep_getLEU32(end64 + 20) == 0 &&
+                         osdep_getLEU32(locator + 4) == 0 && osdep_getLEU32(locator + 16) == 1;
+    directory->count = osdep_getLEU64(end64 + 32);
+    directory->size = osdep_getLEU64(end64 + 40);
+    directory->offset = osdep_getLEU64(end64 + 48);
+    return osdep_getLEU32(end64) == END64_SIGNATURE &&
+           osdep_getLEU64(end64 + 4) == END64_SIZE - 12 && oneDisk &&
+           osdep_getLEU64(end64 + 24) == directory->count && takePlace(directory, position) &&
+           osdep_getLEU64(locator + 8) == position - directory->front;
 }
 
 // Reads the end of the file, of which `tail` is the last part.
@@ -104,13 +91,13 @@ static bool readEnd(const uint8_t *tail, size_t tailSize, uint64_t size,
     const uint64_t position = size - static_cast<uint64_t>(tail + tailSize - end);
     const size_t before = static_cast<size_t>(end - tail);
     bool good = false;
-    if (before >= LOCATOR_SIZE && get32(end - LOCATOR_SIZE) == LOCATOR_SIGNATURE)
+    if (before >= LOCATOR_SIZE && osdep_getLEU32(end - LOCATOR_SIZE) == LOCATOR_SIGNATURE)
         good = before >= LOCATOR_SIZE + END64_SIZE &&
                takeEnd64(end - LOCATOR_SIZE - END64_SIZE, position - LOCATOR_SIZE - END64_SIZE,
                          directory);
     else
         good = takeEnd(end, position, directory);
-    directory->commentSize = get16(end + 20);
+    directory->commentSize = osdep_getLEU16(end + 20);
     directory->end = position + END_SIZE - directory->front;
     return good;
 }
@@ -120,8 +107,8 @@ static bool readEnd(const uint8_t *tail, size_t tailSize, uint64_t size,
 // Whether the member can be where the entry says, before the directory.
 static bool isPlaced(const uint8_t *entry, uint64_t limit)
 {
-    const uint64_t packed = get32(entry + 20);
-    const uint64_t offset = get32(entry + 42);
+    const uint64_t packed = osdep_getLEU32(entry + 20);
+    const uint64_t offset = osdep_getLEU32(entry + 42);
     return packed == IN_ZIP64 || offset == IN_ZIP64 || offset + LOCAL_SIZE + packed <= limit;
 }
 
@@ -136,9 +123,11 @@ static bool checkEntries(FILE *stream, const PackageDirectory *directory)
     for (; left >= ENTRY_SIZE; ++count) {
         if (std::fread(entry, 1, ENTRY_SIZE, stream) != ENTRY_SIZE)
             return false;
-        const uint32_t rest = get16(entry + 28) + get16(entry + 30) + get16(entry + 32);
+        const uint32_t rest =
+            osdep_getLEU16(entry + 28) + osdep_getLEU16(entry + 30) + osdep_getLEU16(entry + 32);
         left -= ENTRY_SIZE;
-        if (get32(entry) != ENTRY_SIGNATURE || rest > left || !isPlaced(entry, directory->offset))
+        if (osdep_getLEU32(entry) != ENTRY_SIGNATURE || rest > left ||
+            !isPlaced(entry, directory->offset))
             return false;
         left -= rest;
         // Nearly always within what the stream has read ahead.

@@ -391,6 +391,16 @@ TEST(ByteOrder, LittleEndian)
     expect_read<uint64_t>(osdep_readLEU64, 0xF23456789ABCDE01, "\x01\xDE\xBC\x9A\x78\x56\x34\xF2");
 }
 
+TEST(ByteOrder, LittleEndianInMemory)
+{
+    const uint8_t bytes[] = {0x01, 0xDE, 0xBC, 0x9A, 0x78, 0x56, 0x34, 0xF2};
+    EXPECT_EQ(osdep_getLEU16(bytes), 0xDE01);
+    EXPECT_EQ(osdep_getLEU16(bytes + 6), 0xF234);
+    EXPECT_EQ(osdep_getLEU32(bytes), 0x9ABCDE01U);
+    EXPECT_EQ(osdep_getLEU32(bytes + 4), 0xF2345678U);
+    EXPECT_EQ(osdep_getLEU64(bytes), 0xF23456789ABCDE01U);
+}
+
 TEST(ByteOrder, BigEndian)
 {
     expect_written<uint16_t>(osdep_writeBEU16, 0xF234, "\xF2\x34");
