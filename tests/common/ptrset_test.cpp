@@ -311,6 +311,9 @@ TEST_F(PtrSetTest, ACopyTakesThePlaceOfTheElementsAndKeepsTheOrder)
     EXPECT_EQ(elements(first), (Numbers{1, 2}));
     ptrset_copy(result, second);
     EXPECT_EQ(elements(result), Numbers());
+    ptrset_add(second, number(7));
+    ptrset_copy(result, second);
+    EXPECT_EQ(elements(result), Numbers{7});
     EXPECT_EQ(elements(first), (Numbers{1, 2}));
 }
 
@@ -383,6 +386,9 @@ TEST_F(PtrSetTest, AnEmptySetIsEqualToAnotherAndToNoOther)
     fill({1}, {});
     EXPECT_EQ(ptrset_queryEqual(first, second), 0);
     EXPECT_EQ(ptrset_queryEqual(second, first), 0);
+    ptrset_add(second, number(2));
+    EXPECT_EQ(ptrset_queryEqual(first, second), 0);
+    ptrset_remove(second, number(2));
     ptrset_remove(first, number(1)); // empty with a list
     EXPECT_EQ(ptrset_queryEqual(first, second), 1);
 }

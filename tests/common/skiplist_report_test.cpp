@@ -124,6 +124,28 @@ TEST(SkipListRecord, TheLongestRunOfEqualHashesMetByAnInsertIsKept)
     skiplist_destroy(list);
 }
 
+TEST(SkipListRecord, WhatTheLevelAboveHasPassedIsNotMetOnTheLowest)
+{
+    SkipList *list = recordedList([](const void *) { return 7U; }, order, nullptr, 5);
+    const uint32_t count = 60;
+    for (uintptr_t key = 1; key <= count; ++key)
+        insert(list, key);
+    // Some node with room for two levels becomes the only one that has them.
+    SkipNode *high = list->head->forward[0];
+    uint32_t behind = count - 1;
+    for (; high != nullptr && high->level < 2; high = high->forward[0])
+        --behind;
+    ASSERT_NE(high, nullptr);
+    flatten(list);
+    list->head->level = high->level = 2;
+    list->head->forward[1] = high;
+    high->forward[1] = nullptr;
+    list->debug->max_chain = 0;
+    insert(list, count + 1);
+    EXPECT_EQ(list->debug->max_chain, behind);
+    skiplist_destroy(list);
+}
+
 TEST(SkipListRecord, DefaultFunctionsAreFlagged)
 {
     SkipList *list = recordedList(nullptr, nullptr, nullptr, 1);

@@ -397,6 +397,7 @@ TEST_F(SkipListTest, ALevelGoesAtMostOneBeyondTheListsAndNeverAbove16)
     levels.insert(levels.end(), 5, 16);
     EXPECT_EQ(levelsOf(list), levels);
     EXPECT_EQ(list->head->level, 16U);
+    EXPECT_EQ(skiplist_count(list), 20U);
     expectWellFormed(list);
     for (uintptr_t key = 20; key > 0; --key)
         EXPECT_EQ(remove(key), key);
