@@ -1,6 +1,8 @@
 // Hash lists; their format is described in docs/hash-list.md.
 #include "tests/common/shahash_fixture.h"
 
+#include "common/exitpath.h"
+
 #include <csignal>
 #include <cstdio>
 
@@ -152,6 +154,20 @@ TEST_F(HashList, IsNotWrittenWithoutATemporaryFile)
     const bool written = shahash_writeList(OSFLAG_POSIX, "tree", "list");
     setrlimit(RLIMIT_NOFILE, &old);
     EXPECT_FALSE(written);
+    EXPECT_EQ(get("list"), "old");
+}
+
+TEST_F(HashList, IsNotWrittenWhenTheTemporaryFileCannotBeOpened)
+{
+    put("list", "old");
+    ASSERT_EQ(chmod("list", 0666), 0);
+    EXPECT_EXIT(
+        {
+            becomeNobody();
+            umask(0277); // it is made without the permission to write
+            exitpath_leave(shahash_writeList(OSFLAG_POSIX, "tree", "list") ? 1 : 0);
+        },
+        testing::ExitedWithCode(0), "^$");
     EXPECT_EQ(get("list"), "old");
 }
 
