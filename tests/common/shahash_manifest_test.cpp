@@ -1,7 +1,9 @@
 // Installation manifests; their format is described in docs/xml-files.md.
 #include "tests/common/shahash_fixture.h"
 
+#include "common/hash.h"
 #include "common/uxml2.h"
+#include "tests/common/report_lines.h"
 
 #include <ctime>
 
@@ -169,7 +171,7 @@ TEST_F(Manifest, NamesBeginWithVxpAndEndWithXml)
         fs::remove(std::string("manifests/") + name);
     }
     for (const char *name :
-         {"Vxp1.xml", "vxq1.xml", "vxp1.XML", "xvxp1.xml", "vxp1.xml2", "vxml", "vxpml"})
+         {"Vxp1.xml", "vxq1.xml", "vxp1.XML", "xvxp1.xml", "vxp1.xml2", "vxml", "vxpml", "v"})
         add(name, "1", good);
     EXPECT_EQ(check(), 0);
 }
@@ -317,6 +319,24 @@ TEST_F(Manifest, AmongThoseOfOneAgeTheFirstNameDecides)
     EXPECT_EQ(check(), 0);
     add("vxp1.xml", "5", good);
     EXPECT_EQ(check(), 1);
+}
+
+static void checkAndReport()
+{
+    hash_debugEnable(1);
+    shahash_checkManifests("tree", "manifests");
+    hash_debugEnable(0);
+    hash_report();
+}
+
+TEST_F(Manifest, NamesAreMergedInATableOf7000Buckets)
+{
+    add("vxp1.xml", "1", good + file("a", digestA));
+    std::string merged;
+    for (const std::string &line : debugOutputOf(checkAndReport))
+        if (line.find("    common/shahash:") != std::string::npos)
+            merged += line.substr(line.find("    ", line.find("common/shahash:")));
+    EXPECT_EQ(merged, "    2/7000    2/7000    0    n    n    n");
 }
 
 TEST_F(Manifest, EveryFileOfEveryManifestIsChecked)
