@@ -59,7 +59,7 @@ string(TOUPPER ${chosen} chosen_name)
 string(TOUPPER ${other} other_name)
 if(NOT QZM_HAVE_${chosen_name})
   message(FATAL_ERROR "${chosen} is not found; zip packages need miniz or minizip"
-    " (Debian: libminizip-dev)")
+    " (Debian: libminizip-dev and zlib1g-dev)")
 endif()
 message(STATUS "Zip packages: ${chosen}")
 

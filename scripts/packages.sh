@@ -7,7 +7,7 @@
 
 # The compiler, the build tools, the test and benchmark libraries; what the sample compiles with.
 PACKAGES_BUILD=(g++ gcc libc6-dev make cmake ninja-build libgtest-dev libgmock-dev libbenchmark-dev
-    libexpat1-dev libminizip-dev file)
+    libexpat1-dev libminizip-dev zlib1g-dev file)
 
 # What the checks need: that, and the formatter.
 # shellcheck disable=SC2034 # for the scripts that source this file
