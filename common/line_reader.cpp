@@ -46,8 +46,12 @@ static void readMore(LineReader *reader)
 }
 
 // Takes the `length` characters of the next line out of the buffer; `skipped` more go with them.
+// Null when there are too many.
 static const char *takeLine(LineReader *reader, size_t length, size_t skipped)
 {
+    reader->failed = length > LINE_LIMIT;
+    if (reader->failed)
+        return nullptr;
     char *line = reader->buffer + reader->start;
     line[length] = '\0';
     reader->length = length;

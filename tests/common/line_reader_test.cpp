@@ -84,6 +84,12 @@ TEST(LineReader, ALineAtTheLimitIsReadAndALongerOneFails)
 {
     const std::string longest(LINE_LIMIT, 'x');
     EXPECT_EQ(read(longest + "\nnext\n").lines, (Lines{longest, "next"}));
+    const Reading longer = read("first\n" + longest + "x\nnext\n");
+    EXPECT_EQ(longer.lines, (Lines{"first"}));
+    EXPECT_FALSE(longer.good);
+    const Reading longerEnd = read(longest + "x");
+    EXPECT_EQ(longerEnd.lines, Lines{});
+    EXPECT_FALSE(longerEnd.good);
     const Reading endless = read("first\n" + std::string(3 * LINE_LIMIT, 'x') + "\nnext\n");
     EXPECT_EQ(endless.lines, (Lines{"first"}));
     EXPECT_FALSE(endless.good);
