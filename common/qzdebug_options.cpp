@@ -148,7 +148,8 @@ static void takePackage(const char *argument)
         return;
     qzdebug_warning("Package zip \"%s\" already exists and will be over-written",
                     gDebugSettings.package);
-    if (remove(gDebugSettings.package) != 0)
+    // Of what is no file, remove() would take an empty directory, and from root a device.
+    if (!osdep_isRegularFile(gDebugSettings.package) || remove(gDebugSettings.package) != 0)
         qzdebug_warning("Unable to remove \"%s\", it will be updated if possible",
                         gDebugSettings.package);
 }

@@ -1,6 +1,8 @@
 // The option of the debug facility and the option for a child.
 #include "common/qzdebug_options.h"
 
+#include <sys/stat.h>
+
 #include "qzdebug_fixture.h"
 
 #include "common/hash.h"
@@ -308,6 +310,18 @@ TEST_F(QzdebugOptions, APackageThatCannotBeRemovedIsNamed)
     EXPECT_EQ(complaintsOf("--qzdebug=zip:p.zip"),
               warning("Package zip \"p.zip\" already exists and will be over-written") +
                   warning("Unable to remove \"p.zip\", it will be updated if possible"));
+}
+
+TEST_F(QzdebugOptions, APackageThatIsNoFileIsNotRemoved)
+{
+    fs::create_directory(work() / "empty");
+    fs::create_symlink("/dev/null", work() / "device");
+    ASSERT_EQ(mkfifo((work() / "pipe").c_str(), 0600), 0);
+    for (const std::string name : {"empty", "device", "pipe"})
+        EXPECT_EQ(complaintsOf(("--qzdebug=zip:" + name).c_str()),
+                  warning("Package zip \"" + name + "\" already exists and will be over-written") +
+                      warning("Unable to remove \"" + name + "\", it will be updated if possible"));
+    EXPECT_EQ(files(), (Names{"device", "empty", "pipe"}));
 }
 
 TEST_F(QzdebugOptions, OnlyTheFirstPackageCounts)
