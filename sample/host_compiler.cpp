@@ -10,6 +10,9 @@
 
 enum { MAX_MESSAGES = 16 << 20 };
 
+// What a write can draw: a reader that has gone away, a limit on the size of files.
+static const int WRITING_SIGNALS[] = {SIGPIPE, SIGXFSZ};
+
 static volatile sig_atomic_t stopSignal;
 static volatile sig_atomic_t childProcess;
 
@@ -23,11 +26,18 @@ static void onStop(int number)
 
 static void installHandlers()
 {
-    static const int STOPS[] = {SIGHUP, SIGINT, SIGTERM};
+    static const int STOPS[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
     struct sigaction action = {};
     action.sa_handler = onStop;
     for (int number : STOPS)
         sigaction(number, &action, nullptr);
+}
+
+void host_finishOnSignals()
+{
+    installHandlers();
+    for (int number : WRITING_SIGNALS)
+        signal(number, SIG_IGN);
 }
 
 void host_stopIfAsked()
@@ -42,6 +52,8 @@ void host_stopIfAsked()
 [[noreturn]] static void execCompiler(char *const *arguments, int messages)
 {
     dup2(messages, 2);
+    for (int number : WRITING_SIGNALS)
+        signal(number, SIG_DFL); // the compiler would inherit that they are ignored
     setenv("LC_ALL", "C", 1);
     execvp(arguments[0], arguments);
     _exit(127);

@@ -14,6 +14,11 @@ int host_run(const Strings *arguments, Report *report);
 // files are removed first.
 void host_stopIfAsked();
 
+// From here on such a signal is noted for host_stopIfAsked() at any time, and a write that would
+// draw a signal fails instead: for a program that is not to be stopped in the middle of what it
+// does at its end, nor by a trace that cannot be written.
+void host_finishOnSignals();
+
 // Reads the relocatable file that the host's compiler made: its code and data as sections, its
 // global names, each with the "_" in front that C names have on the device, as symbols. What is to
 // be relocated stays as it is. 0 when the file is none that this program understands.

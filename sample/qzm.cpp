@@ -317,6 +317,7 @@ static void startDebugging(const CommandArguments *arguments)
     for (size_t i = 1; i < arguments->count; i++) {
         if (strncmp(arguments->items[i], "--qzdebug", 9) != 0)
             continue;
+        host_finishOnSignals();
         trace_setApplication(NAME);
         qzdebug_setComponent(NAME);
         qzdebug_parse(arguments->items[i]);

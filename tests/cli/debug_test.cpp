@@ -155,6 +155,43 @@ TEST_F(DebugTest, BothWriteToTheFileThatTheUserNames)
     }
 }
 
+TEST_F(DebugTest, ATraceThatCannotBeWrittenEndsNoProgram)
+{
+    installSampleQzm();
+    write("main.c", "int main(void) { return 0; }\n");
+    // Room for what is compiled, and not for the traces.
+    const std::string limited = "ulimit -f 2; \"$0\" --qzdebug=on -mcpu=16z20a -c main.c";
+    RunResult result = runProgram({"/bin/bash", "-c", limited, suite + "/bin/qzm-cc"});
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.status, 0);
+    // A reader that goes away.
+    const std::string unread = "{ \"$0\" --qzdebug=on,out:/dev/stderr -mcpu=16z20a -c main.c; "
+                               "echo $? >status; } 2>&1 | :";
+    result = runProgram({"/bin/sh", "-c", unread, suite + "/bin/qzm-cc"});
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(readFile(work + "/status"), "0\n");
+}
+
+TEST_F(DebugTest, TheLegacyDriverIsNotStoppedWhileItPacks)
+{
+    NEEDS("flock");
+    installSampleQzm();
+    write("main.c", "int main(void) { return 0; }\n");
+    // It waits for the lock of the package's directory when the signal comes.
+    const std::string script =
+        "set -m # else what runs beside the shell is started with the signal ignored\n"
+        "exec 9<. && flock 9 || exit 100\n"
+        "\"$0\" --qzdebug=on,zip --chip=16z20a --pass1 main.c 9<&- &\n"
+        "set +m\n"
+        "until grep -qs 'ENTER osdep_lockDirectory' qzm-1.out; do sleep 0.02; done\n"
+        "kill -QUIT $!; sleep 0.1; exec 9<&-; wait $!";
+    const RunResult result = runProgram({"/bin/bash", "-c", script, suite + "/orb/bin/qzm"});
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(members("qzm_package.zip"), "qzm-1.out\n");
+    EXPECT_EQ(files(), (Strings{"main.c", "main.p1", "qzm-1.out", "qzm_package.zip"}));
+}
+
 TEST_F(DebugTest, AFailingCompileIsTracedToItsEnd)
 {
     installSampleQzm();
