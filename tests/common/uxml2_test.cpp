@@ -735,16 +735,16 @@ TEST(XmlFormat, DeviceCatalogueIsPinned)
     const std::string file = "<deviceSupport>\n"
                              "  <!-- the classic parts -->\n"
                              "  <family title=\"ORB\">\n"
-                             "    <device name=\"16F505\" />\n"
-                             "    <device name='16F876A' alias=\"16F876\"/>\n"
+                             "    <device name=\"16Z505\" />\n"
+                             "    <device name='16Z876A' alias=\"16Z876\"/>\n"
                              "  </family>\n"
                              "  <family title=\"ORB18\">\n"
-                             "    <device name=\"18F4520\"/>\n"
+                             "    <device name=\"18Z4520\"/>\n"
                              "  </family>\n"
                              "</deviceSupport>\n";
-    EXPECT_EQ(readShape(file), "deviceSupport(family[title=ORB](device[name=16F505] "
-                               "device[name=16F876A][alias=16F876]) "
-                               "family[title=ORB18](device[name=18F4520]))");
+    EXPECT_EQ(readShape(file), "deviceSupport(family[title=ORB](device[name=16Z505] "
+                               "device[name=16Z876A][alias=16Z876]) "
+                               "family[title=ORB18](device[name=18Z4520]))");
 }
 
 TEST(XmlFormat, ManifestIsPinned)
