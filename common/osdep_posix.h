@@ -23,6 +23,9 @@ int osdep_createReplacement(char *name);
 int osdep_renameReplacement(const char *name, const char *path);
 void osdep_removeReplacement(const char *name);
 
+// Whether a directory's entry is "." or "..".
+bool osdep_isSelfOrParent(const char *name);
+
 // What a symbolic link holds: a new string, or null when it is no link.
 char *osdep_readLink(const char *link);
 

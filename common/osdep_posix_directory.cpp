@@ -12,12 +12,13 @@
 #include <unistd.h>
 
 #include "common/memory.h"
+#include "common/osdep_posix.h"
 #include "common/qzdebug.h"
 #include "common/vector.h"
 
 // ---- Reading ----------------------------------------------------------------------------------
 
-static bool isSelfOrParent(const char *name)
+bool osdep_isSelfOrParent(const char *name)
 {
     return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
 }
@@ -30,7 +31,7 @@ Vector *osdep_readDirectory(const char *path)
     if (directory != nullptr) {
         names = vec_new(MODULE, __LINE__);
         while (const dirent *entry = readdir(directory))
-            if (!isSelfOrParent(entry->d_name))
+            if (!osdep_isSelfOrParent(entry->d_name))
                 vec_add(names, xstrdup_must(entry->d_name));
         closedir(directory);
     }

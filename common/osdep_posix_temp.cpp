@@ -59,11 +59,6 @@ struct TreeRemoval {
 
 using EntryVisitor = bool (*)(TreeRemoval *removal, int directory, const char *name);
 
-static bool isSelfOrParent(const char *name)
-{
-    return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
-}
-
 // Removes whatever is no directory, or is an empty one.
 static bool removeSimple(int directory, const char *name)
 {
@@ -106,7 +101,7 @@ static long visitEntries(TreeRemoval *removal, int directory, EntryVisitor visit
         for (ssize_t at = 0; at < filled;) {
             const auto *entry = reinterpret_cast<const dirent64 *>(buffer + at);
             at += entry->d_reclen;
-            if (isSelfOrParent(entry->d_name))
+            if (osdep_isSelfOrParent(entry->d_name))
                 continue;
             if (!visit(removal, directory, entry->d_name))
                 return -1;
