@@ -133,13 +133,6 @@ Vector *getELMDeviceList()
 
 // ---- Files -------------------------------------------------------------------------------------
 
-// Null for whatever is no file with content of its own: a pipe would be waited for.
-static FILE *openFile(const char *path)
-{
-    TRACE_ENTER("\"%s\"", path);
-    return TRACE_RETURN("%p", osdep_isRegularFile(path) ? fopen(path, "re") : nullptr);
-}
-
 static void addAttributes(Vector *names, const UxmlNode *device, uint32_t mask)
 {
     for (const UxmlAttribute *attribute : vec_each<UxmlAttribute>(uxml_attributes(device))) {
@@ -164,7 +157,7 @@ static Vector *namesBelow(const UxmlNode *root, uint32_t mask)
 Vector *getDeviceListFromXML(uint32_t mask, const char *path)
 {
     TRACE_ENTER("mask=%u, path=\"%s\"", mask, path);
-    FILE *file = openFile(path);
+    FILE *file = osdep_openRegularFile(path, nullptr);
     if (file == nullptr) {
         TRACE("could not open xmlfile \"%s\"", path);
         return TRACE_RETURN("%p", static_cast<Vector *>(nullptr));
@@ -193,7 +186,7 @@ static const char *nameInIndexLine(const char *line)
 Vector *devices_readIndex(const char *path)
 {
     TRACE_ENTER("\"%s\"", path);
-    FILE *file = openFile(path);
+    FILE *file = osdep_openRegularFile(path, nullptr);
     if (file == nullptr)
         return TRACE_RETURN("%p", static_cast<Vector *>(nullptr));
     Vector *names = vec_new(MODULE, __LINE__);

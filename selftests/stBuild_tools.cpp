@@ -2,7 +2,6 @@
 #include "selftests/stBuild_internal.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 #include "common/memory.h"
@@ -128,7 +127,7 @@ char *stBuild_readFile(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
     char *text = nullptr;
-    FILE *stream = osdep_isRegularFile(path) ? fopen(path, "r") : nullptr;
+    FILE *stream = osdep_openRegularFile(path, nullptr);
     if (stream != nullptr) {
         text = readAll(stream);
         fclose(stream);
