@@ -35,7 +35,9 @@ enum DriverKind : uint32_t {
     DRIVER_ORB_ASSEMBLER,    // orb-as
 };
 
-// The path of an installed program, interned; null when it is not there or `kind` is none.
+// The path of an installed program, interned; null when it is not there or `kind` is none. The
+// driver that a build is handed to is found elsewhere (driver/options_process.cpp), by other rules:
+// it may also lie beside this program, and without it the run ends.
 const char *getDriverPath(uint32_t kind);
 
 // Asks an ORB compiler (DRIVER_ORB_COMPILER or DRIVER_ORB18_COMPILER, which must be installed) for
