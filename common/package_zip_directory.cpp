@@ -2,7 +2,6 @@
 #include "common/package_zip_internal.h"
 
 #include <cstdlib>
-#include <cstring>
 
 #include "common/memory.h"
 #include "common/osdep.h"

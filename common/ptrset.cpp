@@ -5,7 +5,6 @@
 
 #include "common/exitpath.h"
 #include "common/freecache.h"
-#include "common/memory.h"
 
 static constexpr uint32_t RECORDS_KEPT = 8192; // of sets, and of iterators
 

@@ -2,14 +2,14 @@
 
 #include "common/uxml2.h"
 
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
 #include "common/exitpath.h"
 #include "common/memory.h"
 #include "common/qzdebug.h"
 #include "common/vector.h"
-
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
 
 // What a small block has room for, so that the first growth costs no more than one slot would.
 static constexpr uint32_t FIRST_SLOTS = 3;
@@ -25,11 +25,10 @@ struct UxmlAttribute {
 // The name follows the record. Most elements lack children, attributes or text, so that each comes
 // into being when it is first needed.
 struct UxmlNode {
-    char *text;                 // null: empty
-    mutable Vector *children;   // null until there is one or the vector is asked for
-    mutable Vector *attributes; // the same
-    mutable const UxmlNode
-        *link; // of a walk over the tree: the parent, or what is to be freed next
+    char *text;                   // null: empty
+    mutable Vector *children;     // null until there is one or the vector is asked for
+    mutable Vector *attributes;   // the same
+    mutable const UxmlNode *link; // of a walk: the parent, or what is to be freed next
 };
 
 static char *nameOf(UxmlNode *node)

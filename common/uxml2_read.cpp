@@ -6,14 +6,14 @@
 
 #include "common/uxml2.h"
 
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
 #include "common/exitpath.h"
 #include "common/memory.h"
 #include "common/qzdebug.h"
 #include "common/vector.h"
-
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
 
 static constexpr size_t BLOCK_SIZE = 65536;
 static constexpr size_t LINE_SIZE = 255;                    // of the first line
