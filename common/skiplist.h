@@ -46,15 +46,14 @@ struct SkipNode {
 
 // What is remembered of a list created while recording is on; lives to the end of the run.
 struct SkipListDebugRecord {
-    const SkipList *list; // for printing only: dangles once the list is destroyed
-    uint32_t flags;       // bit 0 alive; bit 1 default comparison; bit 2 default hash
-    const char *file;     // where it was created
-    uint32_t line;        //
-    uint32_t max_usage;   // largest count ever reached
-    uint32_t clashes;     // inserts beside a node of equal hash
-    uint32_t inserts;     // inserts that added an entry
-    uint32_t
-        max_chain; // most nodes of the key's hash met in a row on the lowest level by an insert
+    const SkipList *list;  // for printing only: dangles once the list is destroyed
+    uint32_t flags;        // bit 0 alive; bit 1 default comparison; bit 2 default hash
+    const char *file;      // where it was created
+    uint32_t line;         //
+    uint32_t max_usage;    // largest count ever reached
+    uint32_t clashes;      // inserts beside a node of equal hash
+    uint32_t inserts;      // inserts that added an entry
+    uint32_t max_chain;    // most nodes of its key's hash that one insert has met
     SkipText key_tostring; // shows a key
 };
 
@@ -63,8 +62,8 @@ struct SkipList {
     SkipNode *update[SKIPLIST_LEVELS]; // where the last search left each level in use
     uint32_t count;                    // entries
     SkipHash hash;                     // the key's low 32 bits when none was given
-    SkipCompare compare;        // the difference of the keys' low 32 bits when none was given
-    SkipListDebugRecord *debug; // record in the master list, or null
+    SkipCompare compare;               // the difference of these when none was given
+    SkipListDebugRecord *debug;        // record in the master list, or null
 };
 
 // Creates an empty list, owned by the caller. A null hash or comparison means the default; a null
