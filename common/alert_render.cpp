@@ -9,7 +9,7 @@
 
 static constexpr const char *NO_LINE = "Non line specific message";
 
-AlertSettings gAlertSettings;
+constinit AlertSettings gAlertSettings = {};
 
 // A text under construction; what does not fit is dropped.
 struct Output {
