@@ -155,8 +155,8 @@ OsdepTime osdep_cpuTime();
 // ---- Directories ------------------------------------------------------------------------------
 
 // The names in a directory except "." and "..", in the system's order: a new vector of new strings,
-// to be freed with osdep_freeNames() (null allowed). Null when it cannot be opened. No descriptor
-// stays open.
+// to be freed with osdep_freeNames() (null allowed). Null when it cannot be opened or read to its
+// end. No descriptor stays open.
 Vector *osdep_readDirectory(const char *path);
 void osdep_freeNames(Vector *names);
 

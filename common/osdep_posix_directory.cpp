@@ -23,6 +23,13 @@ bool osdep_isSelfOrParent(const char *name)
     return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
 }
 
+// The next entry, or null at the end and, with errno set, when it cannot be read.
+static const dirent *nextEntry(DIR *directory)
+{
+    errno = 0;
+    return readdir(directory);
+}
+
 Vector *osdep_readDirectory(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
@@ -30,9 +37,13 @@ Vector *osdep_readDirectory(const char *path)
     DIR *directory = path == nullptr ? nullptr : opendir(path);
     if (directory != nullptr) {
         names = vec_new(MODULE, __LINE__);
-        while (const dirent *entry = readdir(directory))
+        while (const dirent *entry = nextEntry(directory))
             if (!osdep_isSelfOrParent(entry->d_name))
                 vec_add(names, xstrdup_must(entry->d_name));
+        if (errno != 0) { // some of the names would look like all of them
+            osdep_freeNames(names);
+            names = nullptr;
+        }
         closedir(directory);
     }
     return TRACE_RETURN("%p", names);

@@ -1,6 +1,7 @@
 #include "common/osdep.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include <sys/stat.h>
+#include <dirent.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -18,6 +20,24 @@
 #include "common/vector.h"
 
 namespace fs = std::filesystem;
+
+// The program is linked so that this stands before the real function: an entry cannot be read when
+// a test says so.
+static bool s_readingFails;
+
+extern "C" {
+dirent *__real_readdir(DIR *directory);
+dirent *__wrap_readdir(DIR *directory);
+}
+
+dirent *__wrap_readdir(DIR *directory)
+{
+    dirent *entry = __real_readdir(directory);
+    if (!s_readingFails || entry == nullptr || std::string(entry->d_name) != "bad")
+        return entry;
+    errno = EIO;
+    return nullptr;
+}
 
 namespace {
 
@@ -82,6 +102,16 @@ TEST_F(OsdepDirectory, AnEmptyDirectoryGivesAnEmptyVector)
     ASSERT_NE(names, nullptr);
     EXPECT_EQ(vec_size(names), 0U);
     osdep_freeNames(names);
+}
+
+TEST_F(OsdepDirectory, ADirectoryThatCannotBeReadToItsEndGivesNoNames)
+{
+    std::ofstream(root / "bad") << "x";
+    std::ofstream(root / "good") << "x";
+    s_readingFails = true;
+    EXPECT_EQ(osdep_readDirectory(root.c_str()), nullptr);
+    s_readingFails = false;
+    EXPECT_EQ(sortedNames(root), (std::vector<std::string>{"bad", "good"}));
 }
 
 TEST_F(OsdepDirectory, WhatIsNoDirectoryCannotBeRead)
