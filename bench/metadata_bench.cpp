@@ -1,6 +1,7 @@
 // Reading and writing metadata of 1,000, 10,000 and 100,000 functions with 3 callees each, beside
 // fread() and fwrite() of the same bytes.
 #include "common/metadata.h"
+#include "file_bytes.h"
 
 #include <benchmark/benchmark.h>
 
@@ -38,15 +39,6 @@ static FILE *makeFile(int64_t functions)
         abort();
     metadata_destroy(metadata);
     return file;
-}
-
-static std::vector<char> bytesOf(FILE *file)
-{
-    std::vector<char> bytes(static_cast<size_t>(ftell(file)));
-    rewind(file);
-    if (fread(bytes.data(), 1, bytes.size(), file) != bytes.size())
-        abort();
-    return bytes;
 }
 
 static void readMetadata(benchmark::State &state)

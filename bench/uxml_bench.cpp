@@ -1,6 +1,7 @@
 // Reading XML files of 1 and 16 MB, of the shapes of deviceSupport.xml and of the installation
 // manifest, beside expat building the same tree; writing them, beside fwrite() of the same bytes.
 #include "common/uxml2.h"
+#include "file_bytes.h"
 
 #include <benchmark/benchmark.h>
 
@@ -73,15 +74,6 @@ static FILE *makeFile(Make make, int64_t bytes)
         abort();
     uxml_node_free(root);
     return file;
-}
-
-static std::vector<char> bytesOf(FILE *file)
-{
-    std::vector<char> bytes(static_cast<size_t>(ftell(file)));
-    rewind(file);
-    if (fread(bytes.data(), 1, bytes.size(), file) != bytes.size())
-        abort();
-    return bytes;
 }
 
 // ---- The tree by expat ------------------------------------------------------------------------
