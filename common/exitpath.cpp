@@ -5,7 +5,7 @@
 #include <cstdlib>
 
 static ExitRoutine s_routine; // null: exit()
-static bool s_leaving;
+static enum { RUNNING, LEAVING, EXITING } s_state = RUNNING;
 
 void exitpath_setRoutine(ExitRoutine routine)
 {
@@ -14,11 +14,14 @@ void exitpath_setRoutine(ExitRoutine routine)
 
 void exitpath_leave(int status)
 {
-    if (s_leaving)
+    if (s_state == EXITING)
         std::_Exit(status);
-    s_leaving = true;
-    if (s_routine != nullptr)
-        s_routine(status);
+    if (s_state == RUNNING) {
+        s_state = LEAVING;
+        if (s_routine != nullptr)
+            s_routine(status);
+    }
+    s_state = EXITING;
     std::exit(status); // also for a routine that breaks its promise and returns
 }
 

@@ -144,6 +144,8 @@ static bool clearRootEntry(TreeRemoval *removal, int root, const char *name)
 
 static int removeTree(const char *path)
 {
+    if (rmdir(path) == 0) // empty, and no descriptor was needed: there may be none left
+        return 0;
     const int root = open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (root < 0)
         return -1;

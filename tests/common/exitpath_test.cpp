@@ -63,6 +63,20 @@ TEST(ExitpathDeathTest, NullRestoresTheDefault)
         testing::ExitedWithCode(2), "^$");
 }
 
+TEST(ExitpathDeathTest, ARoutineThatFailsStillLeavesThroughTheExitHandlers)
+{
+    EXPECT_EXIT(
+        {
+            std::atexit([] { std::fputs("handler", stderr); });
+            exitpath_setRoutine([](int) {
+                std::fputs("routine;", stderr);
+                exitpath_leave(8);
+            });
+            exitpath_leave(0);
+        },
+        testing::ExitedWithCode(8), "^routine;handler$");
+}
+
 TEST(ExitpathDeathTest, LeavingWhileLeavingEndsAtOnce)
 {
     EXPECT_EXIT(

@@ -67,6 +67,7 @@ void leave(int status)
 {
     qzdebug_shutdown();
     fflush(nullptr);
+    osdep_removeTempFiles();
     _exit(status);
 }
 

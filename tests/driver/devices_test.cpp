@@ -58,7 +58,8 @@ class Devices : public InstallationTest {
                 action();
                 fputs("goes on", stderr);
                 fflush(stderr);
-                _exit(0);
+                osdep_removeTempFiles();
+                _exit(testing::Test::HasFailure() ? 1 : 0); // what the action found wrong
             },
             testing::ExitedWithCode(0), testing::Eq(text + "goes on"));
     }

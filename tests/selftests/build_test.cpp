@@ -389,6 +389,7 @@ TEST_F(BuildFailureDeathTest, NoRoomForTemporaryFilesIsRecorded)
         {
             forbidFiles();
             std::cerr << run(test);
+            osdep_removeTempFiles();
             _exit(7);
         },
         testing::ExitedWithCode(7),
