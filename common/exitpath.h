@@ -23,9 +23,9 @@ using ExitRoutine = void (*)(int status);
 // exit().
 void exitpath_setRoutine(ExitRoutine routine);
 
-// Ends the run with `status` (0-255) through the installed routine. Called again by that routine, it
-// goes on with the C library's exit(), so that what is registered there (temporary files) is still
-// seen to; called once more (by an exit handler, say), it ends the process at once.
+// Ends the run with `status` (0-255) through the installed routine. Called again by that routine,
+// it goes on with the C library's exit(), so that what is registered there (temporary files) is
+// still seen to; called once more (by an exit handler, say), it ends the process at once.
 [[noreturn]] void exitpath_leave(int status);
 
 // Reports a broken internal contract on standard error as
