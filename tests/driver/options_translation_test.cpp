@@ -1047,7 +1047,10 @@ TEST_F(CompleteCommand, BuiltInsThatCannotBeListedAreAnError)
     EXPECT_EXIT(
         {
             // A leak checker in the child would report on the tests before, in the text compared.
-            exitpath_setRoutine([](int status) { std::_Exit(status); });
+            exitpath_setRoutine([](int status) {
+                osdep_removeTempFiles();
+                std::_Exit(status);
+            });
             if (freopen("/dev/full", "w", stdout) != nullptr)
                 options_process(vector);
         },
