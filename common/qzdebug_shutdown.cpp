@@ -83,9 +83,9 @@ static void packTrace()
     const char *there = gDebugSettings.directory;
     char *here = osdep_cwd();
     const bool elsewhere = there != nullptr && here != nullptr && strcmp(here, there) != 0;
-    if (elsewhere)
-        osdep_changeDirectory(there);
-    if (osdep_fileExists(gFilePath))
+    if (elsewhere && osdep_changeDirectory(there) != 0)
+        qzdebug_warning("could not go back to \"%s\" to pack \"%s\"", there, gFilePath);
+    else if (osdep_fileExists(gFilePath))
         pack(gDebugSettings.package, gFilePath);
     if (elsewhere)
         osdep_changeDirectory(here);

@@ -124,6 +124,22 @@ TEST_F(QzdebugShutdown, ARunThatEndsInAnotherDirectoryPacksWhereItBegan)
     EXPECT_EQ(files(), (Names{"other", "p.zip", "qzm-cc-1.out"}));
 }
 
+TEST_F(QzdebugShutdown, ADirectoryThatIsGoneIsSaidAndNothingIsPackedElsewhere)
+{
+    fs::create_directory(work() / "sub");
+    put("qzm-cc-1.out", "another run's\n");
+    const Outcome outcome = inProcess([] {
+        fs::current_path("sub");
+        qzdebug_parse("on,zip:p.zip");
+        fs::current_path("..");
+        fs::remove_all("sub");
+        qzdebug_shutdown();
+    });
+    EXPECT_EQ(outcome.errors, warning("could not go back to \"" + (work() / "sub").string() +
+                                      "\" to pack \"qzm-cc-1.out\""));
+    EXPECT_EQ(files(), Names{"qzm-cc-1.out"});
+}
+
 TEST_F(QzdebugShutdown, WithoutAPackageNothingIsPacked)
 {
     EXPECT_EQ(complaintsOf("on"), "");
