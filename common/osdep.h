@@ -85,16 +85,21 @@ void osdep_restoreOutput();
 
 // Saves duplicates of standard output and standard error (once) and installs the handler for
 // hang-up, quit, kill, terminal stop, interrupt, terminate, abort, segmentation fault and
-// floating-point error. The handler restores both descriptors, removes the temporary objects and
-// exits with the signal's number, after a word of apology for the last three. Standard descriptors
-// that are closed are filled first, with something that fails every read and write. The signals
-// that a failing write brings (no reader, the limit on file sizes) are ignored from here on, except
-// in children: the write fails instead.
+// floating-point error. The handler ends the process with the signal's number, after a word of
+// apology for the last three: it writes what standard output still holds and a newline, restores
+// both descriptors and removes the temporary objects, but runs no exit handler, and writes nothing
+// to a reader who would have to be waited for. A child that is being waited for is handed the
+// signal first (the termination signal, where the signal does not ask for an end) and gets up to a
+// second to end.
+// Standard descriptors that are closed are filled first, with something that fails every read and
+// write. The signals that a failing write brings (no reader, the limit on file sizes) are ignored
+// from here on, except in children: the write fails instead.
 void osdep_installCrashHandlers();
 
-// Has `routine` called when a signal ends the run while a child is being waited for, before the
-// handler exits; anywhere else a signal may have interrupted what the routine needs, and it is not
-// called. Null: nothing is (as at first).
+// Has `routine` called when a signal ends the run while a child is being waited for, once the child
+// has ended and the temporary objects are gone; anywhere else a signal may have interrupted what
+// the routine needs, and it is not called. A routine that takes longer than five seconds is cut
+// short. Null: nothing is called (as at first).
 void osdep_setSignalRoutine(void (*routine)());
 
 // Makes standard input read from `path`. 1 on success; 0 when the path is no readable file (a

@@ -4,11 +4,32 @@
 
 #include <csignal>
 
+#include <sys/types.h>
+
 // Holds the asynchronous signals that the crash handler answers back, and lets them in again: for
 // the moments in which the registry of temporary objects is being changed. `saved` takes the mask
 // as it was.
 void osdep_holdSignals(sigset_t *saved);
 void osdep_releaseSignals(const sigset_t *saved);
+
+// The same with the signals of a crash, for the moments in which a child starts or is reaped. (Held
+// back, a crash of our own ends the process at once and leaves its temporary objects behind.)
+void osdep_holdAllSignals(sigset_t *saved);
+
+// Names the child that is being waited for, or 0: a signal is handed on to it before it ends the
+// run. To be changed only while signals are held back, and while nothing else is half done.
+void osdep_setWaitedFor(pid_t child);
+
+// Installs the handler again where it has been installed.
+void osdep_reinstallHandler();
+
+// The signals that are ignored here and that children are to have back at their default.
+const sigset_t *osdep_signalsForChildren();
+
+// Makes the descriptor `to` a duplicate of `from`; and returns a duplicate that children do not
+// inherit, clear of the standard descriptors, or -1.
+bool osdep_redirect(int from, int to);
+int osdep_duplicate(int descriptor);
 
 // As osdep_tempFileSuffix(); with a non-null `descriptor` the file is left open for writing there,
 // close-on-exec, and the descriptor is the caller's to close.

@@ -2,13 +2,13 @@
 #include "common/osdep.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 #include <initializer_list>
-#include <iterator>
 
-#include <fcntl.h>
+#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -19,179 +19,53 @@
 #include "common/qzdebug.h"
 #include "common/vector.h"
 
-// Duplicates of standard output and standard error; -1: none.
+// The status of a captured child that could not become its program.
+static constexpr int EXEC_FAILED = 255;
+static constexpr uint32_t STATUS_BUCKETS = 5;
+
+// Duplicates of standard output and standard error while a capture has 1 and 2 redirected; -1:
+// none.
 struct SavedOutput {
     int out;
     int err;
 };
 
-// The status of a captured child that could not become its program.
-static constexpr int EXEC_FAILED = 255;
-static constexpr uint32_t STATUS_BUCKETS = 5;
-
-static SavedOutput s_crashOutput = {-1, -1};   // for the crash handler
-static SavedOutput s_captureOutput = {-1, -1}; // while a capture has 1 and 2 redirected
-static bool s_crashHandlers;                   // installed
-static pid_t s_crashOwner;                     // the process that installed them
-static void (*s_signalRoutine)();              // or null
-static volatile sig_atomic_t s_waiting;        // for a child: no change of anything is under way
-static HashTable *s_pipeStatus;                // FILE * -> exit status of its command
-
-static bool redirect(int from, int to)
-{
-    int result = 0;
-    do {
-        result = dup2(from, to);
-    } while (result < 0 && (errno == EINTR || errno == EBUSY));
-    return result >= 0;
-}
-
-// A duplicate that children do not inherit, clear of the standard descriptors.
-static int duplicate(int descriptor)
-{
-    return fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-}
-
-// ---- Crash handlers ---------------------------------------------------------------------------
-
-static constexpr int HANDLED_SIGNALS[] = {SIGHUP,  SIGQUIT, SIGKILL, SIGTSTP, SIGINT,
-                                          SIGTERM, SIGABRT, SIGSEGV, SIGFPE};
-
-// Signals that a write of ours can draw: a reader that has gone away, a limit on the size of files.
-// Their default action would end the program and leave its temporary files behind. Ignored, they
-// let the write fail, as any other would; children get the default action back.
-static constexpr int WRITING_SIGNALS[] = {SIGPIPE, SIGXFSZ};
-static bool s_writingSignalIgnored[std::size(WRITING_SIGNALS)]; // by us
-
-static void putBack(FILE *stream, int descriptor, int *saved)
-{
-    std::fflush(stream);
-    redirect(*saved, descriptor);
-    close(*saved);
-    *saved = -1;
-}
-
-// Past the stream, which may have no buffer yet and would ask the heap for one.
-static void writeText(int descriptor, const char *text)
-{
-    for (size_t left = std::strlen(text); left > 0;) {
-        const ssize_t written = write(descriptor, text, left);
-        if (written <= 0)
-            return; // there is nobody left to tell
-        text += written;
-        left -= static_cast<size_t>(written);
-    }
-}
-
-// The temporary objects go first: flushing may find a stream in the middle of a change, or wait for
-// a reader that has stopped. Nothing here may touch the heap, which the signal may have
-// interrupted, unless a child was being waited for.
-static void onSignal(int number)
-{
-    if (getpid() != s_crashOwner)
-        _exit(number); // a child that has not become its program yet
-    osdep_removeTempFilesOnSignal();
-    if (s_crashOutput.out >= 0) {
-        putBack(stdout, STDOUT_FILENO, &s_crashOutput.out);
-        writeText(STDOUT_FILENO, "\n");
-    }
-    if (s_crashOutput.err >= 0)
-        putBack(stderr, STDERR_FILENO, &s_crashOutput.err);
-    if (s_waiting != 0 && s_signalRoutine != nullptr)
-        s_signalRoutine();
-    switch (number) {
-    case SIGABRT:
-    case SIGFPE:
-    case SIGSEGV:
-        writeText(STDERR_FILENO,
-                  "\n\nAn unexpected problem has been encountered and the program must quit; "
-                  "contact Vantrix support with details\n\n");
-        std::exit(number);
-    case SIGHUP:
-    case SIGINT:
-    case SIGQUIT:
-    case SIGKILL:
-    case SIGTERM:
-    case SIGTSTP:
-        std::exit(number);
-    default:
-        std::exit(1);
-    }
-}
-
-static sigset_t handledSignals()
-{
-    sigset_t set;
-    sigemptyset(&set);
-    for (int number : HANDLED_SIGNALS)
-        sigaddset(&set, number);
-    return set;
-}
-
-// All are held back while one is handled: a second one must not enter the removal again.
-static void installHandlers()
-{
-    struct sigaction action = {};
-    action.sa_handler = onSignal;
-    action.sa_flags = SA_RESTART;
-    action.sa_mask = handledSignals();
-    for (int number : HANDLED_SIGNALS)
-        sigaction(number, &action, nullptr); // for SIGKILL it fails
-}
-
-void osdep_setSignalRoutine(void (*routine)())
-{
-    TRACE_ENTER();
-    s_signalRoutine = routine;
-    TRACE_LEAVE();
-}
-
-static void ignoreWritingSignals()
-{
-    for (size_t i = 0; i < std::size(WRITING_SIGNALS); ++i)
-        if (std::signal(WRITING_SIGNALS[i], SIG_IGN) == SIG_DFL)
-            s_writingSignalIgnored[i] = true;
-}
-
-static void restoreWritingSignals()
-{
-    for (size_t i = 0; i < std::size(WRITING_SIGNALS); ++i)
-        if (s_writingSignalIgnored[i])
-            std::signal(WRITING_SIGNALS[i], SIG_DFL);
-}
-
-static void reinstallHandlers()
-{
-    if (s_crashHandlers)
-        installHandlers();
-}
-
-// A closed standard descriptor would be given to the next file that is opened, and what is meant
-// for the terminal would be written into that file. The stand-ins fail as the closed ones did.
-static void fillStandardDescriptors()
-{
-    for (int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-        if (fcntl(descriptor, F_GETFD) < 0)
-            open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
-}
-
-void osdep_installCrashHandlers()
-{
-    TRACE_ENTER();
-    if (!s_crashHandlers)
-        fillStandardDescriptors();
-    if (s_crashOutput.out < 0)
-        s_crashOutput.out = duplicate(STDOUT_FILENO);
-    if (s_crashOutput.err < 0)
-        s_crashOutput.err = duplicate(STDERR_FILENO);
-    s_crashOwner = getpid();
-    installHandlers();
-    ignoreWritingSignals();
-    s_crashHandlers = true;
-    TRACE_LEAVE();
-}
+static SavedOutput s_captureOutput = {-1, -1};
+static HashTable *s_pipeStatus; // FILE * -> exit status of its command
 
 // ---- Running ----------------------------------------------------------------------------------
+
+// Starts a child without copying this process, which takes most of a fork's time. Returns its
+// process number, or -1 with errno set, also when it could not become the program.
+static pid_t spawnChild(const char *program, char *const *argv, const sigset_t *mask)
+{
+    posix_spawnattr_t attributes;
+    int error = posix_spawnattr_init(&attributes);
+    pid_t child = -1;
+    if (error == 0) {
+        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+        posix_spawnattr_setsigdefault(&attributes, osdep_signalsForChildren());
+        posix_spawnattr_setsigmask(&attributes, mask);
+        error = posix_spawn(&child, program, nullptr, &attributes, argv, environ);
+        posix_spawnattr_destroy(&attributes);
+    }
+    errno = error;
+    return error == 0 ? child : -1;
+}
+
+// As the above by way of a copy; in the copy the result is 0 when it could not become the program.
+static pid_t forkChild(const char *program, char *const *argv, const sigset_t *mask)
+{
+    const pid_t child = fork();
+    if (child != 0)
+        return child;
+    for (int number = 1; number < NSIG; ++number)
+        if (sigismember(osdep_signalsForChildren(), number) == 1)
+            std::signal(number, SIG_DFL);
+    sigprocmask(SIG_SETMASK, mask, nullptr);
+    execve(program, argv, environ);
+    return 0;
+}
 
 // Returns the child's process number; -1 when it could not be forked; and in the child itself 0
 // when it could not become the program.
@@ -200,16 +74,18 @@ static pid_t startChild(const char *program, char *const *argv)
 {
     // A parent that ignores its children's ends hands that on to us, and the status would be lost.
     std::signal(SIGCHLD, SIG_DFL);
-    const sigset_t handled = handledSignals();
     sigset_t before;
-    sigprocmask(SIG_BLOCK, &handled, &before);
-    const pid_t child = fork();
-    s_waiting = child > 0;
+    osdep_holdAllSignals(&before);
+    pid_t child = spawnChild(program, argv, &before);
+    const int error = errno;
+    if (child < 0) // the caller is owed a child that finds out for itself
+        child = forkChild(program, argv, &before);
     if (child == 0)
-        restoreWritingSignals();
-    sigprocmask(SIG_SETMASK, &before, nullptr);
-    if (child == 0)
-        execve(program, argv, environ);
+        return 0;
+    osdep_setWaitedFor(child > 0 ? child : 0);
+    osdep_releaseSignals(&before);
+    if (error != 0)
+        TRACE("could not execute \"%s\": %s", program, std::strerror(error));
     return child;
 }
 
@@ -219,20 +95,42 @@ static void reportSignal(const char *program, int status)
                  WCOREDUMP(status) ? "- Core dumped" : "");
 }
 
+// Waits for the end of a child. It is not reaped yet: while a signal could be handed on to it, its
+// number must not become another process's.
+static bool waitForEnd(pid_t child)
+{
+    siginfo_t info;
+    int result = 0;
+    do {
+        result = waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT);
+    } while (result < 0 && errno == EINTR);
+    return result == 0;
+}
+
+static pid_t reap(pid_t child, int *status)
+{
+    pid_t ended = 0;
+    do {
+        ended = waitpid(child, status, 0);
+    } while (ended < 0 && errno == EINTR);
+    return ended;
+}
+
 // Waits for the child just started. Its exit status, or -1 when it ended in any other way.
 static int finishChild(const char *program, pid_t child)
 {
+    waitForEnd(child);
+    sigset_t before;
+    osdep_holdAllSignals(&before);
     int status = 0;
-    pid_t ended = 0;
-    do {
-        ended = waitpid(child, &status, 0);
-    } while (ended < 0 && errno == EINTR);
-    s_waiting = 0;
-    if (ended == child && WIFEXITED(status))
-        return WEXITSTATUS(status);
-    if (ended == child && WIFSIGNALED(status))
+    const pid_t ended = reap(child, &status);
+    osdep_setWaitedFor(0);
+    osdep_releaseSignals(&before);
+    if (ended != child)
+        TRACE("could not wait for \"%s\": %s", program, std::strerror(errno));
+    else if (WIFSIGNALED(status))
         reportSignal(program, status);
-    return -1;
+    return ended == child && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 int osdep_spawn(const char *program, char *const *argv)
@@ -247,7 +145,7 @@ int osdep_spawn(const char *program, char *const *argv)
         return -1;
     }
     const int result = child < 0 ? -1 : finishChild(program, child);
-    reinstallHandlers();
+    osdep_reinstallHandler();
     return TRACE_RETURN("%d", result);
 }
 
@@ -267,8 +165,8 @@ static bool saveOutput()
 {
     if (s_captureOutput.out >= 0)
         return true;
-    s_captureOutput.out = duplicate(STDOUT_FILENO);
-    s_captureOutput.err = duplicate(STDERR_FILENO);
+    s_captureOutput.out = osdep_duplicate(STDOUT_FILENO);
+    s_captureOutput.err = osdep_duplicate(STDERR_FILENO);
     if (s_captureOutput.out >= 0 && s_captureOutput.err >= 0)
         return true;
     closeDuplicates();
@@ -281,10 +179,10 @@ enum class Captured { OutputAndError, OutputAlone };
 static bool redirectOutput(int descriptor, Captured what)
 {
     std::fflush(stdout);
-    if (!redirect(descriptor, STDOUT_FILENO))
+    if (!osdep_redirect(descriptor, STDOUT_FILENO))
         return false;
     std::fflush(stderr);
-    return what == Captured::OutputAlone || redirect(descriptor, STDERR_FILENO);
+    return what == Captured::OutputAlone || osdep_redirect(descriptor, STDERR_FILENO);
 }
 
 void osdep_restoreOutput()
@@ -292,9 +190,9 @@ void osdep_restoreOutput()
     TRACE_ENTER();
     if (s_captureOutput.out >= 0) {
         std::fflush(stdout);
-        redirect(s_captureOutput.out, STDOUT_FILENO);
+        osdep_redirect(s_captureOutput.out, STDOUT_FILENO);
         std::fflush(stderr);
-        redirect(s_captureOutput.err, STDERR_FILENO);
+        osdep_redirect(s_captureOutput.err, STDERR_FILENO);
         closeDuplicates();
     }
     TRACE_LEAVE();
@@ -303,9 +201,9 @@ void osdep_restoreOutput()
 int osdep_redirectError(FILE *stream)
 {
     TRACE_ENTER("stream=%p", static_cast<void *>(stream));
-    int saved = stream == nullptr ? -1 : duplicate(STDERR_FILENO);
+    int saved = stream == nullptr ? -1 : osdep_duplicate(STDERR_FILENO);
     std::fflush(stderr);
-    if (saved >= 0 && !redirect(fileno(stream), STDERR_FILENO)) {
+    if (saved >= 0 && !osdep_redirect(fileno(stream), STDERR_FILENO)) {
         close(saved);
         saved = -1;
     }
@@ -315,8 +213,11 @@ int osdep_redirectError(FILE *stream)
 void osdep_restoreError(int saved)
 {
     TRACE_ENTER("saved=%d", saved);
-    if (saved >= 0)
-        putBack(stderr, STDERR_FILENO, &saved);
+    if (saved >= 0) {
+        std::fflush(stderr);
+        osdep_redirect(saved, STDERR_FILENO);
+        close(saved);
+    }
     TRACE_LEAVE();
 }
 
@@ -341,7 +242,7 @@ static int runCaptured(char *const *argv)
     if (child == 0)
         _exit(EXEC_FAILED);
     const int status = child < 0 ? -1 : finishChild(argv[0], child);
-    reinstallHandlers();
+    osdep_reinstallHandler();
     return status;
 }
 

@@ -32,20 +32,6 @@ static Registry s_registry;
 static volatile sig_atomic_t s_keep;
 static bool s_removalAtExit;
 
-void osdep_holdSignals(sigset_t *saved)
-{
-    sigset_t held;
-    sigemptyset(&held);
-    for (int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGTSTP})
-        sigaddset(&held, number);
-    sigprocmask(SIG_BLOCK, &held, saved);
-}
-
-void osdep_releaseSignals(const sigset_t *saved)
-{
-    sigprocmask(SIG_SETMASK, saved, nullptr);
-}
-
 // ---- Removing a tree --------------------------------------------------------------------------
 //
 // A tree may be deeper than there are descriptors or characters in a path. So nothing recurses: the

@@ -1,7 +1,9 @@
 // What becomes of the child: its status, its death, its absence, and signals while it runs.
 #include "tests/cli/suite_fixture.h"
 
+#include <cerrno>
 #include <csignal>
+#include <fstream>
 #include <filesystem>
 #include <sys/stat.h>
 
@@ -107,6 +109,41 @@ TEST_F(ChildTest, ASignalEndsTheProgramWithItsNumberAndLeavesNoFile)
         EXPECT_EQ(result.err, "");
         EXPECT_FALSE(fileExists(commandFile));
     }
+}
+
+// The child would otherwise go on without its command file.
+TEST_F(ChildTest, ASignalAtTheProgramAloneEndsTheChildToo)
+{
+    pid_t childProcess = 0;
+    auto signalled = [&](pid_t pid) {
+        std::ifstream("/proc/" + std::to_string(pid) + "/task/" + std::to_string(pid) +
+                      "/children") >>
+            childProcess;
+        kill(pid, SIGTERM);
+    };
+    RunResult result = run(
+        COMPILE, {.env = {{"QZM_CHILD_WAIT", "1"}}, .endsEarly = true, .whileRunning = signalled});
+    EXPECT_EQ(result.status, SIGTERM);
+    if (childProcess == 0)
+        GTEST_SKIP() << "this machine does not tell a process's children";
+    EXPECT_EQ(kill(childProcess, 0), -1);
+    EXPECT_EQ(errno, ESRCH);
+}
+
+// The C library's exit() holds a lock then, for which it would wait forever.
+TEST_F(ChildTest, ASignalThatMeetsTheEndOfARunEndsIt)
+{
+    const char gdb[] = "/usr/bin/gdb";
+    if (!fileExists(gdb))
+        GTEST_SKIP() << "there is no gdb";
+    RunResult result =
+        runProgram({gdb, "-batch", "-ex", "handle SIGTERM nostop noprint pass", "-ex", "break exit",
+                    "-ex", "run --help >/dev/null", "-ex", "watch *(int*)&__exit_funcs_lock", "-ex",
+                    "continue", "-ex", "signal SIGTERM", suite + "/bin/qzm-cc"},
+                   {.env = {{"HOME", scratch}}, .timeLimit = 20});
+    if (result.out.find("Old value = 0") == std::string::npos)
+        GTEST_SKIP() << "gdb cannot stop this program there: " << result.out << result.err;
+    EXPECT_NE(result.out.find("exited with code 017"), std::string::npos) << result.out;
 }
 
 // As a terminal does it: the child gets the signal too.

@@ -956,15 +956,188 @@ TEST(CrashHandler, GivesStandardOutputNoBufferFromAHeapItMayHaveInterrupted)
     const Outcome run = in_process([] {
         stdout = fdopen(dup(1), "w"); // one that has not been written to
         osdep_installCrashHandlers();
-        std::atexit([] {
-            if (__fbufsize(stdout) != 0)
-                end_at_once(false);
-        });
+        osdep_setSignalRoutine([] { end_at_once(__fbufsize(stdout) == 0); });
+        return spawn_shell("kill -15 $PPID; exec sleep 60");
+    });
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, "\n");
+}
+
+// exit() may be what was interrupted, with its lock held.
+TEST(CrashHandler, RunsNoExitHandlers)
+{
+    const Outcome run = in_process([] {
+        osdep_installCrashHandlers();
+        std::atexit([] { say("an exit handler"); });
         raise(SIGTERM);
         return 123;
     });
     EXPECT_EQ(run.status, SIGTERM);
     EXPECT_EQ(run.out, "\n");
+}
+
+namespace {
+// A pipe that takes nothing more and that nobody reads becomes standard output.
+void block_output()
+{
+    int ends[2];
+    if (pipe(ends) != 0)
+        std::abort();
+    fcntl(ends[1], F_SETFL, O_NONBLOCK);
+    const std::string block(4096, 'x');
+    while (write(ends[1], block.data(), block.size()) > 0)
+        continue;
+    fcntl(ends[1], F_SETFL, 0);
+    dup2(ends[1], 1);
+}
+
+double seconds_since(const timespec &start)
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<double>(now.tv_sec - start.tv_sec) +
+           static_cast<double>(now.tv_nsec - start.tv_nsec) / 1e9;
+}
+} // namespace
+
+TEST(CrashHandler, LeavesTheNewlineOutWhereNobodyReads)
+{
+    for (bool waiting : {false, true}) {
+        timespec start;
+        clock_gettime(CLOCK_MONOTONIC, &start);
+        const Outcome run = in_process([&] {
+            block_output();
+            osdep_installCrashHandlers();
+            std::printf("buffered");
+            if (waiting)
+                return spawn_shell("kill -15 $PPID; exec sleep 60");
+            raise(SIGTERM);
+            return 123;
+        });
+        EXPECT_EQ(run.status, SIGTERM);
+        EXPECT_LT(seconds_since(start), 2);
+    }
+}
+
+TEST(CrashHandler, EndsAWriteThatNobodyReads)
+{
+    const Outcome run = in_process([] {
+        block_output();
+        osdep_installCrashHandlers();
+        const pid_t parent = getpid();
+        if (fork() == 0) {
+            usleep(50000);
+            kill(parent, SIGTERM);
+            _exit(0);
+        }
+        say("more");
+        return 123;
+    });
+    EXPECT_EQ(run.status, SIGTERM);
+}
+
+TEST(CrashHandler, EndsARunWhoseLastStepNeverEnds)
+{
+    const Outcome run = in_process([] {
+        osdep_installCrashHandlers();
+        say(taken(osdep_tempFile()) + "\n");
+        osdep_setSignalRoutine([] {
+            say(taken(osdep_tempFile()) + "\n");
+            for (;;)
+                pause();
+        });
+        return spawn_shell("kill -15 $PPID; exec sleep 60");
+    });
+    EXPECT_EQ(run.status, SIGTERM);
+    const auto names = lines(run.out);
+    ASSERT_EQ(names.size(), 3U);
+    EXPECT_FALSE(fs::exists(names[0]));
+    EXPECT_FALSE(fs::exists(names[2]));
+}
+
+// ---- Signals and children ---------------------------------------------------------------------
+
+namespace {
+// A shell heeds a signal between two commands.
+const char WAIT_A_WHILE[] = "i=0; while [ $i -lt 500 ]; do sleep 0.01; i=$((i + 1)); done";
+
+// Runs a shell that tells of the signals it gets; the first of its own is sent to this process.
+Outcome child_told_of(int number, bool captured)
+{
+    return in_process([&] {
+        osdep_installCrashHandlers();
+        const std::string file = taken(osdep_tempFile());
+        const std::string script = "for s in 1 2 3 15; do trap \"echo told $s >&3; echo x >" +
+                                   file + "; exit 0\" $s; done; kill -" + std::to_string(number) +
+                                   " $PPID; " + WAIT_A_WHILE;
+        dup2(1, 3);
+        if (captured)
+            capture_shell(script.c_str());
+        else
+            spawn_shell(script.c_str());
+        return 123;
+    });
+}
+} // namespace
+
+TEST(Signal, IsHandedOnToTheChildThatIsBeingWaitedFor)
+{
+    for (bool captured : {false, true})
+        for (int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
+            const Outcome run = child_told_of(number, captured);
+            EXPECT_EQ(run.status, number);
+            EXPECT_EQ(run.out, "told " + std::to_string(number) + "\n\n");
+        }
+}
+
+TEST(Signal, ThatDoesNotAskForAnEndIsHandedOnAsOneThatDoes)
+{
+    for (int number : {SIGTSTP, SIGABRT, SIGSEGV, SIGFPE}) {
+        const Outcome run = child_told_of(number, false);
+        EXPECT_EQ(run.status, number);
+        EXPECT_EQ(run.out, "told 15\n\n") << "signal " << number;
+    }
+}
+
+TEST(Signal, RemovesWhatTheChildHasMadeOnItsWayOut)
+{
+    const std::string suffix = own_suffix();
+    const Outcome run = in_process([&] {
+        osdep_installCrashHandlers();
+        const std::string file = taken(osdep_tempFileSuffix(suffix.c_str()));
+        const std::string script =
+            "trap 'sleep 0.2; echo x >" + file + "; exit 0' TERM; kill -15 $PPID; " + WAIT_A_WHILE;
+        return spawn_shell(script.c_str());
+    });
+    EXPECT_EQ(run.status, SIGTERM);
+    EXPECT_EQ(files_in_tmp_with(suffix), std::vector<std::string>{});
+}
+
+TEST(Signal, WakesAStoppedChildToEndIt)
+{
+    const Outcome run = in_process([] {
+        osdep_installCrashHandlers();
+        return spawn_shell("trap 'echo told; exit 0' TERM; "
+                           "(sleep 0.1; kill -15 $PPID) & kill -STOP $$; sleep 1");
+    });
+    EXPECT_EQ(run.status, SIGTERM);
+    EXPECT_EQ(run.out, "told\n\n");
+}
+
+TEST(Signal, IsNotHeldUpByAChildThatIgnoresIt)
+{
+    timespec start;
+    clock_gettime(CLOCK_MONOTONIC, &start);
+    const Outcome run = in_process([] {
+        osdep_installCrashHandlers();
+        return spawn_shell("trap '' TERM; echo $$; kill -15 $PPID; exec sleep 60");
+    });
+    EXPECT_EQ(run.status, SIGTERM);
+    EXPECT_GE(seconds_since(start), 1);
+    EXPECT_LT(seconds_since(start), 4);
+    const pid_t child = std::atoi(run.out.c_str());
+    ASSERT_GT(child, 0);
+    EXPECT_EQ(kill(child, SIGKILL), 0); // it is still there
 }
 
 TEST(CrashHandler, IsJoinedByWritesThatFailInsteadOfEndingTheProgram)
