@@ -84,14 +84,6 @@ static void store(TokenReader *r, char c)
         r->tooLong = true;
 }
 
-// A backslash that turned out to stand for nothing else is an ordinary character.
-static void storePendingBackslash(TokenReader *r)
-{
-    if (r->escaped)
-        store(r, '\\');
-    r->escaped = false;
-}
-
 static void appendToken(TokenReader *r)
 {
     if (r->length != 0 || r->reading->keepEmpty) {
@@ -99,12 +91,6 @@ static void appendToken(TokenReader *r)
         r->reading->cost += TOKEN_COST;
     }
     r->length = 0;
-}
-
-static void endToken(TokenReader *r)
-{
-    storePendingBackslash(r);
-    appendToken(r);
 }
 
 static void takeBackslash(TokenReader *r)
@@ -134,16 +120,26 @@ static void takeQuote(TokenReader *r, char c)
     }
 }
 
+// In front of an ordinary character a backslash is one, too.
+static void takeOrdinary(TokenReader *r, char c)
+{
+    if (r->escaped)
+        store(r, '\\');
+    r->escaped = false;
+    store(r, c);
+}
+
 static void takeCharacter(TokenReader *r, char c)
 {
     switch (c) {
     case '\n':
-        endToken(r);
+        appendToken(r);
         r->quote = 0;
+        r->escaped = false;
         break;
     case '\t':
     case '\0': // no argument can hold one
-        endToken(r);
+        appendToken(r);
         break;
     case ' ':
         takeSpace(r);
@@ -156,8 +152,7 @@ static void takeCharacter(TokenReader *r, char c)
         takeQuote(r, c);
         break;
     default:
-        storePendingBackslash(r);
-        store(r, c);
+        takeOrdinary(r, c);
         break;
     }
 }
@@ -200,7 +195,6 @@ static bool readLine(TokenReader *r)
 // The token that the end of the input (or of the patience with it) left open.
 static void finishToken(TokenReader *r)
 {
-    storePendingBackslash(r);
     if (r->length != 0)
         appendToken(r);
     if (r->tooLong)

@@ -162,13 +162,32 @@ TEST_F(CmdlineRead, ABackslashBeforeAnyOtherCharacterIsKept)
     EXPECT_EQ(read("C:\\new \\x\\\ry"), Strings({"name", "C:\\new", "\\x\\\ry"}));
 }
 
-TEST_F(CmdlineRead, ABackslashWithNothingToProtectIsKeptInItsToken)
+TEST_F(CmdlineRead, ABackslashAtTheEndOfALineIsDropped)
 {
-    EXPECT_EQ(read("a\\\tb"), Strings({"name", "a\\", "b"}));
-    EXPECT_EQ(read("a\\\nb"), Strings({"name", "a\\", "b"}));
-    EXPECT_EQ(read("-IC:\\x\\"), Strings({"name", "-IC:\\x\\"}));
-    EXPECT_EQ(read("\\"), Strings({"name", "\\"}));
-    EXPECT_EQ(read(std::string("a\\\0b", 4)), Strings({"name", "a\\", "b"}));
+    EXPECT_EQ(read("a \\\nb\\\nc"), Strings({"name", "a", "", "b", "c"}));
+    EXPECT_EQ(read("\\\n'b \\\n'c"), Strings({"name", "", "b ", "c"}));
+    EXPECT_EQ(read("-IC:\\x\\"), Strings({"name", "-IC:\\x"}));
+    EXPECT_EQ(read("\\"), Strings({"name"}));
+    EXPECT_EQ(read("a\\\\\nb\\\\\\\n"), Strings({"name", "a\\", "b\\"}));
+    EXPECT_EQ(read("a\\\r\nb"), Strings({"name", "a\\\r", "b"}));
+}
+
+TEST_F(CmdlineRead, ABackslashDoesNotReachTheNextLine)
+{
+    EXPECT_EQ(read("\\\nb"), Strings({"name", "", "b"}));
+    EXPECT_EQ(read("a\\\n'b c'"), Strings({"name", "a", "b c"}));
+    EXPECT_EQ(read("a\\\n b\n", 1), Strings({"name", "a"}));
+    EXPECT_EQ(entries(cmdline_readArgs(1, "name")), Strings({"name", "", "b"}));
+}
+
+TEST_F(CmdlineRead, ABackslashBeforeATabCountsForTheNextToken)
+{
+    EXPECT_EQ(read("a\\\tb"), Strings({"name", "a", "\\b"}));
+    EXPECT_EQ(read("a\\\t'b"), Strings({"name", "a", "'b"}));
+    EXPECT_EQ(read("a\\\t b\\\t\\c"), Strings({"name", "a", " b", "\\c"}));
+    EXPECT_EQ(read("'a\\\t'b c"), Strings({"name", "a", "'b c"}));
+    EXPECT_EQ(read("a\\\t\t\nb"), Strings({"name", "a", "", "", "b"}));
+    EXPECT_EQ(read(std::string("a\\\0b", 4)), Strings({"name", "a", "\\b"}));
 }
 
 TEST_F(CmdlineRead, ControlCharactersAreOrdinary)
@@ -208,11 +227,19 @@ TEST_F(CmdlineRead, ALongerTokenIsReportedAndCutAndEndsTheReading)
 TEST_F(CmdlineRead, ABackslashThatFindsNoRoomIsReportedToo)
 {
     const std::string longest(2047, 'x');
-    for (const char *end : {"\\", "\\\nb", "\\\tb", "\\yb"}) {
-        testing::internal::CaptureStderr();
-        EXPECT_EQ(read(longest + end), Strings({"name", longest})) << end;
-        EXPECT_EQ(testing::internal::GetCapturedStderr(), TOO_LONG) << end;
-    }
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(read(longest + "\\yb"), Strings({"name", longest}));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), TOO_LONG);
+}
+
+TEST_F(CmdlineRead, ABackslashThatIsDroppedNeedsNoRoom)
+{
+    const std::string longest(2047, 'x');
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(read(longest + "\\\nb"), Strings({"name", longest, "b"}));
+    EXPECT_EQ(read(longest + "\\\tb"), Strings({"name", longest, "\\b"}));
+    EXPECT_EQ(read(longest + "\\"), Strings({"name", longest}));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 TEST_F(CmdlineRead, TheArrayGrowsPastEveryStep)
