@@ -118,15 +118,16 @@ static void refuseOpenFile(Intake *intake, const char *name)
     TRACE_LEAVE();
 }
 
-// Splits standard input, which is the file `name` now. The vector and its strings are the caller's.
-static Vector *readFile(Intake *intake, const char *name)
+// Splits standard input, which is the file `name` now, and puts the old one back: the child is to
+// find it as it was. The vector and its strings are the caller's.
+static Vector *readFile(Intake *intake, const char *name, int oldInput)
 {
-    TRACE_ENTER("name=\"%s\"", name);
+    TRACE_ENTER("name=\"%s\", oldInput=%d", name, oldInput);
     CmdlineReading reading = {};
     reading.keepEmpty = intake->visit != nullptr; // nobody else would see them
     reading.limit = intake->costLeft;
     cmdline_readWithin(&reading, s_programName);
-    if (reading.failed)
+    if (reading.failed || osdep_restoreInput(oldInput) != 0)
         refuseFile(MESSAGE_READ_FAILED, name);
     charge(intake, reading.cost > COST_OF_FILE ? reading.cost : COST_OF_FILE, name);
     return TRACE_RETURN("%p", cmdline_takeRead());
@@ -141,12 +142,13 @@ static int takeResponseFile(Intake *intake, const char *name)
             return TRACE_RETURN("%d", 0);
         refuseOpenFile(intake, name); // before it is opened: opening a pipe again could block
     }
-    if (!osdep_reopenInput(name))
+    const int oldInput = osdep_redirectInput(name);
+    if (oldInput < 0)
         return TRACE_RETURN("%d", 0);
     if (intake->level == DEEPEST_LEVEL)
         refuseFile(MESSAGE_NESTED_TOO_DEEPLY, name);
 
-    Vector *arguments = readFile(intake, name);
+    Vector *arguments = readFile(intake, name, oldInput);
     const OpenResponseFile file = {name, intake->innermost};
     intake->innermost = &file;
     ++intake->level;

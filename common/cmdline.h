@@ -35,10 +35,10 @@ int cmdline_driver(int argc, char **argv, CmdlineProcess options_process, unsign
 // Takes in `argc` arguments: skips the first (the program's name, remembered on the first call),
 // drops empty ones, puts the arguments of response files ("@file", nested up to 100 levels deep)
 // in their place, and removes the backslash before blanks, quotes and backslashes. Returns a new
-// vector of interned strings, the caller's to destroy. `perArgument` may be null. What
-// cannot be read as a file stays as it is written. A response file that names itself, nests too
-// deep or fails while it is read, and files that come to more than 64 MiB together, end the run
-// (messages 918 to 921).
+// vector of interned strings, the caller's to destroy. `perArgument` may be null. What cannot be
+// read as a file stays as it is written. While a response file is read it is standard input; then
+// standard input is what it was. A response file that names itself, nests too deep or fails while
+// it is read, and files that come to more than 64 MiB together, end the run (messages 918 to 921).
 Vector *cmdline_args(int argc, char **argv, CmdlineVisitor perArgument);
 
 // Splits standard input into arguments: the whole of it, or one line. Entry 0 of the result is a

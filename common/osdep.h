@@ -102,9 +102,14 @@ void osdep_installCrashHandlers();
 // short. Null: nothing is called (as at first).
 void osdep_setSignalRoutine(void (*routine)());
 
-// Makes standard input read from `path`. 1 on success; 0 when the path is no readable file (a
-// directory is none), which leaves standard input as it was.
-int osdep_reopenInput(const char *path);
+// Makes standard input read from `path`. Returns a handle for osdep_restoreInput(), or -1 with
+// nothing changed when the path is no readable file (a directory is none) or no descriptor is left
+// to keep the old input in. What the stream had read ahead of the old input goes back to it where
+// it can be positioned, else it is lost.
+// osdep_restoreInput() puts the old input back where it stood, a closed one too; -1 does nothing.
+// 0 on success, else -1 with the input as it is.
+int osdep_redirectInput(const char *path);
+int osdep_restoreInput(int saved);
 
 // Whether standard input is a terminal.
 int osdep_inputIsTerminal();

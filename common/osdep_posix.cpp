@@ -175,7 +175,7 @@ int osdep_writeAtEnd(FILE *stream)
     return TRACE_RETURN("%d", set ? 0 : -1);
 }
 
-// What the stream has read ahead belongs to the old input.
+// What the stream has read ahead belongs to the input that goes.
 static void discardInput()
 {
 #ifdef __GLIBC__
@@ -192,22 +192,49 @@ static bool isOpenDirectory(int descriptor)
     return fstat(descriptor, &info) != 0 || S_ISDIR(info.st_mode);
 }
 
-int osdep_reopenInput(const char *path)
+// Makes standard input the open file. A duplicate of the old one, or -1 with nothing changed.
+static int replaceInput(int opened)
+{
+    TRACE_ENTER("opened=%d", opened);
+    const int saved = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    if (saved < 0)
+        return TRACE_RETURN("%d", -1);
+    std::fflush(stdin); // gives back what was read ahead, where that can be done
+    if (dup2(opened, STDIN_FILENO) < 0) {
+        close(saved);
+        return TRACE_RETURN("%d", -1);
+    }
+    discardInput();
+    return TRACE_RETURN("%d", saved);
+}
+
+int osdep_redirectInput(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
     // Opened once only: a second look at a pipe would find it empty.
     const int opened = path == nullptr ? -1 : open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY);
     if (opened < 0)
-        return TRACE_RETURN("%d", 0);
-    int result = 0;
+        return TRACE_RETURN("%d", -1);
+    int saved = -1;
     if (!isOpenDirectory(opened))
-        result = opened == STDIN_FILENO ? fcntl(opened, F_SETFD, 0) == 0
-                                        : dup2(opened, STDIN_FILENO) >= 0;
-    if (result != 0)
-        discardInput();
-    if (result == 0 || opened != STDIN_FILENO)
+        saved = opened == STDIN_FILENO ? STDIN_FILENO : replaceInput(opened);
+    if (saved != STDIN_FILENO)
         close(opened);
-    return TRACE_RETURN("%d", result);
+    return TRACE_RETURN("%d", saved);
+}
+
+int osdep_restoreInput(int saved)
+{
+    TRACE_ENTER("saved=%d", saved);
+    if (saved < 0)
+        return TRACE_RETURN("%d", 0);
+    // An input that was closed is closed again.
+    const bool restored = saved == STDIN_FILENO || dup2(saved, STDIN_FILENO) >= 0;
+    if (restored) {
+        close(saved);
+        discardInput();
+    }
+    return TRACE_RETURN("%d", restored ? 0 : -1);
 }
 
 // ---- Paths ------------------------------------------------------------------------------------

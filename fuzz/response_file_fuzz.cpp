@@ -91,11 +91,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     if (*s_file == '\0')
         prepare();
     write_input(data, size);
-    require(osdep_reopenInput(s_file));
+    int input = osdep_redirectInput(s_file);
+    require(input >= 0);
     while (cmdline_readArgs(1, "name")[1] != nullptr) // line by line, up to one without a token
         check_entries(cmdline_readArgs(1, "name"));
-    require(osdep_reopenInput(s_file));
+    require(osdep_restoreInput(input) == 0);
+
+    input = osdep_redirectInput(s_file);
+    require(input >= 0);
     char **entries = cmdline_readArgs(0, "name");
+    require(osdep_restoreInput(input) == 0);
     const uint32_t found = check_entries(entries);
     if (!names_a_file(entries))
         check_intake(found);

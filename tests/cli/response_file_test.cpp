@@ -109,6 +109,33 @@ TEST_F(ResponseFileTest, ALineOf10MegabytesOfTokensIsRead)
     EXPECT_EQ(argumentsGiven(), replaceAll(line, " ", "\n"));
 }
 
+TEST_F(ResponseFileTest, LeavesStandardInputToTheChild)
+{
+    writeProgram(suite + "/elm/bin/elm-gcc", "#!/bin/sh\ncat; head -n 8 \"${1#@}\"\n");
+    write("outer.rsp", "-Wall @inner.rsp\n");
+    write("inner.rsp", "-O2\n");
+    const std::string compile = "\"$0\" -mcpu=elmbig1 @outer.rsp -x c -c -";
+    for (const std::string &script :
+         {"echo 'int x;' | " + compile, // a pipe; a file that somebody has read a line of
+          "(echo; echo 'int x;') > both; (read first; " + compile + ") < both"}) {
+        RunResult result = runProgram({"/bin/sh", "-c", script, suite + "/bin/qzm-cc"});
+        EXPECT_EQ(result.err, "");
+        EXPECT_EQ(result.status, 0);
+        EXPECT_EQ(result.out,
+                  "int x;\n-mmcu=elmbig1\n-Wall\n-O2\n-x\nc\n-c\n-\n-Wl,--info-linker\n");
+    }
+}
+
+TEST_F(ResponseFileTest, LeavesAClosedStandardInputAlone)
+{
+    writeProgram(suite + "/elm/bin/elm-gcc", "#!/bin/sh\nexec cat 2>/dev/null\n");
+    write("file.rsp", "-O2\n");
+    RunResult result = runProgram(
+        {"/bin/sh", "-c", "exec \"$0\" -mcpu=elmbig1 @file.rsp main.c <&-", suite + "/bin/qzm-cc"});
+    EXPECT_EQ(result.status, 1); // reading fails, as it does without a response file
+    EXPECT_EQ(result.out + result.err, "");
+}
+
 TEST_F(ResponseFileTest, ANulEndsItsTokenAndTheRestCounts)
 {
     write("nul.rsp", std::string("-DA\0B -Wall\n-DC\n", 16));

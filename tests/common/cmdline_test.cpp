@@ -42,6 +42,7 @@ class Cmdline : public testing::Test {
   protected:
     std::filesystem::path scratch;
     std::filesystem::path previous = std::filesystem::current_path();
+    int oldInput = -1;
 
     void SetUp() override
     {
@@ -53,6 +54,7 @@ class Cmdline : public testing::Test {
 
     void TearDown() override
     {
+        osdep_restoreInput(oldInput);
         std::filesystem::current_path(previous);
         std::filesystem::remove_all(scratch);
     }
@@ -70,11 +72,19 @@ class Cmdline : public testing::Test {
         std::ofstream(name, std::ios::binary | std::ios::app) << text;
     }
 
+    // Until the end of the test.
+    void redirect_input(const char *path)
+    {
+        osdep_restoreInput(oldInput);
+        oldInput = osdep_redirectInput(path);
+        EXPECT_GE(oldInput, 0);
+    }
+
     // What cmdline_readArgs() makes of `text`: all entries, the first included.
-    static Strings read(const std::string &text, int singleLine = 0)
+    Strings read(const std::string &text, int singleLine = 0)
     {
         write("input", text);
-        EXPECT_EQ(osdep_reopenInput("input"), 1);
+        redirect_input("input");
         return entries(cmdline_readArgs(singleLine, "name"));
     }
 
@@ -260,7 +270,7 @@ TEST_F(CmdlineRead, ATerminalIsPromptedForEachLine)
     const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
     if (terminal < 0 || grantpt(terminal) != 0 || unlockpt(terminal) != 0)
         GTEST_SKIP() << "this system gives no terminals";
-    ASSERT_EQ(osdep_reopenInput(ptsname(terminal)), 1);
+    redirect_input(ptsname(terminal));
     ASSERT_EQ(::write(terminal, "a b\nc\n\x04", 7), 7);
     testing::internal::CaptureStdout();
     EXPECT_EQ(entries(cmdline_readArgs(0, "name")), Strings({"name", "a", "b", "c"}));
@@ -436,6 +446,20 @@ TEST_F(CmdlineResponseFile, MayBeAPipeThatCanBeOpenedOnlyOnce)
     std::thread writer([] { write("pipe", "a b\nc"); });
     EXPECT_EQ(intake({"@pipe", "d"}), Strings({"a", "b", "c", "d"}));
     writer.join();
+}
+
+TEST_F(CmdlineResponseFile, LeavesStandardInputWhereItStood)
+{
+    write("input", "first\nsecond\n");
+    write("outer", "a @inner @none @/dev/stdin b");
+    write("inner", "c");
+    redirect_input("input");
+    char line[100] = "";
+    ASSERT_STREQ(std::fgets(line, sizeof line, stdin), "first\n");
+    EXPECT_EQ(intake({"@inner", "@/dev/stdin", "@outer"}),
+              Strings({"c", "first", "second", "a", "c", "@none", "first", "second", "b"}));
+    EXPECT_STREQ(std::fgets(line, sizeof line, stdin), "second\n");
+    EXPECT_EQ(std::fgets(line, sizeof line, stdin), nullptr);
 }
 
 TEST_F(CmdlineResponseFile, KeepsCarriageReturns)

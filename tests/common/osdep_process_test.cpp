@@ -1235,23 +1235,23 @@ std::string input_line()
 }
 } // namespace
 
-TEST_F(InputTest, ReopenedReadsTheNewFileAndForgetsWhatWasReadAhead)
+TEST_F(InputTest, RedirectedReadsTheNewFileAndForgetsWhatWasReadAhead)
 {
     const Outcome run = in_process([&] {
-        if (osdep_reopenInput(path("first").c_str()) != 1 || input_line() != "first line\n")
+        if (osdep_redirectInput(path("first").c_str()) < 0 || input_line() != "first line\n")
             return 1;
-        if (osdep_reopenInput(path("other").c_str()) != 1)
+        if (osdep_redirectInput(path("other").c_str()) < 0)
             return 2;
         return input_line() == "other line\n" && input_line() == "(end)" ? 0 : 3;
     });
     EXPECT_EQ(run.status, 0);
 }
 
-TEST_F(InputTest, ReopenedAfterTheEndReadsAgain)
+TEST_F(InputTest, RedirectedAfterTheEndReadsAgain)
 {
     const Outcome run = in_process([&] {
-        osdep_reopenInput("/dev/null");
-        if (input_line() != "(end)" || osdep_reopenInput(path("other").c_str()) != 1)
+        osdep_redirectInput("/dev/null");
+        if (input_line() != "(end)" || osdep_redirectInput(path("other").c_str()) < 0)
             return 1;
         return input_line() == "other line\n" ? 0 : 2;
     });
@@ -1261,18 +1261,81 @@ TEST_F(InputTest, ReopenedAfterTheEndReadsAgain)
 TEST_F(InputTest, StaysAsItWasWhenThePathIsNoReadableFile)
 {
     const Outcome run = in_process([&] {
-        osdep_reopenInput(path("first").c_str());
+        osdep_redirectInput(path("first").c_str());
         input_line();
         const int before = open_descriptors();
-        if (osdep_reopenInput(root_.c_str()) != 0 || osdep_reopenInput("/nonexistent") != 0 ||
-            osdep_reopenInput("") != 0 || osdep_reopenInput(nullptr) != 0)
-            return 1;
-        return input_line() == "second line\n" && open_descriptors() == before ? 0 : 2;
+        for (const std::string &name : {root_, std::string("/nonexistent"), std::string()})
+            if (osdep_redirectInput(name.c_str()) != -1)
+                return 1;
+        if (osdep_redirectInput(nullptr) != -1 || osdep_restoreInput(-1) != 0)
+            return 2;
+        return input_line() == "second line\n" && open_descriptors() == before ? 0 : 3;
     });
     EXPECT_EQ(run.status, 0);
 }
 
-TEST_F(InputTest, ReopenedOnAPipeOpensItOnce)
+TEST_F(InputTest, StaysAsItWasWhenNoDescriptorIsLeftToKeepIt)
+{
+    const Outcome run = in_process([&] {
+        osdep_redirectInput(path("first").c_str());
+        input_line();
+        const int next = open("/dev/null", O_RDONLY);
+        close(next);
+        limit(RLIMIT_NOFILE, static_cast<rlim_t>(next) + 1);
+        if (osdep_redirectInput(path("other").c_str()) != -1 || fcntl(next, F_GETFD) != -1)
+            return 1;
+        return input_line() == "second line\n" ? 0 : 2;
+    });
+    EXPECT_EQ(run.status, 0);
+}
+
+TEST_F(InputTest, RestoredGoesOnWhereTheOldOneStood)
+{
+    const Outcome run = in_process([&] {
+        const int before = open_descriptors();
+        osdep_redirectInput(path("first").c_str());
+        input_line(); // which has read ahead
+        const int saved = osdep_redirectInput(path("other").c_str());
+        const int inner = osdep_redirectInput("/dev/null");
+        if (input_line() != "(end)" || osdep_restoreInput(inner) != 0)
+            return 1;
+        if (input_line() != "other line\n" || osdep_restoreInput(saved) != 0)
+            return 2;
+        if (fcntl(STDIN_FILENO, F_GETFD) != 0 || open_descriptors() != before + 1)
+            return 3;
+        return spawn_shell("cat");
+    });
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, "second line\n");
+}
+
+TEST_F(InputTest, RestoredAfterItWasClosedIsClosedAgain)
+{
+    const Outcome run = in_process([&] {
+        close(STDIN_FILENO);
+        const int before = open_descriptors();
+        const int saved = osdep_redirectInput(path("other").c_str());
+        if (saved < 0 || input_line() != "other line\n" || osdep_restoreInput(saved) != 0)
+            return 1;
+        return fcntl(STDIN_FILENO, F_GETFD) < 0 && open_descriptors() == before ? 0 : 2;
+    });
+    EXPECT_EQ(run.status, 0);
+}
+
+TEST_F(InputTest, RedirectedToItselfIsReadFromTheBeginning)
+{
+    const Outcome run = in_process([&] {
+        osdep_redirectInput(path("first").c_str());
+        input_line();
+        const int saved = osdep_redirectInput("/dev/stdin");
+        if (saved < 0 || input_line() != "first line\n" || osdep_restoreInput(saved) != 0)
+            return 1;
+        return input_line() == "second line\n" ? 0 : 2;
+    });
+    EXPECT_EQ(run.status, 0);
+}
+
+TEST_F(InputTest, RedirectedToAPipeOpensItOnce)
 {
     const std::string pipe = path("pipe");
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
@@ -1283,30 +1346,18 @@ TEST_F(InputTest, ReopenedOnAPipeOpensItOnce)
             _exit(write(end, "piped\n", 6) == 6 ? 0 : 1);
         }
         alarm(20);
-        const int result = osdep_reopenInput(pipe.c_str());
+        const int result = osdep_redirectInput(pipe.c_str());
         const bool read = input_line() == "piped\n" && input_line() == "(end)";
         waitpid(writer, nullptr, 0);
-        return result == 1 && read ? 0 : 1;
+        return result >= 0 && read ? 0 : 1;
     });
     EXPECT_EQ(run.status, 0);
-}
-
-TEST_F(InputTest, ReopenedWhenItWasClosedReachesTheChildren)
-{
-    const Outcome run = in_process([&] {
-        close(0);
-        if (osdep_reopenInput(path("other").c_str()) != 1)
-            return 1;
-        return spawn_shell("cat");
-    });
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.out, "other line\n");
 }
 
 TEST_F(InputTest, FileIsNoTerminal)
 {
     const Outcome run = in_process([&] {
-        osdep_reopenInput(path("first").c_str());
+        osdep_redirectInput(path("first").c_str());
         return osdep_inputIsTerminal();
     });
     EXPECT_EQ(run.status, 0);
