@@ -22,10 +22,10 @@ static constexpr uint32_t MESSAGE_READ_FAILED = 921;
 
 static constexpr uint32_t DEEPEST_LEVEL = 100;
 
-// What all response files of one command line may cost together. Each costs its bytes and a little
-// for each argument, but at least what opening it takes; and a name that is found costs its
-// comparison with each file that is open around it. A few small files that name each other many
-// times thus come to an end soon.
+// What all response files of one command line may cost together. Each costs the memory that its
+// arguments take, as the reading counts it, but at least what opening it takes; and a name that is
+// found costs its comparison with each file that is open around it. A few small files that name
+// each other many times thus come to an end soon.
 static constexpr uint64_t LARGEST_COST = uint64_t{64} * 1024 * 1024;
 static constexpr uint64_t COST_OF_FILE = 4096;
 static constexpr uint64_t COST_OF_COMPARISON = 256;

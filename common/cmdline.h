@@ -38,7 +38,8 @@ int cmdline_driver(int argc, char **argv, CmdlineProcess options_process, unsign
 // vector of interned strings, the caller's to destroy. `perArgument` may be null. What cannot be
 // read as a file stays as it is written. While a response file is read it is standard input; then
 // standard input is what it was. A response file that names itself, nests too deep or fails while
-// it is read, and files that come to more than 64 MiB together, end the run (messages 918 to 921).
+// it is read, and files whose arguments would take more than 64 MiB of memory together, end the run
+// (messages 918 to 921).
 Vector *cmdline_args(int argc, char **argv, CmdlineVisitor perArgument);
 
 // Splits standard input into arguments: the whole of it, or one line. Entry 0 of the result is a

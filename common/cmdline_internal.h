@@ -11,7 +11,7 @@ struct Vector;
 struct CmdlineReading {
     int singleLine; // in: stop behind the first line
     int keepEmpty;  // in: adjacent separators give empty tokens
-    uint64_t limit; // in: what the input may cost: its bytes, and eight more for each token
+    uint64_t limit; // in: what the input may cost: its bytes, and 256 more for each token
     uint64_t cost;  // out: what it did cost; above the limit when that ended the reading
     int failed;     // out: the reading ended early because of an input error (errno says which)
 };

@@ -9,14 +9,15 @@
 
 #include "common/alert.h"
 #include "common/exitpath.h"
+#include "common/memory.h"
 #include "common/osdep.h"
 #include "common/qzdebug.h"
 #include "common/qzdebug_options.h"
 #include "common/stringcache.h"
 #include "common/vector.h"
 
-// The format of command files: docs/command-file.md. One pass over the escaped characters gives
-// what a pass for each of them in this order gives.
+// The format of command files: docs/command-file.md. One pass over all characters gives what a pass
+// for each escaped one in this order, and one for the quotes, give.
 static const char COMMAND_FILE_SUFFIX[] = ".cmd";
 static const char ESCAPED_CHARACTERS[] = "\\' ";
 static const char QUOTING_CHARACTERS[] = " \t\n\r";
@@ -55,28 +56,46 @@ static int runDirectly(const Vector *command, const char *text, int echo)
 
 // ---- The command file -------------------------------------------------------------------------
 
-static const char *commandFileLine(const char *argument)
+// The line of an argument that cannot stand there as it is: a new string; else null. It is not
+// interned: long arguments would be kept a second time.
+static char *escapedLine(const char *argument)
 {
     TRACE_ENTER("argument=\"%s\"", argument);
-    const char *line = argument;
-    if (std::strpbrk(argument, SPECIAL_CHARACTERS) != nullptr) {
-        line = cache_escape(argument, ESCAPED_CHARACTERS, '\\');
-        if (std::strpbrk(line, QUOTING_CHARACTERS) != nullptr)
-            line = cache_quote(line);
+    if (std::strpbrk(argument, SPECIAL_CHARACTERS) == nullptr)
+        return TRACE_RETURN("%s", static_cast<char *>(nullptr));
+    const bool quoted = std::strpbrk(argument, QUOTING_CHARACTERS) != nullptr;
+    char *line = static_cast<char *>(xmalloc_must(uint64_t{std::strlen(argument)} * 2 + 3));
+    char *to = line;
+    if (quoted)
+        *to++ = '"';
+    for (const char *from = argument; *from != '\0'; ++from) {
+        if (std::strchr(ESCAPED_CHARACTERS, *from) != nullptr || (quoted && *from == '"'))
+            *to++ = '\\';
+        *to++ = *from;
     }
+    if (quoted)
+        *to++ = '"';
     return TRACE_RETURN("%s", line);
+}
+
+static void writeLine(FILE *file, const char *argument)
+{
+    TRACE_ENTER("argument=\"%s\"", argument);
+    char *escaped = escapedLine(argument);
+    const char *line = escaped != nullptr ? escaped : argument;
+    TRACE("Writing option to command file: %s", line);
+    std::fputs(line, file);
+    std::putc('\n', file);
+    std::free(escaped);
+    TRACE_LEAVE();
 }
 
 // Writes the arguments and closes the file. Whether all of them got there.
 static bool writeArguments(FILE *file, const Vector *command)
 {
     TRACE_ENTER("count=%u", vec_size(command));
-    for (uint32_t i = 1; i < vec_size(command); ++i) {
-        const char *line = commandFileLine(element(command, i));
-        TRACE("Writing option to command file: %s", line);
-        std::fputs(line, file);
-        std::putc('\n', file);
-    }
+    for (uint32_t i = 1; i < vec_size(command); ++i)
+        writeLine(file, element(command, i));
     const bool failed = std::ferror(file) != 0;
     const bool closed = std::fclose(file) == 0;
     return TRACE_RETURN("%d", !failed && closed);

@@ -205,6 +205,11 @@ static double secondsSince(std::chrono::steady_clock::time_point start)
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
+static double secondsOf(const struct timeval &time)
+{
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+}
+
 // Waits for the process and, once, for the recording child to be ready.
 static void waitForEnd(pid_t pid, const std::string &ready, const RunOptions &options,
                        RunResult &result)
@@ -225,6 +230,7 @@ static void waitForEnd(pid_t pid, const std::string &ready, const RunOptions &op
         usleep(500);
     }
     result.seconds = secondsSince(start);
+    result.processorSeconds = secondsOf(usage.ru_utime) + secondsOf(usage.ru_stime);
     result.peakKilobytes = usage.ru_maxrss;
     kill(-pid, SIGKILL); // a child that outlived the program
     if (WIFEXITED(status))

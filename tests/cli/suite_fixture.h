@@ -54,6 +54,7 @@ struct RunResult {
     int signal = 0;                           // that killed it
     bool timedOut = false;                    //
     double seconds = 0;                       // of wall time
+    double processorSeconds = 0;              // of the program, and of a child it waited for
     long peakKilobytes = 0;                   // of memory, of the program or its child
     std::string out;                          // standard output
     std::string err;                          // standard error

@@ -488,12 +488,13 @@ TEST_F(CmdlineResponseFile, ALineOfTenMegabytesIsSplit)
     EXPECT_EQ(expand(std::string(10'000'000, ' ') + "a"), Strings({"a"}));
 }
 
-TEST_F(CmdlineResponseFile, TakesInAHundredThousandArguments)
+TEST_F(CmdlineResponseFile, TakesInAHundredThousandLongArguments)
 {
+    const std::string front = "-I" + std::string(380, 'd') + "/number";
     std::string text;
     Strings expected;
     for (int i = 0; i < 100'000; ++i) {
-        expected.push_back("-I/some/directory/number" + std::to_string(i));
+        expected.push_back(front + std::to_string(i));
         text += expected.back() + "\n";
     }
     EXPECT_TRUE(expand(text) == expected);
@@ -609,21 +610,33 @@ TEST_F(CmdlineResponseFile, AnEndlessFileEndsTheRun)
                 Eq("(920) response files expand to too much at \"/dev/zero\"\n"));
 }
 
+static constexpr size_t MEBIBYTE = 1024 * 1024;
+
 TEST_F(CmdlineResponseFile, AllOfThemMayCost64Mebibytes)
 {
-    // Each byte counts, each file at least 4096, each argument 8 more.
-    constexpr size_t MEBIBYTE = 1024 * 1024;
+    // Each byte counts, each file at least 4096, each argument 256 more.
     write("small", "");
     write_padded("most", 64 * MEBIBYTE - 4096, "");
     EXPECT_EQ(intake({"@most", "@small", "a"}), Strings({"a"}));
     EXPECT_EXIT(intake({"@most", "@small", "@small"}), ExitedWithCode(1),
                 Eq("(920) response files expand to too much at \"small\"\n"));
 
-    write_padded("all", 64 * MEBIBYTE - 9, "x");
+    write_padded("all", 64 * MEBIBYTE - 257, "x");
     EXPECT_EQ(intake({"@all"}), Strings({"x"}));
-    write_padded("all", 64 * MEBIBYTE - 8, "x");
+    write_padded("all", 64 * MEBIBYTE - 256, "x");
     EXPECT_EXIT(intake({"@all"}), ExitedWithCode(1),
                 Eq("(920) response files expand to too much at \"all\"\n"));
+}
+
+TEST_F(CmdlineResponseFile, ShortArgumentsCostWhatTheyTakeInMemory)
+{
+    const size_t most = 64 * MEBIBYTE / 258; // "x", what ends it, 256
+    std::string text;
+    for (size_t i = 0; i < most; ++i)
+        text += "x ";
+    EXPECT_EQ(expand(text).size(), most);
+    EXPECT_EXIT(expand(text + "x"), ExitedWithCode(1),
+                Eq("(920) response files expand to too much at \"response\"\n"));
 }
 
 TEST_F(CmdlineResponseFile, TheBudgetIsThatOfOneCommandLine)
