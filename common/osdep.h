@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <cstdio>
 
+struct OsdepOpenDirectory;
 struct Vector;
 
 // ---- Temporary objects ------------------------------------------------------------------------
@@ -166,12 +167,26 @@ OsdepTime osdep_cpuTime();
 
 // The names in a directory except "." and "..", in the system's order: a new vector of new strings,
 // to be freed with osdep_freeNames() (null allowed). Null when it cannot be opened or read to its
-// end. No descriptor stays open.
+// end, with errno set. No descriptor stays open.
 Vector *osdep_readDirectory(const char *path);
 void osdep_freeNames(Vector *names);
 
 // Makes `path` the current directory. 0 on success, else -1 with the old one kept.
 int osdep_changeDirectory(const char *path);
+
+// Opens a directory, to look up names in it (with the functions that end in "At") without making it
+// the current one, or to come back to it. It stays the same directory when it is renamed, moved or
+// removed. It need not be readable, but names in it must be accessible. Null on failure, with errno
+// set. The caller closes it; null is allowed there. Children do not inherit it.
+OsdepOpenDirectory *osdep_openDirectory(const char *path);
+void osdep_closeDirectory(OsdepOpenDirectory *directory);
+
+// Makes an open directory the current one. 0 on success; else -1 with the old one kept and errno
+// set: the right to access names in it may have gone since it was opened.
+int osdep_enterDirectory(const OsdepOpenDirectory *directory);
+
+// osdep_readDirectory() of a path below an open directory; null: below the current one.
+Vector *osdep_readDirectoryAt(const OsdepOpenDirectory *directory, const char *path);
 
 // What tells one object of the file system from all others.
 struct OsdepIdentity {
@@ -195,6 +210,8 @@ struct OsdepFileInfo {
 
 // Fills in all of it with one inquiry (two for a link) and returns the kind.
 OsdepKind osdep_fileInfo(const char *path, OsdepFileInfo *info);
+OsdepKind osdep_fileInfoAt(const OsdepOpenDirectory *directory, const char *path,
+                           OsdepFileInfo *info);
 
 // Waits until no other process holds the directory's lock, takes it and returns a handle for
 // osdep_unlockDirectory(); -1 when it cannot be locked. The lock is advisory, leaves nothing behind
@@ -286,6 +303,8 @@ struct OsdepFileFacts {
     int64_t modified; // seconds from 1970
 };
 FILE *osdep_openRegularFile(const char *path, OsdepFileFacts *facts);
+FILE *osdep_openRegularFileAt(const OsdepOpenDirectory *directory, const char *path,
+                              OsdepFileFacts *facts);
 
 // The path that a file opened as `path` has, or would have if it were created: while the path is a
 // symbolic link its target takes its place. Null when the links do not end.

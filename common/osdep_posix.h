@@ -6,6 +6,11 @@
 
 #include <sys/types.h>
 
+struct OsdepOpenDirectory;
+
+// What the system's ...at() functions take for an open directory, or for the current one (null).
+int osdep_descriptorOf(const OsdepOpenDirectory *directory);
+
 // Holds the asynchronous signals that the crash handler answers back, and lets them in again: for
 // the moments in which the registry of temporary objects is being changed. `saved` takes the mask
 // as it was.

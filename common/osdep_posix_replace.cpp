@@ -14,13 +14,15 @@
 
 // ---- Looking ----------------------------------------------------------------------------------
 
-FILE *osdep_openRegularFile(const char *path, OsdepFileFacts *facts)
+FILE *osdep_openRegularFileAt(const OsdepOpenDirectory *directory, const char *path,
+                              OsdepFileFacts *facts)
 {
-    TRACE_ENTER("path=\"%s\"", path);
+    TRACE_ENTER("directory=%p, path=\"%s\"", static_cast<const void *>(directory), path);
     // Opened once and looked at then, so that nothing else can have come in between. Without
     // O_NONBLOCK a named pipe would hold us up; on a file it changes nothing.
-    const int opened =
-        path == nullptr ? -1 : open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+    const int opened = path == nullptr ? -1
+                                       : openat(osdep_descriptorOf(directory), path,
+                                                O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
     struct stat info;
     FILE *stream = nullptr;
     if (opened >= 0 && fstat(opened, &info) == 0 && S_ISREG(info.st_mode))
@@ -33,6 +35,12 @@ FILE *osdep_openRegularFile(const char *path, OsdepFileFacts *facts)
         facts->modified = info.st_mtime;
     }
     return TRACE_RETURN("%p", stream);
+}
+
+FILE *osdep_openRegularFile(const char *path, OsdepFileFacts *facts)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    return TRACE_RETURN("%p", osdep_openRegularFileAt(nullptr, path, facts));
 }
 
 // The target of a link as seen from where the link is; null when `path` is no link.

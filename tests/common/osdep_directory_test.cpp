@@ -10,8 +10,9 @@
 #include <thread>
 #include <vector>
 
-#include <sys/stat.h>
 #include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -59,15 +60,43 @@ class OsdepDirectory : public testing::Test {
     fs::path start;
 };
 
-std::vector<std::string> sortedNames(const fs::path &directory)
+std::vector<std::string> sorted(Vector *names)
 {
-    Vector *names = osdep_readDirectory(directory.c_str());
     std::vector<std::string> result;
     for (const char *name : vec_each<const char>(names))
         result.emplace_back(name);
     osdep_freeNames(names);
     std::sort(result.begin(), result.end());
     return result;
+}
+
+std::vector<std::string> sortedNames(const fs::path &directory)
+{
+    return sorted(osdep_readDirectory(directory.c_str()));
+}
+
+// The content of a file below an open directory; null: below the current one.
+std::string contentAt(const OsdepOpenDirectory *directory, const char *path)
+{
+    FILE *file = osdep_openRegularFileAt(directory, path, nullptr);
+    if (file == nullptr)
+        return "(none)";
+    char text[100];
+    const size_t length = fread(text, 1, sizeof text, file);
+    fclose(file);
+    return {text, length};
+}
+
+// Whether `action` succeeds in a process without privileges.
+template <class Action> bool asNobody(Action action)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        const bool dropped = geteuid() != 0 || setresuid(65534, 65534, 65534) == 0;
+        _exit(dropped && action() ? 0 : 1);
+    }
+    int status = -1;
+    return waitpid(child, &status, 0) == child && status == 0;
 }
 
 // The child takes the lock, says so by a byte and holds it for a moment.
@@ -109,7 +138,9 @@ TEST_F(OsdepDirectory, ADirectoryThatCannotBeReadToItsEndGivesNoNames)
     std::ofstream(root / "bad") << "x";
     std::ofstream(root / "good") << "x";
     s_readingFails = true;
+    errno = 0;
     EXPECT_EQ(osdep_readDirectory(root.c_str()), nullptr);
+    EXPECT_EQ(errno, EIO);
     s_readingFails = false;
     EXPECT_EQ(sortedNames(root), (std::vector<std::string>{"bad", "good"}));
 }
@@ -131,6 +162,115 @@ TEST_F(OsdepDirectory, ChangesTheCurrentDirectoryOrKeepsIt)
     EXPECT_EQ(osdep_changeDirectory(nullptr), -1);
     EXPECT_EQ(fs::current_path(), fs::canonical(root));
 }
+
+// ---- Open directories -------------------------------------------------------------------------
+
+TEST_F(OsdepDirectory, NamesAreLookedUpInAnOpenDirectory)
+{
+    fs::create_directory(root / "sub");
+    std::ofstream(root / "sub/file") << "here";
+    std::ofstream(root / "other") << "there";
+    OsdepOpenDirectory *directory = osdep_openDirectory((root / "sub").c_str());
+    ASSERT_NE(directory, nullptr);
+    OsdepFileInfo info;
+    EXPECT_EQ(osdep_fileInfoAt(directory, "file", &info), OSDEP_FILE);
+    EXPECT_EQ(osdep_fileInfoAt(directory, ".", &info), OSDEP_DIRECTORY);
+    EXPECT_EQ(osdep_fileInfoAt(directory, "other", &info), OSDEP_NOTHING);
+    EXPECT_EQ(contentAt(directory, "file"), "here");
+    EXPECT_EQ(contentAt(directory, "../other"), "there");
+    EXPECT_EQ(contentAt(directory, (root / "other").c_str()), "there");
+    EXPECT_EQ(contentAt(directory, "."), "(none)");
+    EXPECT_EQ(contentAt(directory, nullptr), "(none)");
+    EXPECT_EQ(sorted(osdep_readDirectoryAt(directory, ".")), std::vector<std::string>{"file"});
+    EXPECT_EQ(sorted(osdep_readDirectoryAt(directory, "..")),
+              (std::vector<std::string>{"other", "sub"}));
+    EXPECT_EQ(osdep_readDirectoryAt(directory, "file"), nullptr);
+    EXPECT_EQ(fs::current_path(), start);
+    osdep_closeDirectory(directory);
+}
+
+TEST_F(OsdepDirectory, WithoutAnOpenDirectoryNamesAreLookedUpInTheCurrentOne)
+{
+    std::ofstream(root / "file") << "x";
+    fs::current_path(root);
+    OsdepFileInfo info;
+    EXPECT_EQ(osdep_fileInfoAt(nullptr, "file", &info), OSDEP_FILE);
+    EXPECT_EQ(contentAt(nullptr, "file"), "x");
+    EXPECT_EQ(sorted(osdep_readDirectoryAt(nullptr, ".")), std::vector<std::string>{"file"});
+    osdep_closeDirectory(nullptr);
+    EXPECT_EQ(osdep_enterDirectory(nullptr), -1);
+}
+
+TEST_F(OsdepDirectory, WhatIsNoDirectoryCannotBeOpened)
+{
+    std::ofstream(root / "file") << "x";
+    ASSERT_EQ(mkfifo((root / "pipe").c_str(), 0600), 0);
+    for (const char *name : {"file", "pipe", "none"})
+        EXPECT_EQ(osdep_openDirectory((root / name).c_str()), nullptr) << name;
+    EXPECT_EQ(osdep_openDirectory(""), nullptr);
+    EXPECT_EQ(osdep_openDirectory(nullptr), nullptr);
+}
+
+TEST_F(OsdepDirectory, AnOpenDirectoryIsComeBackToAfterItWasMovedOrRemoved)
+{
+    fs::create_directory(root / "sub");
+    fs::current_path(root / "sub");
+    OsdepOpenDirectory *directory = osdep_openDirectory(".");
+    fs::current_path(start);
+    fs::rename(root / "sub", root / "moved");
+    EXPECT_EQ(osdep_enterDirectory(directory), 0);
+    EXPECT_EQ(fs::current_path(), fs::canonical(root / "moved"));
+    fs::current_path(start);
+    fs::remove(root / "moved");
+    EXPECT_EQ(osdep_enterDirectory(directory), 0);
+    EXPECT_EQ(osdep_cwd(), nullptr);
+    osdep_closeDirectory(directory);
+}
+
+TEST_F(OsdepDirectory, ADirectoryIsOpenedForWhoMayAccessItAndNobodyElse)
+{
+    fs::permissions(root, fs::perms{0711});
+    fs::create_directories(root / "accessible/sub");
+    fs::create_directories(root / "readable/sub");
+    fs::permissions(root / "accessible", fs::perms{0111});
+    fs::permissions(root / "readable", fs::perms{0444});
+    EXPECT_TRUE(asNobody([&] {
+        OsdepFileInfo info;
+        OsdepOpenDirectory *directory = osdep_openDirectory((root / "accessible").c_str());
+        return directory != nullptr && osdep_enterDirectory(directory) == 0 &&
+               osdep_fileInfoAt(directory, "sub", &info) == OSDEP_DIRECTORY &&
+               osdep_readDirectoryAt(directory, ".") == nullptr && errno == EACCES;
+    }));
+    EXPECT_TRUE(asNobody([&] {
+        return osdep_openDirectory((root / "readable").c_str()) == nullptr && errno == EACCES;
+    }));
+    fs::permissions(root / "accessible", fs::perms::owner_all);
+    fs::permissions(root / "readable", fs::perms::owner_all);
+}
+
+TEST_F(OsdepDirectory, ChildrenDoNotInheritAnOpenDirectory)
+{
+    const auto descriptors = [] {
+        return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+    };
+    const auto before = descriptors();
+    OsdepOpenDirectory *directory = osdep_openDirectory(root.c_str());
+    EXPECT_EQ(descriptors(), before + 1);
+    int inherited = 0;
+    for (int descriptor = 0; descriptor < 1024; ++descriptor) {
+        struct stat here;
+        struct stat there;
+        const int flags = fcntl(descriptor, F_GETFD);
+        if (flags >= 0 && (flags & FD_CLOEXEC) == 0 && fstat(descriptor, &here) == 0 &&
+            stat(root.c_str(), &there) == 0 && here.st_ino == there.st_ino)
+            ++inherited;
+    }
+    EXPECT_EQ(inherited, 0);
+    osdep_closeDirectory(directory);
+    EXPECT_EQ(descriptors(), before);
+}
+
+// ---- Identity ---------------------------------------------------------------------------------
 
 TEST_F(OsdepDirectory, TellsWhatAPathLeadsTo)
 {
