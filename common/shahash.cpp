@@ -63,11 +63,12 @@ static const char *hexadecimal(const uint8_t *bytes, size_t count)
     return TRACE_RETURN("\"%s\"", cache_substring(text, 2 * count));
 }
 
-static const char *digestPath(const char *path, const ShaAlgorithm *algorithm, size_t size)
+static const char *digestPath(const OsdepOpenDirectory *from, const char *path,
+                              const ShaAlgorithm *algorithm, size_t size)
 {
     TRACE_ENTER("path=\"%s\"", path);
     uint8_t digest[SHA256_SIZE];
-    FILE *file = osdep_openRegularFile(path, nullptr);
+    FILE *file = osdep_openRegularFileAt(from, path, nullptr);
     if (file == nullptr)
         shahash_cannotOpen(path);
     std::setvbuf(file, nullptr, _IONBF, 0); // blocks come straight from the descriptor
@@ -81,13 +82,19 @@ static const char *digestPath(const char *path, const ShaAlgorithm *algorithm, s
 const char *sha256_path(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
-    return TRACE_RETURN("\"%s\"", digestPath(path, &SHA_256, SHA256_SIZE));
+    return TRACE_RETURN("\"%s\"", shahash_digestAt(nullptr, path));
+}
+
+const char *shahash_digestAt(const OsdepOpenDirectory *from, const char *path)
+{
+    TRACE_ENTER("from=%p, path=\"%s\"", static_cast<const void *>(from), path);
+    return TRACE_RETURN("\"%s\"", digestPath(from, path, &SHA_256, SHA256_SIZE));
 }
 
 const char *sha1_path(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
-    return TRACE_RETURN("\"%s\"", digestPath(path, &SHA_1, SHA1_SIZE));
+    return TRACE_RETURN("\"%s\"", digestPath(nullptr, path, &SHA_1, SHA1_SIZE));
 }
 
 // ---- Entries ----------------------------------------------------------------------------------
@@ -110,32 +117,47 @@ void shahash_freeEntries(Vector *entries)
     TRACE_LEAVE();
 }
 
-bool shahash_checkFile(const char *digest, const char *path)
+bool shahash_checkFileAt(const OsdepOpenDirectory *from, const char *digest, const char *path)
 {
-    TRACE_ENTER("digest=\"%s\", path=\"%s\"", digest, path);
-    if (digest == nullptr || !osdep_isRegularFile(path)) {
+    TRACE_ENTER("from=%p, digest=\"%s\", path=\"%s\"", static_cast<const void *>(from), digest,
+                path);
+    OsdepFileInfo info;
+    if (digest == nullptr || osdep_fileInfoAt(from, path, &info) != OSDEP_FILE) {
         TRACE("no file \"%s\"", path);
         return TRACE_RETURN("%d", false);
     }
-    return TRACE_RETURN("%d", std::strcmp(digest, sha256_path(path)) == 0);
+    return TRACE_RETURN("%d", std::strcmp(digest, shahash_digestAt(from, path)) == 0);
 }
 
-static bool entryMatches(const FileEntry *entry)
+bool shahash_checkFile(const char *digest, const char *path)
+{
+    TRACE_ENTER("digest=\"%s\", path=\"%s\"", digest, path);
+    return TRACE_RETURN("%d", shahash_checkFileAt(nullptr, digest, path));
+}
+
+static bool entryMatches(const OsdepOpenDirectory *from, const FileEntry *entry)
 {
     TRACE_ENTER("entry=%p", static_cast<const void *>(entry));
     if (entry == nullptr || entry->name == nullptr || entry->name[0] == '\0')
         return TRACE_RETURN("%d", false);
-    return TRACE_RETURN("%d", shahash_checkFile(entry->digest, entry->name));
+    return TRACE_RETURN("%d", shahash_checkFileAt(from, entry->digest, entry->name));
+}
+
+int shahash_checkEntriesAt(const OsdepOpenDirectory *from, Vector *entries)
+{
+    TRACE_ENTER("from=%p, entries=%p", static_cast<const void *>(from),
+                static_cast<void *>(entries));
+    int result = entries != nullptr;
+    for (const FileEntry *entry : vec_each<const FileEntry>(entries))
+        if (!entryMatches(from, entry))
+            result = 0;
+    return TRACE_RETURN("%d", result);
 }
 
 int shahash_checkEntries(Vector *entries)
 {
     TRACE_ENTER("entries=%p", static_cast<void *>(entries));
-    int result = entries != nullptr;
-    for (const FileEntry *entry : vec_each<const FileEntry>(entries))
-        if (!entryMatches(entry))
-            result = 0;
-    return TRACE_RETURN("%d", result);
+    return TRACE_RETURN("%d", shahash_checkEntriesAt(nullptr, entries));
 }
 
 // ---- Directories and names --------------------------------------------------------------------
@@ -148,26 +170,9 @@ char *shahash_join(uint32_t style, const char *prefix, const char *name)
     return TRACE_RETURN("\"%s\"", osdep_pathJoinFor(style, prefix, name));
 }
 
-bool shahash_enterDirectory(const char *directory, char **previous)
+bool shahash_openDirectory(const char *directory, OsdepOpenDirectory **opened)
 {
     TRACE_ENTER("directory=\"%s\"", directory);
-    *previous = nullptr;
-    if (directory == nullptr)
-        return TRACE_RETURN("%d", true);
-    *previous = osdep_cwd();
-    const bool entered = *previous != nullptr && osdep_changeDirectory(directory) == 0;
-    if (!entered) {
-        std::free(*previous);
-        *previous = nullptr;
-    }
-    return TRACE_RETURN("%d", entered);
-}
-
-void shahash_leaveDirectory(char *previous)
-{
-    TRACE_ENTER("previous=\"%s\"", previous);
-    if (previous != nullptr && osdep_changeDirectory(previous) != 0)
-        TRACE("could not go back to \"%s\"", previous);
-    std::free(previous);
-    TRACE_LEAVE();
+    *opened = directory == nullptr ? nullptr : osdep_openDirectory(directory);
+    return TRACE_RETURN("%d", directory == nullptr || *opened != nullptr);
 }

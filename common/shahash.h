@@ -17,6 +17,7 @@
 #include <cstdint>
 #include <cstdio>
 
+struct OsdepOpenDirectory;
 struct Vector;
 struct UxmlNode;
 
@@ -53,13 +54,19 @@ void shahash_freeEntries(Vector *entries);
 bool shahash_writeList(uint32_t style, const char *dir, const char *destination);
 bool shahash_writeListDefault(const char *dir, const char *destination);
 
+// The same for an open directory, with names that begin with ".". A directory that cannot be opened
+// or read to its end is not in the list; `unread` (or null) gets a text for a message about each:
+// its path in quotes and the system's reason, interned.
+bool shahash_writeListOf(uint32_t style, const OsdepOpenDirectory *directory,
+                         const char *destination, Vector *unread);
+
 // The entries of a hash list in the order of its lines, each name behind `prefix` (or as listed,
 // when null or empty), for shahash_freeEntries(). Null when it cannot be read, is empty, or holds a
 // line without a blank, with a NUL or beyond the limit of common/line_reader.h.
 Vector *shahash_readList(const char *path, const char *prefix);
 
 // 1 when every file of the list matches, else 0; the check stops at the first that does not. With a
-// directory the names are looked up there, and the current directory is afterwards what it was.
+// directory the names are looked up there; the current directory stays what it is.
 int shahash_checkList(const char *directory, const char *path);
 
 // Whether there is such a regular file and it has this digest. Null arguments give false.
@@ -78,8 +85,8 @@ bool shahash_writeManifestDefault(const char *dir, const char *outputDirectory, 
 // 1 when all files named by the manifests in `manifestDirectory` match, the newest manifest that
 // names a file deciding (of two of one age, the one whose file name sorts first); 0 otherwise and
 // without any manifest. A file "vxp...xml" that is not wholly of a manifest's shape is none; one
-// that cannot be opened ends the run. With a directory the names are looked up there, and the
-// current directory is afterwards what it was.
+// that cannot be opened ends the run. With a directory the names are looked up there; the
+// current directory stays what it is.
 int shahash_checkManifests(const char *directory, const char *manifestDirectory);
 
 #endif

@@ -4,6 +4,8 @@
 
 #include "common/shahash.h"
 
+struct OsdepOpenDirectory;
+
 // Ends the run with status 1: there is a file, but it cannot be opened or read.
 [[noreturn]] void shahash_cannotOpen(const char *path);
 
@@ -14,9 +16,17 @@ FileEntry *shahash_newEntry(const char *name, const char *digest);
 // caller's to free().
 char *shahash_join(uint32_t style, const char *prefix, const char *name);
 
-// Changes into `directory` (null: stays) and hands out where to go back to, for
-// shahash_leaveDirectory(). False when that fails, with nothing changed.
-bool shahash_enterDirectory(const char *directory, char **previous);
-void shahash_leaveDirectory(char *previous);
+// Opens the directory in which the names of a list are looked up, for osdep_closeDirectory(). Null
+// stays null, which is the current one. False when it cannot be opened.
+bool shahash_openDirectory(const char *directory, OsdepOpenDirectory **opened);
+
+// shahash_checkFile(), shahash_checkEntries() and process_dir() with the names looked up in `from`
+// (null: the current directory), and the digest text of such a file. The last fills `unread` (or
+// null) as shahash_writeListOf() does.
+bool shahash_checkFileAt(const OsdepOpenDirectory *from, const char *digest, const char *path);
+int shahash_checkEntriesAt(const OsdepOpenDirectory *from, Vector *entries);
+const char *shahash_digestAt(const OsdepOpenDirectory *from, const char *path);
+void shahash_walk(const OsdepOpenDirectory *from, uint32_t style, Vector *files, Vector *unread,
+                  const char *dir, const char *prefix);
 
 #endif

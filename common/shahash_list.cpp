@@ -30,29 +30,53 @@ static bool writeLines(FILE *file, Vector *entries)
     return TRACE_RETURN("%d", true);
 }
 
-// Writes the list of `dir` to the file `path`, which is there.
-static bool writeListTo(uint32_t style, const char *dir, const char *path)
+// The tree that a list is of.
+struct ListedTree {
+    uint32_t style;
+    const OsdepOpenDirectory *from; // `dir` is looked up in it; null: in the current directory
+    const char *dir;
+    Vector *unread; // or null
+};
+
+// Writes the list of the tree to the file `path`, which is there.
+static bool writeListTo(const ListedTree *tree, const char *path)
 {
-    TRACE_ENTER("dir=\"%s\", path=\"%s\"", dir, path);
+    TRACE_ENTER("dir=\"%s\", path=\"%s\"", tree->dir, path);
     FILE *file = std::fopen(path, "w");
     if (file == nullptr)
         return TRACE_RETURN("%d", false);
     Vector *entries = vec_new(MODULE, __LINE__);
-    process_dir(style, entries, dir, dir);
+    shahash_walk(tree->from, tree->style, entries, tree->unread, tree->dir, tree->dir);
     const bool written = writeLines(file, entries);
     const bool closed = std::fclose(file) == 0;
     shahash_freeEntries(entries);
     return TRACE_RETURN("%d", written && closed);
 }
 
-bool shahash_writeList(uint32_t style, const char *dir, const char *destination)
+static bool writeList(const ListedTree *tree, const char *destination)
 {
-    TRACE_ENTER("style=0x%x, dir=\"%s\", destination=\"%s\"", style, dir, destination);
+    TRACE_ENTER("dir=\"%s\", destination=\"%s\"", tree->dir, destination);
     char *temporary = osdep_tempFile();
-    const bool reached = temporary != nullptr && writeListTo(style, dir, temporary) &&
+    const bool reached = temporary != nullptr && writeListTo(tree, temporary) &&
                          copyfile_helper(temporary, destination, "copied") != 0;
     std::free(temporary);
     return TRACE_RETURN("%d", reached);
+}
+
+bool shahash_writeList(uint32_t style, const char *dir, const char *destination)
+{
+    TRACE_ENTER("style=0x%x, dir=\"%s\", destination=\"%s\"", style, dir, destination);
+    const ListedTree tree = {style, nullptr, dir, nullptr};
+    return TRACE_RETURN("%d", writeList(&tree, destination));
+}
+
+bool shahash_writeListOf(uint32_t style, const OsdepOpenDirectory *directory,
+                         const char *destination, Vector *unread)
+{
+    TRACE_ENTER("style=0x%x, directory=%p, destination=\"%s\"", style,
+                static_cast<const void *>(directory), destination);
+    const ListedTree tree = {style, directory, ".", unread};
+    return TRACE_RETURN("%d", writeList(&tree, destination));
 }
 
 bool shahash_writeListDefault(const char *dir, const char *destination)
@@ -127,17 +151,18 @@ Vector *shahash_readList(const char *path, const char *prefix)
 
 // ---- Checking ---------------------------------------------------------------------------------
 
-static bool lineMatches(const char *line, size_t length)
+static bool lineMatches(const OsdepOpenDirectory *from, const char *line, size_t length)
 {
     TRACE_ENTER("line=\"%s\"", line);
     ListLine parts;
     const bool matches = splitLine(line, length, &parts) && parts.digest[0] != '\0' &&
-                         parts.name[0] != '\0' && shahash_checkFile(parts.digest, parts.name);
+                         parts.name[0] != '\0' &&
+                         shahash_checkFileAt(from, parts.digest, parts.name);
     return TRACE_RETURN("%d", matches);
 }
 
 // 1 when there are lines and all match.
-static int checkLines(FILE *file)
+static int checkLines(const OsdepOpenDirectory *from, FILE *file)
 {
     TRACE_ENTER("file=%p", static_cast<void *>(file));
     LineReader reader;
@@ -146,7 +171,7 @@ static int checkLines(FILE *file)
     lines_start(&reader, file);
     while (const char *line = good ? lines_next(&reader) : nullptr) {
         any = true;
-        good = lineMatches(line, reader.length);
+        good = lineMatches(from, line, reader.length);
     }
     good = lines_finish(&reader) && good && any;
     return TRACE_RETURN("%d", good ? 1 : 0);
@@ -159,11 +184,10 @@ int shahash_checkList(const char *directory, const char *path)
     if (file == nullptr)
         return TRACE_RETURN("%d", 0);
     int result = 0;
-    char *previous = nullptr;
-    if (shahash_enterDirectory(directory, &previous)) {
-        result = checkLines(file);
-        shahash_leaveDirectory(previous);
-    }
+    OsdepOpenDirectory *opened = nullptr;
+    if (shahash_openDirectory(directory, &opened))
+        result = checkLines(opened, file);
+    osdep_closeDirectory(opened);
     std::fclose(file);
     return TRACE_RETURN("%d", result);
 }

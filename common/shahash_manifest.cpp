@@ -268,11 +268,10 @@ int shahash_checkManifests(const char *directory, const char *manifestDirectory)
     Vector *manifests = readManifests(manifestDirectory);
     Vector *merged = mergeManifests(manifests);
     int result = 0;
-    char *previous = nullptr;
-    if (vec_size(manifests) != 0 && shahash_enterDirectory(directory, &previous)) {
-        result = shahash_checkEntries(merged);
-        shahash_leaveDirectory(previous);
-    }
+    OsdepOpenDirectory *opened = nullptr;
+    if (vec_size(manifests) != 0 && shahash_openDirectory(directory, &opened))
+        result = shahash_checkEntriesAt(opened, merged);
+    osdep_closeDirectory(opened);
     vec_destroy(merged);
     freeManifests(manifests);
     return TRACE_RETURN("%d", result);

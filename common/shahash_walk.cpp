@@ -3,7 +3,9 @@
 #define MODULE "common/shahash"
 #include "common/shahash.h"
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 
 #include "common/exitpath.h"
 #include "common/hash.h"
@@ -11,6 +13,7 @@
 #include "common/osdep.h"
 #include "common/qzdebug.h"
 #include "common/shahash_internal.h"
+#include "common/stringcache.h"
 #include "common/vector.h"
 
 // What is remembered of a directory to the end of the walk.
@@ -31,10 +34,12 @@ struct WalkLevel {
 };
 
 struct Walk {
-    uint32_t style;         // of listed names
-    Vector *files;          // receives the entries
-    Vector *levels;         // WalkLevel: the directory at work on top
-    HashTable *directories; // WalkedDirectory by identity
+    const OsdepOpenDirectory *from; // paths are looked up in it; null: in the current directory
+    uint32_t style;                 // of listed names
+    Vector *files;                  // receives the entries
+    Vector *unread;                 // receives the directories that cannot be read; or null
+    Vector *levels;                 // WalkLevel: the directory at work on top
+    HashTable *directories;         // WalkedDirectory by identity
 };
 
 // ---- The directories met ----------------------------------------------------------------------
@@ -75,6 +80,16 @@ static int freeDirectory(void *context, const void *key, void *value)
 
 // ---- Levels -----------------------------------------------------------------------------------
 
+// The names in a directory, or null; errno tells why.
+static Vector *readNames(const Walk *walk, const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    Vector *names = osdep_readDirectoryAt(walk->from, path);
+    if (names == nullptr && walk->unread != nullptr)
+        vec_add(walk->unread, cache_sprintf("\"%s\": %s", path, std::strerror(errno)));
+    return TRACE_RETURN("%p", names);
+}
+
 // Takes over the two names and begins to walk the directory, unless it cannot be read or a link
 // leads to where the walk has been (docs/hash-list.md has the rule).
 static void enterDirectory(Walk *walk, char *path, char *listed, const OsdepIdentity *identity,
@@ -83,7 +98,7 @@ static void enterDirectory(Walk *walk, char *path, char *listed, const OsdepIden
     TRACE_ENTER("path=\"%s\", listed=\"%s\", behindLink=%d", path, listed, behindLink);
     WalkedDirectory *directory = directoryOf(walk, identity);
     const bool known = behindLink && (directory->open || directory->behindLink);
-    Vector *names = known ? nullptr : osdep_readDirectory(path);
+    Vector *names = known ? nullptr : readNames(walk, path);
     if (names == nullptr) {
         TRACE("\"%s\" is not walked", path);
         std::free(path);
@@ -117,13 +132,13 @@ static void visitEntry(Walk *walk, WalkLevel *level, const char *name)
     char *path = osdep_pathJoin(level->path, name);
     char *listed = shahash_join(walk->style, level->listed, name);
     OsdepFileInfo info;
-    switch (osdep_fileInfo(path, &info)) {
+    switch (osdep_fileInfoAt(walk->from, path, &info)) {
     case OSDEP_DIRECTORY:
         enterDirectory(walk, path, listed, &info.identity, level->behindLink || info.isLink != 0);
         TRACE_LEAVE();
         return;
     case OSDEP_FILE:
-        vec_add(walk->files, shahash_newEntry(listed, sha256_path(path)));
+        vec_add(walk->files, shahash_newEntry(listed, shahash_digestAt(walk->from, path)));
         break;
     case OSDEP_OTHER: // to open it might wait for ever
         TRACE("\"%s\" is no file", path);
@@ -136,19 +151,24 @@ static void visitEntry(Walk *walk, WalkLevel *level, const char *name)
     TRACE_LEAVE();
 }
 
-void process_dir(uint32_t style, Vector *files, const char *dir, const char *prefix)
+void shahash_walk(const OsdepOpenDirectory *from, uint32_t style, Vector *files, Vector *unread,
+                  const char *dir, const char *prefix)
 {
-    TRACE_ENTER("style=0x%x, files=%p, dir=\"%s\", prefix=\"%s\"", style,
-                static_cast<void *>(files), dir, prefix);
+    TRACE_ENTER("from=%p, style=0x%x, files=%p, dir=\"%s\", prefix=\"%s\"",
+                static_cast<const void *>(from), style, static_cast<void *>(files), dir, prefix);
     ASSERT_TEXT_AT(10, files != nullptr, "files != NULL");
     ASSERT_TEXT_AT(11, dir != nullptr, "dir != NULL");
     static constexpr uint32_t buckets = 199;
-    Walk walk = {style, files, vec_new(MODULE, __LINE__),
+    Walk walk = {from,
+                 style,
+                 files,
+                 unread,
+                 vec_new(MODULE, __LINE__),
                  hash_new_func(buckets, identityHash, identityCompare, MODULE, __LINE__)};
     OsdepFileInfo info;
-    if (osdep_fileInfo(dir, &info) == OSDEP_DIRECTORY)
-        enterDirectory(&walk, xstrdup_must(dir), prefix == nullptr ? nullptr : xstrdup_must(prefix),
-                       &info.identity, false);
+    osdep_fileInfoAt(from, dir, &info);
+    enterDirectory(&walk, xstrdup_must(dir), prefix == nullptr ? nullptr : xstrdup_must(prefix),
+                   &info.identity, false); // which finds out whether it is one
     while (auto *level = static_cast<WalkLevel *>(vec_top(walk.levels))) {
         if (level->next < vec_size(level->names))
             visitEntry(&walk, level,
@@ -159,5 +179,13 @@ void process_dir(uint32_t style, Vector *files, const char *dir, const char *pre
     hash_foreach(walk.directories, nullptr, freeDirectory);
     hash_destroy(walk.directories);
     vec_destroy(walk.levels);
+    TRACE_LEAVE();
+}
+
+void process_dir(uint32_t style, Vector *files, const char *dir, const char *prefix)
+{
+    TRACE_ENTER("style=0x%x, files=%p, dir=\"%s\", prefix=\"%s\"", style,
+                static_cast<void *>(files), dir, prefix);
+    shahash_walk(nullptr, style, files, nullptr, dir, prefix);
     TRACE_LEAVE();
 }

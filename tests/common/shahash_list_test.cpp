@@ -338,7 +338,7 @@ TEST_F(HashList, TheListItselfIsLookedUpFromWhereTheCallerIs)
     EXPECT_EQ(checkTree(lineAbc), 1);
 }
 
-TEST_F(HashList, TheCurrentDirectoryIsRestored)
+TEST_F(HashList, TheCurrentDirectoryStaysWhatItIs)
 {
     EXPECT_EQ(checkTree(lineAbc), 1);
     EXPECT_EQ(fs::current_path(), root);
@@ -349,7 +349,7 @@ TEST_F(HashList, TheCurrentDirectoryIsRestored)
     EXPECT_EQ(fs::current_path(), root);
 }
 
-TEST_F(HashList, ACurrentDirectoryThatIsGoneCannotBeRestored)
+TEST_F(HashList, ACurrentDirectoryThatIsGoneIsNoHindrance)
 {
     put("list", lineAbc);
     const std::string list = root / "list";
@@ -357,8 +357,44 @@ TEST_F(HashList, ACurrentDirectoryThatIsGoneCannotBeRestored)
     fs::create_directory("gone");
     fs::current_path("gone");
     fs::remove(root / "gone");
-    EXPECT_EQ(shahash_checkList(tree.c_str(), list.c_str()), 0);
+    EXPECT_EQ(shahash_checkList(tree.c_str(), list.c_str()), 1);
     EXPECT_EQ(osdep_cwd(), nullptr);
+}
+
+// A directory that was entered, and cannot be entered again by its path.
+TEST_F(HashList, ACurrentDirectoryWithoutAWayBackStaysTheCurrentOne)
+{
+    put("list", lineAbc);
+    const std::string list = root / "list";
+    const std::string tree = root / "tree";
+    fs::create_directories("closed/work");
+    fs::current_path("closed/work");
+    fs::permissions(root / "closed", fs::perms::none);
+    EXPECT_EXIT(
+        {
+            becomeNobody();
+            struct stat before;
+            struct stat after;
+            const bool same = stat(".", &before) == 0 &&
+                              shahash_checkList(tree.c_str(), list.c_str()) == 1 &&
+                              stat(".", &after) == 0 && before.st_ino == after.st_ino;
+            _exit(same ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+    fs::current_path(root);
+    fs::permissions("closed", fs::perms::owner_all);
+}
+
+TEST_F(HashList, ATreeThatMayBeAccessedAndNotReadIsChecked)
+{
+    fs::permissions("tree", fs::perms{0711});
+    put("list", lineAbc);
+    EXPECT_EXIT(
+        {
+            becomeNobody();
+            _exit(shahash_checkList("tree", "list") == 1 ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
 }
 
 TEST_F(HashList, TheCheckStopsAtTheFirstMismatch)

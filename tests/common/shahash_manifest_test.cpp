@@ -357,7 +357,7 @@ TEST_F(Manifest, FilesBehindAMismatchAreStillDigested)
     EXPECT_EXIT(check(), testing::ExitedWithCode(1), unreadableMessage);
 }
 
-TEST_F(Manifest, TheCurrentDirectoryIsRestored)
+TEST_F(Manifest, TheCurrentDirectoryStaysWhatItIs)
 {
     add("vxp1.xml", "1", good);
     EXPECT_EQ(check(), 1);
