@@ -9,6 +9,7 @@
 #include "common/qzinstdir.h"
 #include "common/shahash.h"
 #include "common/stringcache.h"
+#include "common/vector.h"
 #include "driver/option_handlers.h"
 #include "selftests/selftests_internal.h"
 
@@ -65,35 +66,56 @@ static bool identify(uint32_t *style)
     return TRACE_RETURN("%d", known);
 }
 
-// Writes the list of the current directory, which is the installation's root.
-static int writeManifest(uint32_t style)
+// Whether the list can be put there: to open a pipe for writing waits for a reader, and what is
+// written to a device is no list.
+static bool canHoldList(const char *path)
+{
+    TRACE_ENTER("path=\"%s\"", path);
+    OsdepFileInfo info;
+    const OsdepKind kind = osdep_fileInfo(path, &info);
+    return TRACE_RETURN("%d", kind == OSDEP_NOTHING || kind == OSDEP_FILE);
+}
+
+// Says which directories are not in the list. True when all are.
+static bool isWhole(Vector *unread)
+{
+    TRACE_ENTER("unread=%p", static_cast<void *>(unread));
+    for (const char *directory : vec_each<const char>(unread))
+        selftests_print(stderr, "Could not read directory: %s\n", directory);
+    return TRACE_RETURN("%d", vec_size(unread) == 0);
+}
+
+static int writeManifest(const OsdepOpenDirectory *root, uint32_t style)
 {
     TRACE_ENTER("style=0x%X", style);
     const char *path = selftests_manifestPath();
-    const bool written = shahash_writeList(style, ".", path);
+    const bool possible = canHoldList(path);
+    Vector *unread = vec_new(MODULE, __LINE__);
+    const bool written = possible && shahash_writeListOf(style, root, path, unread);
     if (written) {
         selftests_print(stdout, "done\nCompiler integrity hash file saved to: %s\n", path);
     } else {
         selftests_print(stdout, "failed\n");
-        selftests_print(stderr, "Could not save the compiler integrity hash file to: %s\n", path);
+        selftests_print(stderr, "Could not save the compiler integrity hash file to: %s%s\n", path,
+                        possible ? "" : " (not a regular file)");
     }
-    return TRACE_RETURN("%d", written ? 0 : 1);
+    const bool whole = isWhole(unread);
+    vec_destroy(unread);
+    return TRACE_RETURN("%d", written && whole ? 0 : 1);
 }
 
-static int generate(const char *root, uint32_t style)
+// The current directory stays what it is: there might be no way back to it.
+static int generate(const char *path, uint32_t style)
 {
-    TRACE_ENTER("root=\"%s\"", root);
+    TRACE_ENTER("path=\"%s\"", path);
     selftests_print(stdout, "Generating installation integrity hashes...");
-    char *before = osdep_cwd();
+    OsdepOpenDirectory *root = osdep_openDirectory(path);
     int status = 1;
-    if (osdep_changeDirectory(root) == 0) {
-        status = writeManifest(style);
-        if (before != nullptr)
-            osdep_changeDirectory(before);
-    } else {
-        selftests_print(stderr, "Could not change to directory: \"%s\"\n", root);
-    }
-    free(before);
+    if (root != nullptr)
+        status = writeManifest(root, style);
+    else
+        selftests_print(stderr, "Could not change to directory: \"%s\"\n", path);
+    osdep_closeDirectory(root);
     return TRACE_RETURN("%d", status);
 }
 

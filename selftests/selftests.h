@@ -14,7 +14,8 @@
 int selftest(const char *list);
 
 // Writes the hash list of the installation at `directory` (null or empty: this program's). 0 on
-// success, else 1 after a message.
+// success, else 1 after a message: also when the list was saved but some directory could not be
+// read.
 int selfinit(const char *directory);
 
 #endif

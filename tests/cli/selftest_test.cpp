@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <regex>
 #include <sstream>
+#include <sys/stat.h>
 
 namespace fs = std::filesystem;
 
@@ -379,13 +380,80 @@ TEST_F(SelftestTest, WhatIsNoInstallationIsSaid)
     }
 }
 
-TEST_F(SelftestTest, AListThatCannotBeSavedIsSaid)
+TEST_F(SelftestTest, AListThatCannotBeSavedIsSaidAndNothingIsWaitedFor)
 {
-    fs::create_directory(suite + "/manifest");
-    RunResult result = selfinit();
+    const std::string manifest = suite + "/manifest";
+    const std::function<void()> obstacles[] = {
+        [&] { fs::create_directory(manifest); },
+        [&] { ASSERT_EQ(mkfifo(manifest.c_str(), 0666), 0); },
+        [&] { fs::create_symlink("/dev/full", manifest); },
+    };
+    for (const auto &obstruct : obstacles) {
+        obstruct();
+        RunResult result = selfinit("", {.timeLimit = 20});
+        EXPECT_EQ(result.out, found() + "Compiler installation identified as non-windows OS\n"
+                                        "Generating installation integrity hashes...failed\n");
+        EXPECT_EQ(result.err, "Could not save the compiler integrity hash file to: " + manifest +
+                                  " (not a regular file)\n");
+        EXPECT_EQ(result.status, 1);
+        fs::remove(manifest);
+    }
+}
+
+TEST_F(SelftestTest, AListThatThereIsNoRoomForIsSaid)
+{
+    if (!hasMounts())
+        GTEST_SKIP() << "this machine does not allow mounts";
+    RunResult result = selfinit("", {.tmp = Tmp::NoSpace});
     EXPECT_EQ(result.out, found() + "Compiler installation identified as non-windows OS\n"
                                     "Generating installation integrity hashes...failed\n");
     EXPECT_EQ(result.err,
               "Could not save the compiler integrity hash file to: " + suite + "/manifest\n");
     EXPECT_EQ(result.status, 1);
+}
+
+TEST_F(SelftestTest, DirectoriesThatCannotBeReadAreLeftOutAndSaid)
+{
+    if (!canBeNobody())
+        GTEST_SKIP() << "this machine does not allow dropping privileges";
+    fs::permissions(suite, fs::perms::all);
+    fs::permissions(suite + "/orb/include", fs::perms::none);
+    RunResult result = selfinit("", {.asNobody = true});
+    EXPECT_EQ(result.out, saved("non-"));
+    EXPECT_EQ(result.err, "Could not read directory: \"./orb/include\": Permission denied\n");
+    EXPECT_EQ(result.status, 1);
+    const std::string manifest = readFile(suite + "/manifest");
+    EXPECT_NE(manifest.find(" *./orb/bin/qzm\n"), std::string::npos);
+    EXPECT_EQ(manifest.find(" *./orb/include"), std::string::npos);
+}
+
+TEST_F(SelftestTest, ARootThatMayBeAccessedAndNotReadIsSaid)
+{
+    if (!canBeNobody())
+        GTEST_SKIP() << "this machine does not allow dropping privileges";
+    write(suite + "/manifest", "old");
+    fs::permissions(suite + "/manifest", fs::perms{0666});
+    fs::permissions(suite, fs::perms{0111});
+    RunResult result = selfinit("", {.asNobody = true});
+    EXPECT_EQ(result.out, saved("non-"));
+    EXPECT_EQ(result.err, "Could not read directory: \".\": Permission denied\n");
+    EXPECT_EQ(result.status, 1);
+    fs::permissions(suite, fs::perms::owner_all);
+}
+
+TEST_F(SelftestTest, ADirectoryThatFailsHalfWayIsLeftOutAndSaid)
+{
+    if (system("strace -o /dev/null true 2> /dev/null") != 0)
+        GTEST_SKIP() << "strace is missing or may not trace";
+    const std::string failing = suite + "/orb/include";
+    RunResult result =
+        runProgram({"strace", "-o", "/dev/null", "-P", failing, "-e",
+                    "inject=getdents64:error=EIO:when=2", suite + "/bin/qzm-cc", "--selfinit"},
+                   {.env = {{"ASAN_OPTIONS", "detect_leaks=0"}}});
+    EXPECT_EQ(result.out, saved("non-"));
+    EXPECT_EQ(result.err, "Could not read directory: \"./orb/include\": Input/output error\n");
+    EXPECT_EQ(result.status, 1);
+    const std::string manifest = readFile(suite + "/manifest");
+    EXPECT_NE(manifest.find(" *./orb/bin/qzm\n"), std::string::npos);
+    EXPECT_EQ(manifest.find(" *./orb/include"), std::string::npos);
 }
