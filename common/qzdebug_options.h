@@ -48,8 +48,8 @@ void qzdebug_setComponent(const char *name);
 // Returns what osdep_spawn() returns.
 int qzdebug_run(const char *program, Vector *args, unsigned flags);
 
-// The end of the run: adds the debug-out file to the package and prints the container reports.
-// Only the first call acts.
+// The end of the run: adds the debug-out file to the package and prints the container reports. May
+// leave another directory the current one. Only the first call acts.
 void qzdebug_shutdown();
 
 #endif

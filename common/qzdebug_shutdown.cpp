@@ -76,20 +76,28 @@ static void pack(const char *name, const char *path)
     TRACE_LEAVE();
 }
 
-// The paths are those of the directory where the option was read, wherever the run ends.
-static void packTrace()
+// Whether the run is in the directory where the option was read, or could go back to it. The way
+// there is not taken when it is not needed: it may be closed.
+static bool isWhereItBegan()
 {
     TRACE_ENTER();
     const char *there = gDebugSettings.directory;
     char *here = osdep_cwd();
-    const bool elsewhere = there != nullptr && here != nullptr && strcmp(here, there) != 0;
-    if (elsewhere && osdep_changeDirectory(there) != 0)
-        qzdebug_warning("could not go back to \"%s\" to pack \"%s\"", there, gFilePath);
+    const bool elsewhere = there != nullptr && (here == nullptr || strcmp(here, there) != 0);
+    free(here);
+    return TRACE_RETURN("%d", !elsewhere || osdep_changeDirectory(there) == 0);
+}
+
+// The paths are those of the directory where the option was read, wherever the run ends; and there
+// it stays, since nothing comes after it.
+static void packTrace()
+{
+    TRACE_ENTER();
+    if (!isWhereItBegan())
+        qzdebug_warning("could not go back to \"%s\" to pack \"%s\"", gDebugSettings.directory,
+                        gFilePath);
     else if (osdep_fileExists(gFilePath))
         pack(gDebugSettings.package, gFilePath);
-    if (elsewhere)
-        osdep_changeDirectory(here);
-    free(here);
     TRACE_LEAVE();
 }
 
