@@ -90,18 +90,18 @@ bool devices_isSelected(const char *name, uint32_t mask)
 static const struct DeviceProgram {
     DeviceMask family;
     DriverKind kind;
-    Vector *(*list)();
+    Vector *(*ask)(const char *driver);
 } devicePrograms[] = {
-    {DEVICES_ORB, DRIVER_ORB_COMPILER, getORBDeviceList},
-    {DEVICES_ORB18, DRIVER_ORB18_COMPILER, getORB18DeviceList},
-    {DEVICES_ELM, DRIVER_ELM, getELMDeviceList},
+    {DEVICES_ORB, DRIVER_ORB_COMPILER, devices_askOrbCompiler},
+    {DEVICES_ORB18, DRIVER_ORB18_COMPILER, devices_askOrbCompiler},
+    {DEVICES_ELM, DRIVER_ELM, devices_askElmDriver},
 };
 
 // Adds what one program lists to `all`. It may be missing here, where the others can still answer.
 static void addFromProgram(Vector *all, const DeviceProgram *program, uint32_t mask)
 {
     TRACE_ENTER("family=%u", static_cast<unsigned>(program->family));
-    Vector *names = getDriverPath(program->kind) == nullptr ? nullptr : program->list();
+    Vector *names = program->ask(getDriverPath(program->kind));
     for (const char *name : vec_each<const char>(names)) {
         if (devices_isSelected(name, mask))
             vec_add(all, name);

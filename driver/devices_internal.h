@@ -6,6 +6,11 @@
 
 struct Vector;
 
+// Ask an ORB compiler and the ELM driver for their devices. `driver` is the program's path; null,
+// as for a program that cannot be run, gives null.
+Vector *devices_askOrbCompiler(const char *driver);
+Vector *devices_askElmDriver(const char *driver);
+
 // Whether a name is of one of the families of `mask` (DeviceMask).
 bool devices_isSelected(const char *name, uint32_t mask);
 

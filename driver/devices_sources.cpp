@@ -59,11 +59,9 @@ static void addChip(Vector *names, const char *name)
     vec_add(names, chip);
 }
 
-Vector *getORBDeviceList_helper(uint32_t kind)
+Vector *devices_askOrbCompiler(const char *driver)
 {
-    TRACE_ENTER("kind=%u", kind);
-    const char *driver = getDriverPath(kind);
-    ASSERT_TEXT_AT(10, driver != nullptr, "driver != NULL");
+    TRACE_ENTER("driver=\"%s\"", driver);
     ProgramOutput output;
     if (!startProgram(&output, driver, "--chipinforaw"))
         return TRACE_RETURN("%p", static_cast<Vector *>(nullptr));
@@ -75,6 +73,14 @@ Vector *getORBDeviceList_helper(uint32_t kind)
     }
     endProgram(&output);
     return TRACE_RETURN("%p", names);
+}
+
+Vector *getORBDeviceList_helper(uint32_t kind)
+{
+    TRACE_ENTER("kind=%u", kind);
+    const char *driver = getDriverPath(kind);
+    ASSERT_TEXT_AT(10, driver != nullptr, "driver != NULL");
+    return TRACE_RETURN("%p", devices_askOrbCompiler(driver));
 }
 
 Vector *getORBDeviceList()
@@ -114,11 +120,11 @@ static void addChipsOf(Vector *names, const char *line)
     TRACE_LEAVE();
 }
 
-Vector *getELMDeviceList()
+Vector *devices_askElmDriver(const char *driver)
 {
-    TRACE_ENTER();
+    TRACE_ENTER("driver=\"%s\"", driver);
     ProgramOutput output;
-    if (!startProgram(&output, getDriverPath(DRIVER_ELM), "--target-help"))
+    if (!startProgram(&output, driver, "--target-help"))
         return TRACE_RETURN("%p", static_cast<Vector *>(nullptr));
     Vector *names = vec_new(MODULE, __LINE__);
     if (skipTo(&output.lines, "Known MCU names")) {
@@ -129,6 +135,12 @@ Vector *getELMDeviceList()
     }
     endProgram(&output);
     return TRACE_RETURN("%p", names);
+}
+
+Vector *getELMDeviceList()
+{
+    TRACE_ENTER();
+    return TRACE_RETURN("%p", devices_askElmDriver(getDriverPath(DRIVER_ELM)));
 }
 
 // ---- Files -------------------------------------------------------------------------------------

@@ -345,6 +345,32 @@ TEST_F(DevicePrograms, ThatAreMissingOrDieAddNothing)
     expectStandardError([] { EXPECT_EQ(list(DEVICES_ALL), Strings{}); }, "");
 }
 
+TEST_F(DevicePrograms, AreLookedForOnceEach)
+{
+    program("orb/bin/orbc", "echo 16z20a:1");
+    program("orb/bin/orbc18", "echo 18z40:1");
+    program("elm/bin/elm-gcc", "echo 'Known MCU names:'; echo ' elmbig1'");
+    const std::string system = "This is NOT a Windows based operating system";
+    EXPECT_EQ(
+        traceOf([] { list(DEVICES_ALL); }),
+        (Strings{system, "Found driver: \"" + suite + "/orb/bin/orbc\"", "found chip: \"16z20a\"",
+                 system, "Found driver: \"" + suite + "/orb/bin/orbc18\"", "found chip: \"18z40\"",
+                 "Found driver: \"" + suite + "/elm/bin/elm-gcc\"", "Found \"Known MCU names\"",
+                 "found chip: \"elmbig1\""}));
+}
+
+TEST_F(DevicePrograms, ThatAreMissingShowInTheTrace)
+{
+    for (const char *name : {"/orb/bin/orbc", "/elm/bin/elm-gcc"})
+        fs::remove(suite + name);
+    EXPECT_EQ(
+        traceOf([] { list(DEVICES_ORB | DEVICES_ELM); }),
+        (Strings{"This is NOT a Windows based operating system",
+                 "Could not locate driver: \"" + suite + "/orb/bin/orbcd\"", "Could not open pipe",
+                 "Could not locate driver: \"" + suite + "/elm/bin/elm-gcc\"",
+                 "Could not open pipe"}));
+}
+
 TEST_F(DevicePrograms, AreNotAskedWhenTheirComplaintsCannotBeHidden)
 {
     gNoTempFiles = true;
