@@ -69,13 +69,20 @@ void options_printRows(uint32_t mask)
     TRACE_LEAVE();
 }
 
+bool options_listingWritten()
+{
+    TRACE_ENTER();
+    const bool written = fflush(stdout) == 0 && ferror(stdout) == 0;
+    if (!written)
+        alert_raiseNumber(MESSAGE_NOT_WRITTEN, "standard output");
+    return TRACE_RETURN("%d", written);
+}
+
 void options_finishListing()
 {
     TRACE_ENTER();
-    if (fflush(stdout) != 0 || ferror(stdout) != 0) {
-        alert_raiseNumber(MESSAGE_NOT_WRITTEN, "standard output");
+    if (!options_listingWritten())
         exitpath_leave(1);
-    }
     TRACE_LEAVE();
 }
 

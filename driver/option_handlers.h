@@ -130,8 +130,12 @@ bool option_hasPrefix(const char *text, const char *prefix);
 // shows them.
 void options_printRows(uint32_t mask);
 
-// To be called behind a listing on standard output: when it could not be written, ends the run with
-// MESSAGE_NOT_WRITTEN.
+// Whether what was printed on standard output could be written; when not, MESSAGE_NOT_WRITTEN says
+// so.
+bool options_listingWritten();
+
+// To be called after a listing on standard output: ends the run with status 1 when it could not be
+// written.
 void options_finishListing();
 
 // Appends the options that end the command of a family (the input files have been classified).

@@ -9,8 +9,9 @@
 #define SELFTESTS_SELFTESTS_H
 
 // Runs the tests that `list` selects (null or empty: the default set) and writes the reports it
-// asks for into the current directory. 0 once the tests have run, whatever their results; 1 when a
-// report could not be written. "help" in the list prints the help and ends the run with status 0.
+// asks for into the current directory. Returns 0 whatever the results are, also after the message
+// that a report or the console could not be written. "help" in the list prints the help and ends
+// the run with status 0.
 int selftest(const char *list);
 
 // Writes the hash list of the installation at `directory` (null or empty: this program's). 0 on
