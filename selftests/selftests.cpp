@@ -69,6 +69,17 @@ static int32_t wantedVerbosity()
     return TRACE_RETURN("%d", level);
 }
 
+// The path of a report in the directory where the run began. Null after a message when a test has
+// left the run in another one and there is no way back: a report there would be an extraneous file.
+static const char *reportPath(const OsdepOpenDirectory *first, const char *name)
+{
+    TRACE_ENTER("name=\"%s\"", name);
+    const bool there = first == nullptr || osdep_enterDirectory(first) == 0;
+    if (!there)
+        alert_raiseNumber(MESSAGE_NOT_WRITTEN, name);
+    return TRACE_RETURN("\"%s\"", there ? name : nullptr);
+}
+
 // Opening a report for writing, which may wipe an old one, is left to the report; this one says why
 // it will fail.
 static bool canBeWritten(const char *path)
@@ -83,24 +94,26 @@ static bool canBeWritten(const char *path)
 }
 
 // A suite without tests has no such report; one of another run may be there.
-static void writeXmlReport(const TestSuite *suite)
+static void writeXmlReport(const TestSuite *suite, const OsdepOpenDirectory *first)
 {
     TRACE_ENTER("suite=%p", static_cast<const void *>(suite));
-    if (suite->tests > 0)
-        canBeWritten(XML_REPORT); // for its message
-    const bool written = tsuite_writeJUnit(suite, XML_REPORT) >= 0;
-    if ((written || suite->tests == 0) && osdep_fileExists(XML_REPORT))
-        selftests_print(stdout, "XML test report written to: %s\n", XML_REPORT);
+    const char *path = reportPath(first, XML_REPORT);
+    if (path != nullptr && suite->tests > 0)
+        canBeWritten(path); // for its message
+    const bool written = tsuite_writeJUnit(suite, path) >= 0;
+    if ((written || suite->tests == 0) && osdep_fileExists(path))
+        selftests_print(stdout, "XML test report written to: %s\n", path);
     TRACE_LEAVE();
 }
 
 // Where the file cannot be opened the report goes to standard error.
-static void writeTextReport(const TestSuite *suite)
+static void writeTextReport(const TestSuite *suite, const OsdepOpenDirectory *first)
 {
     TRACE_ENTER("suite=%p", static_cast<const void *>(suite));
-    const bool opened = canBeWritten(TEXT_REPORT);
-    if (tsuite_failDetails(suite, TEXT_REPORT) >= 0 && opened)
-        selftests_print(stdout, "TXT test report written to: %s\n", TEXT_REPORT);
+    const char *path = reportPath(first, TEXT_REPORT);
+    const bool opened = path != nullptr && canBeWritten(path);
+    if (tsuite_failDetails(suite, path) >= 0 && opened)
+        selftests_print(stdout, "TXT test report written to: %s\n", path);
     TRACE_LEAVE();
 }
 
@@ -111,11 +124,13 @@ int selftest(const char *list)
     s_suite = gather(rows);
     vec_destroy(rows);
     tsuite_setVerbosity(wantedVerbosity());
+    OsdepOpenDirectory *first = osdep_openDirectory("."); // null: then no test leaves it
     tsuite_run(s_suite, printText);
     if (gSelftest.xmlReport)
-        writeXmlReport(s_suite);
+        writeXmlReport(s_suite, first);
     if (gSelftest.textReport)
-        writeTextReport(s_suite);
+        writeTextReport(s_suite, first);
+    osdep_closeDirectory(first);
     options_listingWritten(); // says so when it is not
     return TRACE_RETURN("%d", 0);
 }

@@ -1,6 +1,7 @@
 #define MODULE "selftests/stBuild_checkers"
 #include "selftests/stBuild.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -199,12 +200,15 @@ static BuildRun extract(const LibraryTest *at)
 {
     TRACE_ENTER("library=\"%s\"", at->library);
     BuildRun run = {-1, nullptr};
-    char *before = osdep_cwd();
+    OsdepOpenDirectory *before = osdep_openDirectory(".");
     if (before != nullptr && osdep_changeDirectory(at->directory) == 0) {
         run = stBuild_run(librarianCommand(at, "-x"));
-        osdep_changeDirectory(before);
+        if (osdep_enterDirectory(before) != 0) {
+            free(run.output);
+            run = {-1, xsprintf("could not go back to the first directory: %s", strerror(errno))};
+        }
     }
-    free(before);
+    osdep_closeDirectory(before);
     TRACE_LEAVE();
     return run;
 }

@@ -304,6 +304,60 @@ TEST_F(SelftestTest, TheTraceTellsWhyThereIsNoReport)
             << name;
 }
 
+// The first directory has been entered and cannot be entered again by its path.
+TEST_F(SelftestTest, ReportsAreWrittenWhereTheRunBeganAndNotWhereATestHasBeen)
+{
+    if (!canBeNobody())
+        GTEST_SKIP() << "this machine does not allow dropping privileges";
+    ASSERT_EQ(selfinit().status, 0);
+    fs::permissions(suite, fs::perms::all);
+    RunResult result =
+        runProgram({"sh", "-c",
+                    "mkdir -p closed/first && cd closed/first && chmod 0 .. && exec " + suite +
+                        "/bin/qzm-cc --selftest=integrity_sha,build_lib,txtreport,xmlreport"},
+                   {.asNobody = true});
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.leftBehind, std::vector<std::string>{});
+    EXPECT_EQ(failures(report("closed/first/test_report.txt")),
+              "Test suite QZM-CC self test results. Total tests: 5; 0 failed\n\n" +
+                  reportRow("GROUP", "TEST NAME", "RESULT", "TIME"));
+    EXPECT_TRUE(fileExists(work + "/closed/first/test_report.xml"));
+    EXPECT_FALSE(fileExists(suite + "/test_report.txt"));
+    EXPECT_FALSE(fileExists(suite + "/test_report.xml"));
+}
+
+TEST_F(SelftestTest, AWayBackThatFailsIsSaidAndNoReportIsWrittenElsewhere)
+{
+    if (!canBeNobody())
+        GTEST_SKIP() << "this machine does not allow dropping privileges";
+    const std::string librarian = suite + "/bin/qzm-ar";
+    fs::rename(librarian, librarian + "-real");
+    writeProgram(librarian, "#!/bin/sh\ntest $1 = -r || chmod 0 " + work + "/first\nexec " +
+                                librarian + "-real \"$@\"\n");
+    RunResult result =
+        runProgram({"sh", "-c",
+                    "mkdir first && cd first && exec " + suite +
+                        "/bin/qzm-cc --selftest=verbose,build_lib,txtreport,xmlreport"},
+                   {.asNobody = true});
+    EXPECT_EQ(result.status, 0);
+    const std::string denied = ": Permission denied\n";
+    EXPECT_EQ(result.err.rfind("(105) could not write file \"test_report.xml\"" + denied +
+                                   "(105) could not write file \"test_report.txt\"" + denied +
+                                   "Test suite QZM-CC self test results. Total tests: 4; ",
+                               0),
+              0U)
+        << result.err;
+    EXPECT_NE(result.err.find("<------Output-Start------>\ncould not go back to the first "
+                              "directory" +
+                              denied),
+              std::string::npos)
+        << result.err;
+    EXPECT_EQ(result.out.find("written to"), std::string::npos) << result.out;
+    EXPECT_EQ(result.leftBehind, std::vector<std::string>{});
+}
+
 TEST_F(SelftestTest, OutputThatCannotBeWrittenIsSaid)
 {
     const std::pair<const char *, int> options[] = {

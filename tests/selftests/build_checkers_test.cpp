@@ -249,6 +249,32 @@ TEST_F(LibraryChecker, ALibrarianKilledWhileExtractingFailsAndTheDirectoryIsPutB
     EXPECT_EQ(recorded(), failed(NOT_TAKEN, "could not execute librarian"));
 }
 
+// The way back is kept open: it does not lead along a path.
+TEST_F(LibraryChecker, ACurrentDirectoryThatIsMovedMeanwhileIsComeBackTo)
+{
+    const std::string first = scratch + "/first";
+    const std::string moved = scratch + "/moved";
+    tool("bin/qzm-ar", "test $1 = -r || mv " + first + " " + moved + "\n" + LIBRARIAN);
+    fs::create_directory(first);
+    fs::current_path(first);
+    EXPECT_EQ(check(), 2);
+    EXPECT_EQ(recorded(), PASSED);
+    EXPECT_EQ(fs::current_path(), moved);
+    fs::current_path(before);
+}
+
+TEST_F(LibraryChecker, ACurrentDirectoryThatIsGoneIsNoHindrance)
+{
+    tool("bin/qzm-ar", LIBRARIAN);
+    fs::create_directory(scratch + "/gone");
+    fs::current_path(scratch + "/gone");
+    fs::remove(scratch + "/gone");
+    EXPECT_EQ(check(), 2);
+    EXPECT_EQ(recorded(), PASSED);
+    EXPECT_EQ(osdep_cwd(), nullptr);
+    fs::current_path(before);
+}
+
 TEST_F(LibraryChecker, ALibrarianThatFailsToExtractIsRecordedWithItsOutput)
 {
     tool("bin/qzm-ar", std::string("test $1 = -r || { echo no; exit 1; }\n") + LIBRARIAN);
