@@ -141,6 +141,11 @@ int main()
         "`elm-gcc` for ELM. An empty cell means that nothing is handed on. An option that is not\n"
         "supported draws warning 1428 and is left out; an option that is not listed here is\n"
         "passed on as it is (for ORB with warning 2044).\n\n"
+        "A list for the linker or the assembler is taken apart when one of its items has a row of\n"
+        "its own. Each item then becomes what it would be alone, in the order of the list:\n"
+        "`elm-gcc` gets `-Wa,-a=file,--warn` as `-Wa,-a=file` `-Wa,--warn`. A list without such "
+        "an\n"
+        "item, or with nothing but `-a...` in it, goes to `elm-gcc` whole.\n\n"
         "This page is generated from the option table: `build/release/docs/option_reference`.\n\n"
         "| Option | Meaning | ORB | ELM |\n"
         "|---|---|---|---|\n");

@@ -130,7 +130,8 @@ struct Walk {
     const char *group;             // the container's group name, or null
     OptionFallback fallback;
     Vector *emitted;
-    bool matched; // set when an argument matched a row
+    bool matched;  // set when an argument matched a row
+    uint32_t kept; // items of a list for elm-gcc that gave nothing and were emitted as they are
 };
 
 static void walkArguments(Walk *walk);
@@ -144,21 +145,22 @@ static uint32_t callHandler(const Walk *walk, const OptionRecord *row, const cha
     return TRACE_RETURN("%u", row->handler(call));
 }
 
-// Splits the list behind a container's name and walks it. When nothing comes of that (on the ELM
-// path also when no item matched), the container's own handler is given the argument whole.
+// Splits the list behind a container's name and walks it. The container's own handler is given the
+// argument whole when that emits nothing, or only kept items, and on the ELM path also when no item
+// matched.
 static uint32_t handleContainer(Walk *outer, const OptionRecord *row, const char *argument,
                                 uint32_t index)
 {
     TRACE_ENTER("\"%s\"", argument);
     const char *list = argument + strlen(row->name);
     Vector *items = cache_split(*list == '\0' ? list : list + 1, groupSeparators(row->group));
-    Walk inner = {items, outer->family, row, nullptr, nullptr, nullptr, false};
+    Walk inner = {items, outer->family, row, nullptr, nullptr, nullptr, false, 0};
     inner.emitted = vec_new(MODULE, __LINE__);
     walkArguments(&inner);
 
     uint32_t consumed = 0;
     const bool whole = (outer->family & FAMILY_ELM) != 0 && !inner.matched;
-    if (whole || vec_size(inner.emitted) == 0)
+    if (whole || vec_size(inner.emitted) == inner.kept)
         consumed = callHandler(outer, row, argument, index);
     else
         vec_addAll(outer->emitted, inner.emitted);
@@ -184,6 +186,23 @@ static void handleUnmatched(const Walk *walk, const char *argument, uint32_t ind
     TRACE_LEAVE();
 }
 
+// Calls the handler of a plain row. An item that elm-gcc's side has nothing of its own for is left
+// to the container's handler, as an unmatched one is: in a list that is taken apart it would be
+// lost.
+static uint32_t handleMatched(Walk *walk, const OptionRecord *row, const char *argument,
+                              uint32_t index)
+{
+    TRACE_ENTER("\"%s\"", argument);
+    const uint32_t before = vec_size(walk->emitted);
+    const uint32_t consumed = callHandler(walk, row, argument, index);
+    if (walk->container != nullptr && (walk->family & FAMILY_ELM) != 0 &&
+        vec_size(walk->emitted) == before) {
+        callHandler(walk, walk->container, argument, index);
+        walk->kept++;
+    }
+    return TRACE_RETURN("%u", consumed);
+}
+
 // By index: a handler may look at, and consume, the argument behind its own.
 static void walkArguments(Walk *walk)
 {
@@ -206,7 +225,7 @@ static void walkArguments(Walk *walk)
             gOptionState.*row->seen = true;
         index += (row->flags & optflag::CONTAINER) != 0
                      ? handleContainer(walk, row, argument, index)
-                     : callHandler(walk, row, argument, index);
+                     : handleMatched(walk, row, argument, index);
     }
     TRACE_LEAVE();
 }
@@ -215,7 +234,7 @@ Vector *options_handler(Vector *arguments, OptionFamily family, const OptionReco
                         bool topLevel, OptionFallback fallback)
 {
     TRACE_ENTER("family=%u, topLevel=%d", static_cast<unsigned>(family), topLevel);
-    Walk walk = {arguments, family, container, nullptr, fallback, nullptr, false};
+    Walk walk = {arguments, family, container, nullptr, fallback, nullptr, false, 0};
     walk.emitted = vec_new(MODULE, __LINE__);
     walkArguments(&walk);
     if (topLevel)
