@@ -183,6 +183,36 @@ TEST_F(AlertRaise, AnErrorLimitOf0AllowsNone)
               (Outcome{1, "too many errors (1)\n"}));
 }
 
+TEST_F(AlertRaise, TheErrorLimitIsReportedInTheWordsOfTheLoadedFile)
+{
+    writeFile(pathOf("de_msgs.txt"), "1 E zu viele Fehler: %u\n");
+    EXPECT_EQ(run([] {
+                  alert_loadFile("de_msgs.txt");
+                  alert_setErrorLimit(0);
+                  alert_raise(5, "E", "first");
+              }),
+              (Outcome{1, "zu viele Fehler: 1\n"}));
+    EXPECT_EQ(run([] {
+                  alert_raiseNumber(917); // from the built-in catalogue
+                  alert_loadFile("de_msgs.txt");
+                  switchOnFormats();
+                  alert_setErrorLimit(1);
+                  alert_raiseNumber(917);
+              }),
+              (Outcome{1, "(917) argument too long\n::: advisory: (1) zu viele Fehler: 2\n"}));
+}
+
+TEST_F(AlertRaise, TheErrorLimitIsReportedAsAMessageUnderAnyRule)
+{
+    EXPECT_EQ(run([] {
+                  alert_control(0, ALERT_HIDE_EVERY);
+                  alert_control(1, ALERT_RULE_HIDE_ALL);
+                  alert_setErrorLimit(0);
+                  alert_raise(5, "E", "first");
+              }),
+              (Outcome{1, "too many errors (1)\n"}));
+}
+
 TEST_F(AlertRaise, WarningsCountAsErrorsOnlyWhenAskedTo)
 {
     EXPECT_EQ(run([] {
