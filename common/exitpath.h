@@ -38,10 +38,13 @@ void exitpath_setRoutine(ExitRoutine routine);
 #define ASSERT_AT(line, expression) ASSERT_TEXT_AT(line, expression, #expression)
 
 // The same, for a check whose report reads differently from the code that makes it.
-#define ASSERT_TEXT_AT(line, expression, text)                                                     \
+#define ASSERT_TEXT_AT(line, expression, text) ASSERT_PLACE_AT(MODULE, line, expression, text)
+
+// The same, for a check whose report names another place than the module: the function, say.
+#define ASSERT_PLACE_AT(place, line, expression, text)                                             \
     do {                                                                                           \
         if (!(expression)) [[unlikely]]                                                            \
-            db_assert(text, MODULE, line);                                                         \
+            db_assert(text, place, line);                                                          \
     } while (0)
 
 #endif

@@ -348,9 +348,9 @@ void *osdep_bsearch(const void *key, const void *base, size_t count, size_t size
 
 // ---- Integers in a chosen byte order ----------------------------------------------------------
 //
-// A null stream or value is a broken contract. The little-endian and 8-bit readers and every writer
-// return the number of items moved (1 or 0). After a failed big-endian read the value is
-// unspecified and the stream's state tells.
+// A null stream or value is a broken contract, whose report names the function. The little-endian
+// and 8-bit readers and every writer return the number of items moved (1 or 0). After a failed
+// big-endian read the value is unspecified and the stream's state tells.
 
 size_t osdep_readU8(FILE *f, uint8_t *val);
 size_t osdep_readLEU16(FILE *f, uint16_t *val);

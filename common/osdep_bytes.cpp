@@ -58,9 +58,9 @@ template <Order order, class T> static size_t writeValue(FILE *f, T val)
     return writeItem(f, bytes, sizeof bytes);
 }
 
-// The report's line tells the function: 10 and up the readers, 30 and up the writers.
-#define CHECK_STREAM(line) ASSERT_TEXT_AT(line, f != nullptr, "f != ((void*)0)")
-#define CHECK_VALUE(line)  ASSERT_TEXT_AT(line, val != nullptr, "val != ((void*)0)")
+// The report names the function. Its lines: 10 and up the readers, 30 and up the writers.
+#define CHECK_STREAM(line) ASSERT_PLACE_AT(__func__, line, f != nullptr, "f != ((void*)0)")
+#define CHECK_VALUE(line)  ASSERT_PLACE_AT(__func__, line, val != nullptr, "val != ((void*)0)")
 
 size_t osdep_readU8(FILE *f, uint8_t *val)
 {

@@ -95,6 +95,8 @@ TEST(ExitpathDeathTest, ABrokenContractNamesItsTextPlaceAndNumber)
                 "^Assertion failed - count == 2 \\(tests/exitpath, line 12\\)\n$");
     EXPECT_EXIT(ASSERT_TEXT_AT(34, count == 2, "two"), testing::ExitedWithCode(1),
                 "^Assertion failed - two \\(tests/exitpath, line 34\\)\n$");
+    EXPECT_EXIT(ASSERT_PLACE_AT("countAll", 56, count == 2, "two"), testing::ExitedWithCode(1),
+                "^Assertion failed - two \\(countAll, line 56\\)\n$");
 }
 
 TEST(ExitpathDeathTest, ABrokenContractLeavesThroughTheRoutine)

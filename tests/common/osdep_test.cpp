@@ -428,48 +428,48 @@ TEST(ByteOrder, WritersReportAStreamThatTakesNothing)
     std::fclose(full);
 }
 
-TEST(ByteOrderDeathTest, ANullStreamIsABrokenContract)
+TEST(ByteOrderDeathTest, ANullStreamIsABrokenContractOfTheFunction)
 {
-    const auto dies = [](int line, const std::function<void()> &call) {
+    const auto dies = [](const std::string &function, int line, const std::function<void()> &call) {
         EXPECT_EXIT(call(), testing::ExitedWithCode(1),
-                    "^Assertion failed - f != \\(\\(void\\*\\)0\\) \\(common/osdep, line " +
+                    "^Assertion failed - f != \\(\\(void\\*\\)0\\) \\(" + function + ", line " +
                         std::to_string(line) + "\\)\n$");
     };
     uint8_t u8;
     uint16_t u16;
     uint32_t u32;
     uint64_t u64;
-    dies(10, [&] { osdep_readU8(nullptr, &u8); });
-    dies(12, [&] { osdep_readLEU16(nullptr, &u16); });
-    dies(14, [&] { osdep_readLEU32(nullptr, &u32); });
-    dies(16, [&] { osdep_readLEU64(nullptr, &u64); });
-    dies(18, [&] { osdep_readBEU16(nullptr, &u16); });
-    dies(20, [&] { osdep_readBEU32(nullptr, &u32); });
-    dies(22, [&] { osdep_readBEU64(nullptr, &u64); });
-    dies(30, [] { osdep_writeU8(nullptr, 0); });
-    dies(31, [] { osdep_writeLEU16(nullptr, 0); });
-    dies(32, [] { osdep_writeLEU32(nullptr, 0); });
-    dies(33, [] { osdep_writeLEU64(nullptr, 0); });
-    dies(34, [] { osdep_writeBEU16(nullptr, 0); });
-    dies(35, [] { osdep_writeBEU32(nullptr, 0); });
-    dies(36, [] { osdep_writeBEU64(nullptr, 0); });
+    dies("osdep_readU8", 10, [&] { osdep_readU8(nullptr, &u8); });
+    dies("osdep_readLEU16", 12, [&] { osdep_readLEU16(nullptr, &u16); });
+    dies("osdep_readLEU32", 14, [&] { osdep_readLEU32(nullptr, &u32); });
+    dies("osdep_readLEU64", 16, [&] { osdep_readLEU64(nullptr, &u64); });
+    dies("osdep_readBEU16", 18, [&] { osdep_readBEU16(nullptr, &u16); });
+    dies("osdep_readBEU32", 20, [&] { osdep_readBEU32(nullptr, &u32); });
+    dies("osdep_readBEU64", 22, [&] { osdep_readBEU64(nullptr, &u64); });
+    dies("osdep_writeU8", 30, [] { osdep_writeU8(nullptr, 0); });
+    dies("osdep_writeLEU16", 31, [] { osdep_writeLEU16(nullptr, 0); });
+    dies("osdep_writeLEU32", 32, [] { osdep_writeLEU32(nullptr, 0); });
+    dies("osdep_writeLEU64", 33, [] { osdep_writeLEU64(nullptr, 0); });
+    dies("osdep_writeBEU16", 34, [] { osdep_writeBEU16(nullptr, 0); });
+    dies("osdep_writeBEU32", 35, [] { osdep_writeBEU32(nullptr, 0); });
+    dies("osdep_writeBEU64", 36, [] { osdep_writeBEU64(nullptr, 0); });
 }
 
-TEST(ByteOrderDeathTest, ANullValueIsABrokenContract)
+TEST(ByteOrderDeathTest, ANullValueIsABrokenContractOfTheFunction)
 {
-    const auto dies = [](int line, const std::function<void()> &call) {
+    const auto dies = [](const std::string &function, int line, const std::function<void()> &call) {
         EXPECT_EXIT(call(), testing::ExitedWithCode(1),
-                    "^Assertion failed - val != \\(\\(void\\*\\)0\\) \\(common/osdep, line " +
+                    "^Assertion failed - val != \\(\\(void\\*\\)0\\) \\(" + function + ", line " +
                         std::to_string(line) + "\\)\n$");
     };
     Stream stream("12345678");
-    dies(11, [&] { osdep_readU8(stream.file, nullptr); });
-    dies(13, [&] { osdep_readLEU16(stream.file, nullptr); });
-    dies(15, [&] { osdep_readLEU32(stream.file, nullptr); });
-    dies(17, [&] { osdep_readLEU64(stream.file, nullptr); });
-    dies(19, [&] { osdep_readBEU16(stream.file, nullptr); });
-    dies(21, [&] { osdep_readBEU32(stream.file, nullptr); });
-    dies(23, [&] { osdep_readBEU64(stream.file, nullptr); });
+    dies("osdep_readU8", 11, [&] { osdep_readU8(stream.file, nullptr); });
+    dies("osdep_readLEU16", 13, [&] { osdep_readLEU16(stream.file, nullptr); });
+    dies("osdep_readLEU32", 15, [&] { osdep_readLEU32(stream.file, nullptr); });
+    dies("osdep_readLEU64", 17, [&] { osdep_readLEU64(stream.file, nullptr); });
+    dies("osdep_readBEU16", 19, [&] { osdep_readBEU16(stream.file, nullptr); });
+    dies("osdep_readBEU32", 21, [&] { osdep_readBEU32(stream.file, nullptr); });
+    dies("osdep_readBEU64", 23, [&] { osdep_readBEU64(stream.file, nullptr); });
 }
 
 // ---- Host -------------------------------------------------------------------------------------
