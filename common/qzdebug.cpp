@@ -137,14 +137,6 @@ static void complaintEnd(const ComplaintState &before)
     complaintEnd(before);
 }
 
-void qzdebug_warning(const char *format, ...)
-{
-    va_list values;
-    va_start(values, format);
-    emitWarning(format != nullptr ? format : "(null)", values);
-    va_end(values);
-}
-
 // A complaint of the trace itself. Unlike qzdebug_warning(), which others call and which is always
 // shown (also on the way out after a fatal complaint), it is dropped inside another complaint.
 [[gnu::format(printf, 1, 2)]] static void complain(const char *format, ...)
@@ -173,6 +165,15 @@ static void check(bool holds, const char *expression, uint32_t line)
 {
     if (!holds) [[unlikely]]
         trace_checkFailed(expression, MODULE, line);
+}
+
+void qzdebug_warning(const char *format, ...)
+{
+    check(format != nullptr, "fmt != NULL", 130);
+    va_list values;
+    va_start(values, format);
+    emitWarning(format != nullptr ? format : "(null)", values);
+    va_end(values);
 }
 
 // ---- Indentation ------------------------------------------------------------------------------

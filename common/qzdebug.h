@@ -89,7 +89,8 @@ void trace_argv(int argc, char *const *argv);
 [[gnu::format(printf, 1, 0)]] void trace_vprintf(const char *format, va_list values);
 void trace_puts(const char *text);
 
-// Emits the warning "QZDEBUG (warning): TEXT" through the plain message output.
+// Emits the warning "QZDEBUG (warning): TEXT" through the plain message output, also while no
+// debug-out file is open. A null format is a null argument and shows as "(null)".
 [[gnu::format(printf, 1, 2)]] void qzdebug_warning(const char *format, ...);
 
 // Raises the message that gDebugAssertMode asks for (a fatal one ends the run; nothing in mode 0):

@@ -560,6 +560,7 @@ void misuse_every_operation()
     trace_args(noVector);
     trace_argv(3, nullptr);
     trace_alertFrom(nullptr, noText, 6, "unused");
+    qzdebug_warning(noText);
 #pragma GCC diagnostic pop
 }
 
@@ -578,7 +579,8 @@ TEST_F(QzdebugTest, IgnoredNullArgumentsAreShownOrSkipped)
                              "\nAPP: qzm-cc\nARGS: None\n"
                              "\nAPP: qzm-cc\nARGS: None\n");
     EXPECT_EQ(emitted, "QZDEBUG (warning): tracef (at x:3) contains no lines\n"
-                       "QZDEBUG (warning): trace (at (null):4) contains no lines\n");
+                       "QZDEBUG (warning): trace (at (null):4) contains no lines\n"
+                       "QZDEBUG (warning): (null)\n");
 }
 
 TEST_F(QzdebugTest, NullArgumentsAreReportedAsErrors)
@@ -596,7 +598,8 @@ TEST_F(QzdebugTest, NullArgumentsAreReportedAsErrors)
         null_report(1502, "name != NULL", 80) + null_report(1502, "addr != NULL", 81) +
         null_report(1502, "src != NULL", 82) + null_report(1502, "msg != NULL", 90) +
         null_report(1502, "args != NULL", 110) + null_report(1502, "argv != NULL", 120) +
-        null_report(1502, "alert_func != NULL", 100) + null_report(1502, "src != NULL", 101);
+        null_report(1502, "alert_func != NULL", 100) + null_report(1502, "src != NULL", 101) +
+        null_report(1502, "fmt != NULL", 130) + "QZDEBUG (warning): (null)\n";
     EXPECT_EQ(emitted, expected);
 }
 
@@ -734,8 +737,9 @@ TEST_F(QzdebugTest, NothingHappensWhileTheDebugOutFileIsClosed)
     misuse_every_operation();
     EXPECT_EQ(gDebugTty, nullptr);
     EXPECT_EQ(trace_indentLevel(), 0U);
-    EXPECT_EQ(emitted,
-              null_report(1502, "alert_func != NULL", 100) + null_report(1502, "src != NULL", 101));
+    EXPECT_EQ(emitted, null_report(1502, "alert_func != NULL", 100) +
+                           null_report(1502, "src != NULL", 101) +
+                           null_report(1502, "fmt != NULL", 130) + "QZDEBUG (warning): (null)\n");
 }
 
 // ---- Echo -------------------------------------------------------------------------------------
