@@ -115,6 +115,10 @@ int osdep_restoreInput(int saved);
 // Whether standard input is a terminal.
 int osdep_inputIsTerminal();
 
+// Whether standard output leads to a reader that has gone away: what is written to it is lost, and
+// nobody waits for it.
+int osdep_outputIsAbandoned();
+
 // Has every write to `stream`, an open file, go to the end of the file, wherever another process
 // has moved that in the meantime. 0 on success, else -1.
 int osdep_writeAtEnd(FILE *stream);

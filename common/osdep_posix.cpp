@@ -8,6 +8,7 @@
 #include <ctime>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <sys/utsname.h>
 #include <unistd.h>
@@ -159,12 +160,21 @@ OsdepTime osdep_cpuTime()
     return now;
 }
 
-// ---- Standard input ---------------------------------------------------------------------------
+// ---- Standard input and output ----------------------------------------------------------------
 
 int osdep_inputIsTerminal()
 {
     TRACE_ENTER();
     return TRACE_RETURN("%d", isatty(STDIN_FILENO));
+}
+
+// Asks the descriptor, which still knows when the failed write and its errno are long past.
+int osdep_outputIsAbandoned()
+{
+    TRACE_ENTER();
+    pollfd output = {STDOUT_FILENO, POLLOUT, 0};
+    const int answered = poll(&output, 1, 0);
+    return TRACE_RETURN("%d", answered > 0 && (output.revents & (POLLERR | POLLHUP)) != 0);
 }
 
 int osdep_writeAtEnd(FILE *stream)

@@ -1,6 +1,7 @@
 #define MODULE "driver/help"
 #include "common/alert.h"
 #include "common/exitpath.h"
+#include "common/osdep.h"
 #include "common/qzdebug.h"
 #include "common/stringcache.h"
 #include "common/vector.h"
@@ -73,7 +74,8 @@ bool options_listingWritten()
 {
     TRACE_ENTER();
     const bool written = fflush(stdout) == 0 && ferror(stdout) == 0;
-    if (!written)
+    // A reader that has seen enough is nothing to complain of.
+    if (!written && !osdep_outputIsAbandoned())
         alert_raiseNumber(MESSAGE_NOT_WRITTEN, "standard output");
     return TRACE_RETURN("%d", written);
 }

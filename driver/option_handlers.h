@@ -131,7 +131,7 @@ bool option_hasPrefix(const char *text, const char *prefix);
 void options_printRows(uint32_t mask);
 
 // Whether what was printed on standard output could be written; when not, MESSAGE_NOT_WRITTEN says
-// so.
+// so, and nothing does when its reader has gone away.
 bool options_listingWritten();
 
 // To be called after a listing on standard output: ends the run with status 1 when it could not be
