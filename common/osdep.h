@@ -52,14 +52,16 @@ int osdep_removeTree(const char *path);
 // Runs `program` with the null-terminated `argv` (element 0 is the program as given) and waits for
 // it. Returns its exit status 0-255; -1 when it was killed by a signal (which is reported on
 // standard error) or could not be forked. When the program cannot be executed the call returns -1
-// inside the child process, which the caller must let end.
+// inside the child process, which the caller must let end. Why there was no child to wait for is
+// said in the trace alone.
 int osdep_spawn(const char *program, char *const *argv);
 
 // Runs a command with its standard output and error captured and returns a stream to read them
 // from, or null: for an empty command, a program that does not exist, and a child killed by a
 // signal (after which descriptors 1 and 2 stay on the capture file, see osdep_restoreOutput()).
 // `command` holds the program path, the arguments and a null entry; it is freed on every path. A
-// file that exists and cannot be executed is a command with status 255 and no output.
+// file that exists and cannot be executed is a command with status 255 and no output. The trace
+// says what went wrong.
 FILE *osdep_popen_vecCommand(Vector *command);
 
 // The same from a list of argument strings that a null ends.

@@ -91,6 +91,7 @@ static pid_t startChild(const char *program, char *const *argv)
 
 static void reportSignal(const char *program, int status)
 {
+    TRACE("\"%s\" was ended by signal %d", program, WTERMSIG(status));
     std::fprintf(stderr, "%s: signal %d %s\n", program, WTERMSIG(status),
                  WCOREDUMP(status) ? "- Core dumped" : "");
 }
@@ -248,11 +249,11 @@ static int runCaptured(char *const *argv)
 
 static FILE *capture(char *const *argv, Captured what)
 {
-    if (!saveOutput())
-        return nullptr;
     int descriptor = -1;
-    char *name = osdep_createTempFile(nullptr, &descriptor);
+    char *name = saveOutput() ? osdep_createTempFile(nullptr, &descriptor) : nullptr;
     const bool redirected = name != nullptr && redirectOutput(descriptor, what);
+    if (!redirected)
+        TRACE("could not capture the output of \"%s\": %s", argv[0], std::strerror(errno));
     const int status = redirected ? runCaptured(argv) : -1;
     if (descriptor >= 0)
         close(descriptor);
@@ -272,7 +273,9 @@ static FILE *openCommand(Vector *command, Captured what)
     const auto *program =
         static_cast<const char *>(vec_size(command) == 0 ? nullptr : vec_elementAt(command, 0));
     struct stat info;
-    if (program != nullptr && stat(program, &info) == 0) {
+    if (program != nullptr && stat(program, &info) != 0) {
+        TRACE("could not find \"%s\": %s", program, std::strerror(errno));
+    } else if (program != nullptr) {
         if (vec_top(command) != nullptr)
             vec_add(command, nullptr);
         stream = capture(reinterpret_cast<char *const *>(command->data), what);

@@ -76,9 +76,14 @@ class DebugTest : public SuiteTest {
         EXPECT_EQ(result.err, "");
         EXPECT_EQ(members("qzm_package.zip"), name + "\n");
         EXPECT_EQ(count(inWork(name), "ENTER pack("), 1u);
+        EXPECT_EQ(count(inWork(name), notExecuted), 1u);
         EXPECT_EQ(trace_faults(inWork(name), false), "");
         fs::remove(work + "/qzm_package.zip");
     }
+
+    // What the trace says of it.
+    const std::string notExecuted =
+        "could not execute \"" + suite + "/elm/bin/elm-gcc\": Permission denied\n";
 
     static bool canRead(const char *program)
     {
@@ -381,6 +386,17 @@ TEST_F(DebugTest, AChildThatCannotBeExecutedIsTracedOnceWhenOthersAreDebugged)
     NEEDS("python3");
     NEEDS(DEBUGGER);
     expectOneEnd("--qzdebug=on,zip,adt,out:x,debug:none", "x");
+}
+
+TEST_F(DebugTest, TheTraceSaysWhyElmGccHasNoPartInTheTargetHelp)
+{
+    write(suite + "/bin/deviceSupport.xml",
+          "<?xml version=\"1.0\"?>\n<a><b>\n<c name=\"16z20a\" />\n</b></a>\n");
+    chmod((suite + "/elm/bin/elm-gcc").c_str(), 0644);
+    const RunResult result = run({"--qzdebug=on", "--target-help"}, {.endsEarly = true});
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_NE(inWork("qzm-cc-1.out").find(notExecuted), std::string::npos);
 }
 
 // ---- What goes wrong --------------------------------------------------------------------------

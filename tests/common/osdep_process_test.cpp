@@ -2,6 +2,7 @@
 // signals, happens to a process made for it.
 #include "common/osdep.h"
 #include "common/vector.h"
+#include "tests/common/trace_lines.h"
 
 #include <gtest/gtest.h>
 
@@ -116,6 +117,26 @@ int spawn_shell(const char *script)
 {
     const char *argv[] = {"/bin/sh", "-c", script, nullptr};
     return osdep_spawn("/bin/sh", const_cast<char *const *>(argv));
+}
+
+// Its result; a child that could not become the program ends with status 255.
+int spawn_alone(const char *program)
+{
+    const char *argv[] = {program, nullptr};
+    const pid_t parent = getpid();
+    const int result = osdep_spawn(program, const_cast<char *const *>(argv));
+    if (getpid() != parent)
+        _exit(255);
+    return result;
+}
+
+// What the module says in the trace while `action` runs.
+std::string traced(const std::function<void()> &action)
+{
+    std::string text;
+    for (const std::string &line : trace_lines_while("osdep", action))
+        text += line + "\n";
+    return text;
 }
 
 FILE *capture_shell(const char *script)
@@ -499,6 +520,37 @@ TEST(Spawn, ReturnsMinusOneWhenTheProcessCannotBeForked)
     EXPECT_EQ(run.out + run.err, "");
 }
 
+TEST(Spawn, TracesWhyTheProgramCouldNotBeExecuted)
+{
+    EXPECT_EQ(traced([] { spawn_alone("/nonexistent/program"); }),
+              "could not execute \"/nonexistent/program\": No such file or directory\n");
+    EXPECT_EQ(traced([] { spawn_alone("/etc/passwd"); }),
+              "could not execute \"/etc/passwd\": Permission denied\n");
+}
+
+TEST(Spawn, TracesWhyTheProcessCouldNotBeForked)
+{
+    const Outcome run = in_process([] {
+        if (geteuid() == 0 && setresuid(65534, 65534, 65534) != 0)
+            return NOT_ALLOWED;
+        limit(RLIMIT_NPROC, 0);
+        say(traced([] { spawn_shell("exit 0"); }));
+        end_at_once(true);
+    });
+    if (run.status == NOT_ALLOWED)
+        GTEST_SKIP() << "the user cannot be changed here";
+    EXPECT_EQ(run.out, "could not execute \"/bin/sh\": Resource temporarily unavailable\n");
+}
+
+TEST(Spawn, TracesTheSignalThatEndedTheProgram)
+{
+    const Outcome run = in_process([] {
+        say(traced([] { spawn_shell("kill -9 $$"); }));
+        return 0;
+    });
+    EXPECT_EQ(run.out, "\"/bin/sh\" was ended by signal 9\n");
+}
+
 TEST(Spawn, KeepsWaitingWhenASignalInterruptsIt)
 {
     const Outcome run = in_process([] {
@@ -637,6 +689,27 @@ TEST(Capture, OfAFileThatIsNoProgramHasStatus255)
     ASSERT_NE(stream, nullptr);
     EXPECT_EQ(read_all(stream), "");
     EXPECT_EQ(osdep_pclose(stream), 255);
+}
+
+TEST(Capture, TracesWhyItFailed)
+{
+    const auto failing = [](const char *program) {
+        return traced([program] { osdep_pclose(osdep_popen_command(program, nullptr)); });
+    };
+    EXPECT_EQ(failing("/nonexistent/program"),
+              "could not find \"/nonexistent/program\": No such file or directory\n");
+    EXPECT_EQ(failing("/etc/passwd"), "could not execute \"/etc/passwd\": Permission denied\n");
+    const Outcome run = in_process([]() -> int {
+        const int used = dup(0);
+        close(used);
+        const std::string text = traced([used] {
+            limit(RLIMIT_NOFILE, static_cast<rlim_t>(used) + 2); // the trace and a duplicate
+            capture_shell("exit 0");
+        });
+        say(text);
+        end_at_once(true);
+    });
+    EXPECT_EQ(run.out, "could not capture the output of \"/bin/sh\": Too many open files\n");
 }
 
 TEST(Capture, OfAKilledCommandLeavesTheOutputRedirectedUntilItIsPutBack)
