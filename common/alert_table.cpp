@@ -21,12 +21,15 @@ struct Entry {
     bool fromFile;       // not from the built-in catalogue
     bool checked;        // the text has been compared with the built-in one
     bool ownsText;       // the text is an allocation of its own
+    bool listed;         // it has been at some time: the entry is in the table's list of these
+    uint16_t nextListed; // the number of the next in that list; 0 ends it
 };
 
 struct AlertTable {
     char *fileText;                      // what the file's texts point into, or null
     char *builtinText;                   // the same of the built-in catalogue
     bool complete;                       // the built-in messages have been added
+    uint16_t firstListed;                // of the entries that may own their text; 0: none
     Entry entries[ALERT_MAX_NUMBER + 1]; // by number
 };
 
@@ -188,6 +191,17 @@ static void dropText(Entry *entry)
     entry->ownsText = false;
 }
 
+// Has the end of the table find the entry without a look at all the others, which most often are
+// pages that were never touched.
+static void list(AlertTable *table, Entry *entry)
+{
+    if (entry->listed)
+        return;
+    entry->listed = true;
+    entry->nextListed = table->firstListed;
+    table->firstListed = static_cast<uint16_t>(entry - table->entries);
+}
+
 static void store(const Reader *reader, Entry *entry, const char *kindField, const char *text,
                   uint32_t kind, int32_t level)
 {
@@ -200,6 +214,8 @@ static void store(const Reader *reader, Entry *entry, const char *kindField, con
     entry->fromFile = fromFile;
     entry->checked = !fromFile;
     entry->ownsText = reader->copyTexts;
+    if (entry->ownsText)
+        list(reader->table, entry);
 }
 
 // Takes the line `text`, which a zero ends.
@@ -419,8 +435,10 @@ static AlertTable *newTable()
 void alert_tableDestroy(AlertTable *table)
 {
     TRACE_ENTER("table=%p", static_cast<void *>(table));
-    for (Entry &entry : table->entries)
-        dropText(&entry);
+    for (uint32_t number = table->firstListed; number != 0;) {
+        dropText(&table->entries[number]);
+        number = table->entries[number].nextListed;
+    }
     std::free(table->fileText);
     std::free(table->builtinText);
     std::free(table);
