@@ -3,13 +3,7 @@
 // the option for a child configures the child in the same way.
 #include "common/qzdebug_options.h"
 
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <string>
-
-#include <unistd.h>
 
 #include "common/alert.h"
 #include "common/hash.h"
@@ -18,36 +12,47 @@
 #include "common/qzdebug_internal.h"
 #include "common/skiplist.h"
 #include "common/vector.h"
+#include "fuzz/support.h"
 
 static constexpr uint32_t ALL_FLAGS =
     DEBUG_TRACE | DEBUG_SDB | DEBUG_DWARF | DEBUG_ALERTS | DEBUG_CONTAINERS;
 
-static char s_directory[] = "/tmp/qzfuzzXXXXXX";
-
-static void require(bool condition)
+// A name without a directory is one in the scratch directory, wherever the process is. Nothing else
+// is named so: libFuzzer's own files have a directory. (The linker puts these in the place of the
+// functions they are named for.)
+static std::string inScratch(const char *name)
 {
-    if (!condition)
-        abort();
+    return std::strchr(name, '/') == nullptr ? scratchDirectory() + "/" + name : name;
+}
+
+extern "C" {
+FILE *__real_fopen(const char *name, const char *mode);
+FILE *__wrap_fopen(const char *name, const char *mode)
+{
+    const Noting off(false);
+    return __real_fopen(inScratch(name).c_str(), mode);
+}
+int __real_remove(const char *name);
+int __wrap_remove(const char *name)
+{
+    const Noting off(false);
+    return __real_remove(inScratch(name).c_str());
+}
+int __real__Z16osdep_fileExistsPKc(const char *name);
+int __wrap__Z16osdep_fileExistsPKc(const char *name)
+{
+    const Noting off(false);
+    return __real__Z16osdep_fileExistsPKc(inScratch(name).c_str());
+}
+int __real__Z19osdep_isRegularFilePKc(const char *name);
+int __wrap__Z19osdep_isRegularFilePKc(const char *name)
+{
+    const Noting off(false);
+    return __real__Z19osdep_isRegularFilePKc(inScratch(name).c_str());
+}
 }
 
 static void ignore(const char *) {}
-
-static void removeDirectory()
-{
-    rmdir(s_directory);
-}
-
-static void prepare()
-{
-    static bool prepared;
-    if (prepared)
-        return;
-    prepared = true;
-    require(mkdtemp(s_directory) != nullptr && chdir(s_directory) == 0);
-    atexit(removeDirectory);
-    alert_setOutputHook(ignore);
-    alert_setErrorLimit(UINT32_MAX);
-}
 
 // As in a process that has not seen the option; what it has opened is closed and removed.
 static void reset()
@@ -68,7 +73,7 @@ static void reset()
 
 static void removeFiles(const std::string &list)
 {
-    Vector *names = osdep_readDirectory(".");
+    Vector *names = osdep_readDirectory(scratchDirectory().c_str());
     for (const char *name : vec_each<const char>(names)) {
         const bool isDefault = strncmp(name, "qzm-cc-", 7) == 0;
         require(isDefault || list.find(name) != std::string::npos);
@@ -92,14 +97,19 @@ static std::string shared()
     return text;
 }
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+// What is made once and kept, with strings that are interned.
+static void prepare()
 {
-    const std::string list(reinterpret_cast<const char *>(data),
-                           strnlen(reinterpret_cast<const char *>(data), size));
-    // Other directories are not this target's to write to.
-    if (size == 0 || list.find('/') != std::string::npos)
-        return 0;
-    prepare();
+    alert_setOutputHook(ignore);
+    alert_setErrorLimit(UINT32_MAX);
+    qzdebug_parse("--qzdebug=on,unknown,out");
+    qzdebug_childOption(DBC_QZM, "qzm");
+    reset();
+    removeFiles("");
+}
+
+static void checkParsing(const std::string &list)
+{
     qzdebug_parse(("--qzdebug=" + list).c_str());
     require((gDebugFlags & ~ALL_FLAGS) == 0 && gDebugAssertMode <= 3);
     require(gDebugFlags == 0 || gDebugOut != nullptr);
@@ -114,6 +124,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         require(shared() == before);
         reset();
     }
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    static const bool prepared = (prepare(), true);
+    const std::string list(reinterpret_cast<const char *>(data),
+                           strnlen(reinterpret_cast<const char *>(data), size));
+    // Other directories are not this target's to write to.
+    if (size == 0 || list.find('/') != std::string::npos)
+        return 0;
+    require(prepared);
+    noting([&] { checkParsing(list); });
+    freeNoted();
     removeFiles(list);
     return 0;
 }

@@ -3,28 +3,16 @@
 #include "common/shahash.h"
 
 #include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <optional>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "common/osdep.h"
 #include "common/vector.h"
+#include "fuzz/support.h"
 
 using Entries = std::vector<std::pair<std::string, std::string>>; // name and digest
-
-static void require(bool condition)
-{
-    if (!condition)
-        std::abort();
-}
 
 // The entries of a text, or nothing when it is no list.
 static std::optional<Entries> expectedEntries(const std::string &text)
@@ -67,28 +55,34 @@ static std::optional<Entries> withPrefix(std::optional<Entries> entries, const s
     return entries;
 }
 
-// Whether the list can be read and each of its entries has a digest and a name and matches.
+// Whether the list can be read and each of its entries has a digest and a name and matches, where
+// names are those of the scratch directory.
 static int expectedAnswer(const std::optional<Entries> &entries)
 {
     if (!entries)
         return 0;
-    for (const auto &[name, digest] : *entries)
-        if (digest.empty() || name.empty() || !shahash_checkFile(digest.c_str(), name.c_str()))
+    for (const auto &[name, digest] : *entries) {
+        const std::string path = name[0] == '/' ? name : scratchDirectory() + "/" + name;
+        if (digest.empty() || name.empty() || !shahash_checkFile(digest.c_str(), path.c_str()))
             return 0;
+    }
     return 1;
 }
 
-// Works in a directory of its own, with the files of the seeds.
+// The files of the seeds.
 static void prepare()
 {
-    const char *directory = osdep_tempDir();
-    require(directory != nullptr && chdir(directory) == 0);
-    for (const char *name : {"abc", "two words"}) {
-        FILE *file = std::fopen(name, "wb");
-        require(file != nullptr && std::fputs("abc", file) >= 0);
-        std::fclose(file);
-    }
-    std::free(const_cast<char *>(directory));
+    for (const char *name : {"abc", "two words"})
+        writeFile(scratchDirectory() + "/" + name, "abc");
+}
+
+static void checkList(const std::string &path, const std::string &text)
+{
+    const std::optional<Entries> expected = expectedEntries(text);
+    require(readEntries(path.c_str(), nullptr) == expected);
+    require(readEntries(path.c_str(), "some/where") == withPrefix(expected, "some/where"));
+    const char *directory = scratchDirectory().c_str();
+    require(shahash_checkList(directory, path.c_str()) == expectedAnswer(expected));
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
@@ -99,10 +93,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     require(write(memory, data, size) == static_cast<ssize_t>(size));
     const std::string path = "/proc/self/fd/" + std::to_string(memory);
     const std::string text(reinterpret_cast<const char *>(data), size);
-    const std::optional<Entries> expected = expectedEntries(text);
-    require(readEntries(path.c_str(), nullptr) == expected);
-    require(readEntries(path.c_str(), "some/where") == withPrefix(expected, "some/where"));
-    require(shahash_checkList(nullptr, path.c_str()) == expectedAnswer(expected));
+    noting([&] { checkList(path, text); });
+    freeNoted();
     close(memory);
     return 0;
 }

@@ -1,16 +1,7 @@
 // Path names made of any bytes: the properties that hold for every one of them.
 #include "common/osdep.h"
 
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <string>
-
-static void require(bool holds)
-{
-    if (!holds)
-        std::abort();
-}
+#include "fuzz/support.h"
 
 // Takes over a string that the function under test has made; it must have made one.
 static std::string taken(char *text)

@@ -1,54 +1,20 @@
 // The splitter of response files and the intake of what it gives, over any bytes: every token is
 // within the limit, nothing is lost that the count promises, and the intake drops what is empty.
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-
-#include <unistd.h>
 
 #include "common/alert.h"
 #include "common/cmdline.h"
 #include "common/osdep.h"
+#include "common/qzdebug_internal.h"
 #include "common/vector.h"
+#include "fuzz/support.h"
 
 static const size_t LONGEST_TOKEN = 2047;
 
-static void require(bool condition)
-{
-    if (!condition)
-        abort();
-}
-
 static void ignore(const char *) {}
 
-// A file of this process, removed at its end, and the argument "@FILE".
-static char s_argument[64] = "@";
-static const char *const s_file = s_argument + 1;
-
-static void remove_file()
-{
-    std::remove(s_file);
-}
-
-static void prepare()
-{
-    std::strcpy(s_argument + 1, "/tmp/response_file_fuzz.XXXXXX");
-    const int descriptor = mkstemp(s_argument + 1);
-    require(descriptor >= 0);
-    close(descriptor);
-    atexit(remove_file);
-    alert_setOutputHook(ignore);
-    alert_setErrorLimit(UINT32_MAX); // message 917 is no reason to stop
-}
-
-static void write_input(const uint8_t *data, size_t size)
-{
-    FILE *file = std::fopen(s_file, "wb");
-    require(file != nullptr);
-    require(size == 0 || std::fwrite(data, 1, size, file) == size);
-    require(std::fclose(file) == 0);
-}
+static std::string s_argument; // "@FILE"
+static const char *s_file;
 
 // Checks the array and counts its tokens that are not empty.
 static uint32_t check_entries(char **entries)
@@ -78,19 +44,43 @@ static bool names_a_file(char **entries)
 static void check_intake(uint32_t expected)
 {
     char name[] = "name";
-    char *argv[] = {name, s_argument, nullptr};
-    Vector *arguments = cmdline_args(2, argv, nullptr);
+    char *argv[] = {name, s_argument.data(), nullptr};
+    Vector *arguments = noting([&] { return cmdline_args(2, argv, nullptr); });
     require(vec_size(arguments) == expected);
     for (const char *argument : vec_each<const char>(arguments))
         require(*argument != '\0' && std::strlen(argument) <= LONGEST_TOKEN);
     vec_destroy(arguments);
+    const int input = osdep_redirectInput("/dev/null");
+    cmdline_readArgs(0, "name"); // lets go of what the reading before it keeps
+    require(input >= 0 && osdep_restoreInput(input) == 0);
+    freeNoted();
+}
+
+// The program's name and the messages are kept, and so must not be noted.
+static void keepWhatStays()
+{
+    char name[] = "name";
+    char *argv[] = {name, nullptr};
+    vec_destroy(cmdline_args(1, argv, nullptr));
+    alert_raiseNumber(917);
+}
+
+static void prepare()
+{
+    s_argument = "@" + scratchDirectory() + "/file";
+    s_file = s_argument.c_str() + 1;
+    alert_setOutputHook(ignore);
+    alert_setErrorLimit(UINT32_MAX); // message 917 is no reason to stop
+    gDebugSettings.parsed = true;    // its files are no part of this target
+    writeFile(s_file, "");
+    keepWhatStays();
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    if (*s_file == '\0')
-        prepare();
-    write_input(data, size);
+    static const bool prepared = (prepare(), true);
+    require(prepared);
+    writeFile(s_file, std::string(reinterpret_cast<const char *>(data), size));
     int input = osdep_redirectInput(s_file);
     require(input >= 0);
     while (cmdline_readArgs(1, "name")[1] != nullptr) // line by line, up to one without a token
