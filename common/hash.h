@@ -10,7 +10,9 @@
 // Each entry remembers its key's full hash, so walking a chain costs one comparison of numbers an
 // entry and the keys are compared only where the hashes agree; a table in which an insert met a
 // long chain gets an index, so that keys that collide, by chance or by somebody's will, cost no
-// more than others. Visiting order everywhere is bucket by bucket, oldest entry first.
+// more than others. With a comparison of the caller's own that holds for keys that share a bucket;
+// keys whose full hashes are equal are then compared one by one. Visiting order everywhere is
+// bucket by bucket, oldest entry first.
 #ifndef COMMON_HASH_H
 #define COMMON_HASH_H
 

@@ -18,12 +18,14 @@ struct ChainEnd {
     uint32_t length;  // entries in front of it
 };
 
+using SpreadFunction = uint32_t (*)(const void *key);
+
 struct HashIndex {
     uint32_t mask;  // number of slots, a power of two, less one
     uint32_t shift; // 32 less the logarithm of that number
     HashSlot *slots;
-    ChainEnd *ends; // for each bucket
-    bool secret;    // the keys are texts, spread by what they are and a secret, not by their hash
+    ChainEnd *ends;        // for each bucket
+    SpreadFunction secret; // spreads a key by what it is and a secret; null: its hash is spread
 };
 
 static constexpr uint32_t SMALLEST_LOG = 10;
@@ -46,33 +48,74 @@ static Secret newSecret(const void *heap)
     const uint64_t moment =
         static_cast<uint64_t>(now.tv_sec) << 30 ^ static_cast<uint64_t>(now.tv_nsec);
     uint64_t sum = moment * golden;
-    const auto stir = [&sum](uint64_t value) {
+    const auto add = [&sum](uint64_t value) {
         sum = (sum ^ sum >> 31 ^ value) * golden;
         return sum ^ sum >> 29;
     };
-    stir(reinterpret_cast<uintptr_t>(&now));
-    const uint64_t start = stir(reinterpret_cast<uintptr_t>(heap));
-    return {start, stir(start) | 1};
+    add(reinterpret_cast<uintptr_t>(&now));
+    const uint64_t start = add(reinterpret_cast<uintptr_t>(heap));
+    return {start, add(start) | 1};
 }
 
 static Secret s_secret;
 
-// Texts with equal hashes are easily made, in any number. To make them collide here, too, one would
+// Keys with equal hashes are easily made, in any number. To make them collide here, too, one would
 // have to know the secret.
+static uint64_t stir(uint64_t spread, uint64_t value)
+{
+    spread = (spread ^ value) * s_secret.factor;
+    return spread ^ spread >> 32;
+}
+
+static uint32_t highBits(uint64_t spread)
+{
+    return static_cast<uint32_t>(spread * s_secret.factor >> 32);
+}
+
 static uint32_t spreadText(const void *text)
 {
     uint64_t spread = s_secret.start;
-    for (const auto *c = static_cast<const uint8_t *>(text); *c != 0; ++c) {
-        spread = (spread ^ *c) * s_secret.factor;
-        spread ^= spread >> 32;
+    for (const auto *c = static_cast<const uint8_t *>(text); *c != 0; ++c)
+        spread = stir(spread, *c);
+    return highBits(spread);
+}
+
+static uint32_t spreadTextNoCase(const void *text)
+{
+    uint64_t spread = s_secret.start;
+    for (const auto *c = static_cast<const uint8_t *>(text); *c != 0; ++c)
+        spread = stir(spread, hash_foldCase(*c));
+    return highBits(spread);
+}
+
+static uint32_t spreadPointer(const void *pointer)
+{
+    return highBits(stir(s_secret.start, reinterpret_cast<uintptr_t>(pointer)));
+}
+
+// How to spread the keys that a comparison of this library tells apart, so that equal ones stay
+// together; null for a comparison of the caller's own, of which only the hash is known.
+static SpreadFunction secretSpread(HashCompare compare)
+{
+    static constexpr struct {
+        HashCompare compare;
+        SpreadFunction spread;
+    } rows[] = {
+        {hash_stringCompare, spreadText},
+        {hash_stringCompareNoCase, spreadTextNoCase},
+        {voidcmp, spreadPointer},
+    };
+    for (const auto &row : rows) {
+        if (row.compare == compare)
+            return row.spread;
     }
-    return static_cast<uint32_t>(spread * s_secret.factor >> 32);
+    return nullptr;
 }
 
 // The number whose high bits say where a key's entry is to be looked for. Equal keys have the same.
 static uint32_t spreadOf(const HashIndex *index, const void *key, uint32_t hash)
 {
-    return index->secret ? spreadText(key) : hash * 0x9E3779B1U;
+    return index->secret != nullptr ? index->secret(key) : hash * 0x9E3779B1U;
 }
 
 // ---- Slots ------------------------------------------------------------------------------------
@@ -118,13 +161,14 @@ static void moveSlots(HashTable *table, bool anew)
     std::free(old);
 }
 
-// Spreads the texts by the secret from now on.
+// Spreads the keys by the secret from now on, where there is a way to.
 [[gnu::cold]] static void keepSecret(HashTable *table)
 {
     if (s_secret.factor == 0)
         s_secret = newSecret(table->index);
-    table->index->secret = true;
-    moveSlots(table, true);
+    table->index->secret = secretSpread(table->compare);
+    if (table->index->secret != nullptr)
+        moveSlots(table, true);
 }
 
 static uint32_t findSlot(const HashIndex *index, const HashEntry *entry)
@@ -201,7 +245,7 @@ void hash_indexAdd(HashTable *table, HashEntry **link)
     end->link = &entry->next;
     ++end->length;
     const HashSlot slot = {entry, link, spreadOf(index, entry->key, entry->hash)};
-    if (placeSlot(index, slot) > CROWD && !index->secret && table->compare == hash_stringCompare)
+    if (placeSlot(index, slot) > CROWD && index->secret == nullptr)
         keepSecret(table);
 }
 

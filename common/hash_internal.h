@@ -18,6 +18,12 @@ struct HashPlace {
     uint32_t passed;  // entries of the chain in front of it
 };
 
+// The byte in lower case: only A-Z change, whatever the locale.
+inline uint8_t hash_foldCase(uint8_t c)
+{
+    return c >= 'A' && c <= 'Z' ? static_cast<uint8_t>(c + 32) : c;
+}
+
 // Finds the place of `key`, whose full hash is given.
 HashPlace hash_locate(const HashTable *table, const void *key, uint32_t hash);
 
@@ -28,9 +34,9 @@ void hash_insertAt(HashTable *table, HashPlace place, const void *key, const voi
 // The index: a second way to an entry that does not walk its chain, built when an insert has passed
 // a long one (the bucket count is fixed, and whoever chooses the keys may choose them to collide).
 // The chains stay as they are and keep the order of visiting. Where too many keys of one hash come
-// together in a table of texts, compared by hash_stringCompare(), the index goes over to spreading
-// them by a function that differs from run to run: texts made to collide are found as fast as
-// others.
+// together, the index goes over to spreading the keys by a function that differs from run to run:
+// keys made to collide are found as fast as others. That takes a comparison that the index knows:
+// hash_stringCompare(), hash_stringCompareNoCase() or voidcmp().
 
 // Builds the index of a table that has none.
 void hash_indexBuild(HashTable *table);

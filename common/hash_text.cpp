@@ -1,15 +1,9 @@
 #define MODULE "common/hash"
-#include "common/hash.h"
+#include "common/hash_internal.h"
 
 #include <cstring>
 
 static constexpr uint32_t SEED = 5381;
-
-// Only A-Z, whatever the locale.
-static uint8_t fold(uint8_t c)
-{
-    return c >= 'A' && c <= 'Z' ? static_cast<uint8_t>(c + 32) : c;
-}
 
 static uint32_t addByte(uint32_t hash, uint8_t c)
 {
@@ -28,7 +22,7 @@ uint32_t hash_stringNoCase(const void *text)
 {
     uint32_t hash = SEED;
     for (const auto *c = static_cast<const uint8_t *>(text); *c != 0; ++c)
-        hash = addByte(hash, fold(*c));
+        hash = addByte(hash, hash_foldCase(*c));
     return hash;
 }
 
@@ -50,9 +44,9 @@ int hash_stringCompareNoCase(const void *a, const void *b)
 {
     const auto *left = static_cast<const uint8_t *>(a);
     const auto *right = static_cast<const uint8_t *>(b);
-    while (*left != 0 && fold(*left) == fold(*right)) {
+    while (*left != 0 && hash_foldCase(*left) == hash_foldCase(*right)) {
         ++left;
         ++right;
     }
-    return fold(*left) - fold(*right);
+    return hash_foldCase(*left) - hash_foldCase(*right);
 }

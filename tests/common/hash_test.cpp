@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "common/hash.h"
+#include "common/stringcache.h"
 #include "common/vector.h"
 #include "tests/common/colliding_texts.h"
 #include "tests/common/report_lines.h"
@@ -459,6 +460,106 @@ TEST(HashIndex, TextsMadeToCollideCostNoMoreThanOthers)
     EXPECT_EQ(contents(table), Pairs());
     hash_destroy(table);
     EXPECT_LT(std::clock() - start, CLOCKS_PER_SEC);
+}
+
+// How often the comparisons of texts have been called: the linker puts these in their places.
+static uint64_t s_compared;
+
+extern "C" {
+int __real__Z18hash_stringComparePKvS0_(const void *a, const void *b);
+int __real__Z24hash_stringCompareNoCasePKvS0_(const void *a, const void *b);
+int __wrap__Z18hash_stringComparePKvS0_(const void *a, const void *b);
+int __wrap__Z24hash_stringCompareNoCasePKvS0_(const void *a, const void *b);
+}
+
+int __wrap__Z18hash_stringComparePKvS0_(const void *a, const void *b)
+{
+    ++s_compared;
+    return __real__Z18hash_stringComparePKvS0_(a, b);
+}
+
+int __wrap__Z24hash_stringCompareNoCasePKvS0_(const void *a, const void *b)
+{
+    ++s_compared;
+    return __real__Z24hash_stringCompareNoCasePKvS0_(a, b);
+}
+
+// Inserts every key with itself as value, looks each up, in a copy, too, and removes it, the newest
+// first: its chain is the longest then. The keys are all in one bucket.
+static void useEveryKey(HashTable *table, const std::vector<const void *> &keys)
+{
+    for (const void *key : keys)
+        ASSERT_EQ(hash_insert_func(table, key, key, MODULE, 2), 1);
+    HashTable *copy = hash_copy(nullptr, table, MODULE, 3);
+    for (const void *key : keys) {
+        ASSERT_EQ(hash_get(table, key), key);
+        ASSERT_EQ(hash_get(copy, key), key);
+        ASSERT_EQ(hash_insert_func(table, key, nullptr, MODULE, 2), 0);
+    }
+    Vector *visited = hash_keys(copy);
+    ASSERT_EQ(vec_size(visited), keys.size());
+    for (uint32_t i = 0; i < keys.size(); ++i)
+        ASSERT_EQ(vec_elementAt(visited, i), keys[i]);
+    vec_destroy(visited);
+    hash_destroy(copy);
+    for (size_t i = keys.size(); i-- != 0;)
+        ASSERT_EQ(hash_remove(table, keys[i]), keys[i]);
+    ASSERT_EQ(hash_count(table), 0U);
+    hash_destroy(table);
+}
+
+static constexpr unsigned KEYS = 32768;
+
+// The comparisons that all of this takes with texts of one hash.
+static uint64_t comparisonsOf(HashFunction hash, HashCompare compare, const char *const (&pairs)[2])
+{
+    const std::vector<std::string> texts = collidingTexts(KEYS, pairs);
+    std::vector<const void *> keys;
+    for (const std::string &text : texts) {
+        EXPECT_EQ(hash(text.c_str()), hash(texts[0].c_str()));
+        keys.push_back(text.c_str());
+    }
+    s_compared = 0;
+    useEveryKey(hash_new_func(199, hash, compare, MODULE, 1), keys);
+    return s_compared;
+}
+
+TEST(HashIndex, TextsThatCollideTakeAFewComparisonsEach)
+{
+    // The first of them meet all that came before, until there are too many to be an accident.
+    static constexpr uint64_t first = 300 * 300 / 2;
+    EXPECT_LE(comparisonsOf(hash_string, hash_stringCompare, COLLIDING), first + KEYS * 5);
+    EXPECT_LE(comparisonsOf(hash_stringNoCase, hash_stringCompareNoCase, COLLIDING_NO_CASE),
+              first + KEYS * 5);
+}
+
+TEST(HashIndex, TextsThatDifferInCaseAloneStayOneKeyHoweverManyCollide)
+{
+    const std::vector<std::string> texts = collidingTexts(1000, COLLIDING_NO_CASE);
+    HashTable *table = hash_new_func(7, hash_stringNoCase, hash_stringCompareNoCase, MODULE, 1);
+    for (const std::string &text : texts)
+        EXPECT_EQ(insert(table, text.c_str(), text.c_str()), 1);
+    for (const std::string &text : texts)
+        EXPECT_EQ(get(table, cache_upper(text.c_str())), text);
+    hash_destroy(table);
+}
+
+// Processor time for all of this with pointers that lie `step` apart.
+static std::clock_t timeOf(HashFunction hash, uintptr_t step)
+{
+    std::vector<const void *> keys;
+    for (uintptr_t n = 1; n <= KEYS; ++n)
+        keys.push_back(number(n * step));
+    const std::clock_t start = std::clock();
+    useEveryKey(hash_new_func(1, hash, nullptr, MODULE, 1), keys);
+    return std::clock() - start;
+}
+
+TEST(HashIndex, PointersThatCollideTakeAboutAsLongAsOthers)
+{
+    const std::clock_t others = timeOf(nullptr, 16) + CLOCKS_PER_SEC / 1000;
+    EXPECT_LT(timeOf(nullptr, uintptr_t{1} << 32), others * 20);
+    EXPECT_LT(timeOf(sameHash, 16), others * 20);
 }
 
 TEST(HashIndex, EntriesMayBeRemovedFromTheMiddleOfACollidingChain)
