@@ -32,20 +32,21 @@ using CmdlineVisitor = void (*)(const char *argument);
 int cmdline_driver(int argc, char **argv, CmdlineProcess options_process, unsigned spawnFlag,
                    const int *verbosity);
 
-// Takes in `argc` arguments: skips the first (the program's name, remembered on the first call),
-// drops empty ones, puts the arguments of response files ("@file", nested up to 100 levels deep)
-// in their place, and removes the backslash before blanks, quotes and backslashes. Returns a new
-// vector of interned strings, the caller's to destroy. `perArgument` may be null. What cannot be
-// read as a file stays as it is written. While a response file is read it is standard input; then
-// standard input is what it was. A response file that names itself, nests too deep or fails while
-// it is read, and files whose arguments would take more than 64 MiB of memory together, end the run
-// (messages 918 to 921).
+// Takes in the `argc` strings of `argv`, none of them null: skips the first (the program's name,
+// remembered on the first call), drops empty ones, puts the arguments of response files ("@file",
+// nested up to 100 levels deep) in their place, and removes the backslash before blanks, quotes and
+// backslashes. Returns a new vector of interned strings, the caller's to destroy. `perArgument` may
+// be null. What cannot be read as a file stays as it is written. While a response file is read it
+// is standard input; then standard input is what it was. A response file that names itself, nests
+// too deep or fails while it is read, and files whose arguments would take more than 64 MiB of
+// memory together, end the run (messages 918 to 921).
 Vector *cmdline_args(int argc, char **argv, CmdlineVisitor perArgument);
 
 // Splits standard input into arguments: the whole of it, or one line. Entry 0 of the result is a
-// copy of `promptName`; a null entry ends it. The array and its strings belong to the module and
-// stand until the next call, which cmdline_args() also makes for a response file. A token of more
-// than 2047 characters is cut, reported as message 917, and ends the reading.
+// copy of `promptName`, which may not be null; a null entry ends it. The array and its strings
+// belong to the module and stand until the next call, which cmdline_args() also makes for a
+// response file. A token of more than 2047 characters is cut, reported as message 917, and ends the
+// reading.
 char **cmdline_readArgs(int singleLine, const char *promptName);
 
 // The number of entries that the last cmdline_readArgs() left, entry 0 included; 0 before the

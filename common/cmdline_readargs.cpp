@@ -9,6 +9,7 @@
 
 #include "common/alert.h"
 #include "common/cmdline_internal.h"
+#include "common/exitpath.h"
 #include "common/memory.h"
 #include "common/osdep.h"
 #include "common/qzdebug.h"
@@ -235,6 +236,7 @@ char **cmdline_readWithin(CmdlineReading *reading, const char *promptName)
 char **cmdline_readArgs(int singleLine, const char *promptName)
 {
     TRACE_ENTER("singleLine=%d, promptName=\"%s\"", singleLine, promptName);
+    ASSERT_AT(50, promptName != NULL);
     CmdlineReading reading = {};
     reading.singleLine = singleLine;
     reading.keepEmpty = 1;

@@ -27,7 +27,8 @@ static bool isEntry(const char *extension, const char *entry, size_t length)
 
 int valid_ext(const char *name, const char *list)
 {
-    TRACE_ENTER("name=\"%s\", list=\"%s\"", name == nullptr ? "(null)" : name, list);
+    TRACE_ENTER("name=\"%s\", list=\"%s\"", name == nullptr ? "(null)" : name,
+                list == nullptr ? "(null)" : list);
     if (name == nullptr) {
         TRACE("input file name was NULL");
         return TRACE_RETURN("%d", 0);
@@ -37,6 +38,8 @@ int valid_ext(const char *name, const char *list)
         TRACE("file \"%s\" has no extension", name);
         return TRACE_RETURN("%d", 0);
     }
+    if (list == nullptr)
+        list = "";
     for (const char *entry = list; *entry != '\0';) {
         const size_t length = strcspn(entry, ",;:");
         if (isEntry(extension, entry, length)) {
@@ -261,13 +264,30 @@ static bool copyStreams(FILE *source, const char *sourceName, FILE *destination,
     return TRACE_RETURN("%d", ok);
 }
 
+// How the destination is opened in a mode of copyfile_helper(); null when there is no such mode.
+static const char *openingOf(const char *mode)
+{
+    TRACE_ENTER("mode=\"%s\"", mode == nullptr ? "(null)" : mode);
+    const char *opening = nullptr;
+    if (mode != nullptr && strcmp(mode, "copied") == 0)
+        opening = "wb";
+    else if (mode != nullptr && strcmp(mode, "appended") == 0)
+        opening = "ab";
+    return TRACE_RETURN("\"%s\"", opening);
+}
+
 int copyfile_helper(const char *source, const char *destination, const char *mode)
 {
     TRACE_ENTER("source=\"%s\", destination=\"%s\", mode=\"%s\"",
                 source == nullptr ? "(null)" : source,
-                destination == nullptr ? "(null)" : destination, mode);
+                destination == nullptr ? "(null)" : destination, mode == nullptr ? "(null)" : mode);
     if (source == nullptr || destination == nullptr) {
         TRACE("input file name was NULL");
+        return TRACE_RETURN("%d", 0);
+    }
+    const char *opening = openingOf(mode);
+    if (opening == nullptr) {
+        TRACE("a file is \"copied\" or \"appended\"");
         return TRACE_RETURN("%d", 0);
     }
     if (strcmp(source, destination) == 0 || osdep_sameFile(source, destination)) {
@@ -279,7 +299,7 @@ int copyfile_helper(const char *source, const char *destination, const char *mod
         TRACE("could not open source file \"%s\", error: %d", source, errno);
         return TRACE_RETURN("%d", 0);
     }
-    FILE *out = fopen(destination, strcmp(mode, "appended") == 0 ? "ab" : "wb");
+    FILE *out = fopen(destination, opening);
     if (out == nullptr) {
         TRACE("could not open destination file \"%s\", error: %d", destination, errno);
         fclose(in);

@@ -6,11 +6,11 @@
 //     if (fileid_is_asm_fid(type)) ...
 //
 // Every predicate returns a plain answer and explains itself in the trace only; nothing here
-// reports to the user. A null name or stream is answered with 0. Files are looked at, never
-// changed, and are not trusted: lying counts and sizes, endless names and truncated data get the
-// answer "no", in time and memory bounded by the bytes really there. Named pipes, devices and
-// directories are there, but never opened: they get the answer of a file that cannot be read. The
-// formats are described in docs/object-files.md.
+// reports to the user. A null name, stream or record is answered with 0 (or null). Files are looked
+// at, never changed, and are not trusted: lying counts and sizes, endless names and truncated data
+// get the answer "no", in time and memory bounded by the bytes really there. Named pipes, devices
+// and directories are there, but never opened: they get the answer of a file that cannot be read.
+// The formats are described in docs/object-files.md.
 #ifndef COMMON_FILEUTILS_H
 #define COMMON_FILEUTILS_H
 
@@ -114,7 +114,7 @@ struct ObjectRecord {
 uint64_t fileid(const char *name);
 
 // 1 if the name has an extension and it is one of the list's, which ",", ";" and ":" separate
-// ("p1:o"). Upper and lower case differ.
+// ("p1:o"). Upper and lower case differ. A null list is an empty one: nothing is on it.
 int valid_ext(const char *name, const char *list);
 
 // The type word of a 32-bit ELF file (FILEID_ELF_ORB ...), or 0. The stream form reads from where
@@ -145,10 +145,11 @@ int fileid_is_asm_fid(uint64_t flags);
 int getrec(FILE *stream, ObjectRecord *record);
 
 // Copies (mode "copied") or appends (mode "appended") one file to another. 1 when every byte is
-// written and both files are closed without an error, else 0: also when both names mean the same
-// file, by whatever path or link, or the source is no regular file; the destination is then
-// untouched. A copy that fails half-way leaves the part it has written. The destination may be
-// anything that can be written to; a named pipe there is waited for.
+// written and both files are closed without an error, else 0: also for any other mode, null among
+// them, when both names mean the same file, by whatever path or link, or the source is not a
+// regular file; the destination is then untouched. A copy that fails half-way leaves the part it
+// has written. The destination may be anything that can be written to; a named pipe there is waited
+// for.
 int copyfile_helper(const char *source, const char *destination, const char *mode);
 
 // Reads a NUL-terminated string of at most 65535 characters. The result is the caller's to free();

@@ -108,6 +108,7 @@ HashTable *hash_new_func(uint32_t size, HashFunction hash, HashCompare compare, 
 
 void hash_clear(HashTable *table)
 {
+    ASSERT_AT(165, table != NULL);
     hash_indexDrop(table);
     for (uint32_t i = 0; i < table->size; ++i) {
         freeChain(table->buckets[i]);
@@ -148,6 +149,7 @@ HashPlace hash_locate(const HashTable *table, const void *key, uint32_t hash)
 
 static HashPlace locate(const HashTable *table, const void *key)
 {
+    ASSERT_AT(230, table != NULL);
     return hash_locate(table, key, table->hash(key));
 }
 
@@ -248,6 +250,8 @@ uint32_t hash_count(const HashTable *h)
 
 int hash_foreach(const HashTable *table, void *context, HashVisitor visitor)
 {
+    ASSERT_AT(275, table != NULL);
+    ASSERT_AT(276, visitor != NULL);
     for (uint32_t i = 0; i < table->size; ++i) {
         for (HashEntry *node = table->buckets[i]; node != nullptr;) {
             HashEntry *next = node->next; // the visitor may remove the entry
@@ -273,6 +277,7 @@ static int addKey(void *context, const void *key, void *)
 
 Vector *hash_values(const HashTable *table)
 {
+    ASSERT_AT(292, table != NULL);
     Vector *values = vec_new(MODULE, 293);
     hash_foreach(table, values, addValue);
     return values;
@@ -280,6 +285,7 @@ Vector *hash_values(const HashTable *table)
 
 Vector *hash_keys(const HashTable *table)
 {
+    ASSERT_AT(309, table != NULL);
     Vector *keys = vec_new(MODULE, 310);
     hash_foreach(table, keys, addKey);
     return keys;

@@ -13,6 +13,8 @@
 // more than others. With a comparison of the caller's own that holds for keys that share a bucket;
 // keys whose full hashes are equal are then compared one by one. Visiting order everywhere is
 // bucket by bucket, oldest entry first.
+//
+// A null table is a broken contract and ends the run unless a function says otherwise.
 #ifndef COMMON_HASH_H
 #define COMMON_HASH_H
 
@@ -76,7 +78,10 @@ int hash_stringCompareNoCase(const void *a, const void *b);
 HashTable *hash_new_func(uint32_t size, HashFunction hash, HashCompare compare, const char *file,
                          uint32_t line);
 
-// Adds the pair and returns 1; returns 0 and changes nothing when an equal key is present.
+// Adds the pair and returns 1; returns 0 and changes nothing when an equal key is present. Keys and
+// values may be null as far as the table's functions allow; a null value cannot be told from an
+// absent key by hash_get() and hash_remove(). `file` and `line` are the caller's own: when the
+// bucket is not empty and the table is recorded, the trace line about the clash is located there.
 int hash_insert_func(HashTable *table, const void *key, const void *value, const char *file,
                      uint32_t line);
 
@@ -91,11 +96,12 @@ int hash_haskey(const HashTable *table, const void *key);
 // Removes an equal key's entry and returns its value, or null when it is absent.
 void *hash_remove(HashTable *table, const void *key);
 
-// The number of entries. The table must not be null.
+// The number of entries.
 uint32_t hash_count(const HashTable *table);
 
 // Calls visitor(context, key, value) for each entry; stops at and returns the first non-zero
-// result, else returns 0. The visitor may remove the entry it was called for, but no other.
+// result, else returns 0. The visitor may remove the entry it was called for, but no other; it
+// must not be null.
 int hash_foreach(const HashTable *table, void *context, HashVisitor visitor);
 
 // New vectors of all values or keys, owned by the caller.

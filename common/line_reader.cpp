@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "common/exitpath.h"
 #include "common/memory.h"
 #include "common/qzdebug.h"
 
@@ -13,6 +14,8 @@ static constexpr size_t FIRST_CAPACITY = 4096;
 void lines_start(LineReader *reader, FILE *stream)
 {
     TRACE_ENTER("stream=%p", static_cast<void *>(stream));
+    ASSERT_AT(10, reader != NULL);
+    ASSERT_AT(11, stream != NULL);
     *reader = {};
     reader->stream = stream;
     TRACE_LEAVE();
@@ -61,6 +64,7 @@ static const char *takeLine(LineReader *reader, size_t length, size_t skipped)
 
 const char *lines_next(LineReader *reader)
 {
+    ASSERT_AT(20, reader != NULL);
     size_t searched = 0; // characters of the line known to hold no line feed
     while (!reader->failed) {
         const size_t held = reader->end - reader->start;
@@ -83,6 +87,7 @@ const char *lines_next(LineReader *reader)
 bool lines_finish(LineReader *reader)
 {
     TRACE_ENTER();
+    ASSERT_AT(30, reader != NULL);
     std::free(reader->buffer);
     reader->buffer = nullptr;
     return TRACE_RETURN("%d", !reader->failed);

@@ -7,7 +7,8 @@
 //     if (!lines_finish(&reader)) ...          // it ended early
 //
 // A line is everything up to a line feed or the end of the input; the line feed is taken off, a
-// carriage return is kept. A NUL inside a line ends the text of that line for the caller.
+// carriage return is kept. A NUL inside a line ends the text of that line for the caller. A null
+// reader or stream is a broken contract and ends the run.
 #ifndef COMMON_LINE_READER_H
 #define COMMON_LINE_READER_H
 

@@ -56,12 +56,14 @@ void *xrealloc_must(void *old, uint64_t used, uint64_t size)
 
 char *xstrndup_must(const char *text, uint64_t length)
 {
+    ASSERT_AT(20, text != NULL);
     void *copy = xmalloc_must(length + 1); // comes zero-filled
     return static_cast<char *>(std::memcpy(copy, text, length));
 }
 
 char *xstrdup_must(const char *text)
 {
+    ASSERT_AT(30, text != NULL);
     return xstrndup_must(text, std::strlen(text));
 }
 

@@ -25,7 +25,7 @@ void *xmalloc_must(uint64_t size);
 void *xrealloc_must(void *old, uint64_t used, uint64_t size);
 
 // Returns a new copy of a string, or of the first `length` characters of `text`, which has at least
-// as many. Fail as xmalloc_must() does.
+// as many. Fail as xmalloc_must() does. A null text is a broken contract and ends the run.
 char *xstrdup_must(const char *text);
 char *xstrndup_must(const char *text, uint64_t length);
 
@@ -37,7 +37,7 @@ char *xstrcat_free(char *a, const char *b);
 
 // Returns a new string holding the formatted text, cut at 4095 characters. A longer result is not
 // an error: "buffer overflow in vsnprintf" (without a line end) goes to standard error and the text
-// is truncated; callers rely on the cap.
+// is truncated; callers rely on the cap. The format may not be null.
 [[gnu::format(printf, 1, 2)]] char *xsprintf(const char *format, ...);
 [[gnu::format(printf, 1, 0)]] char *xvsprintf(const char *format, va_list values);
 

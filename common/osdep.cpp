@@ -148,6 +148,7 @@ void osdep_qsort(void *vbase, size_t count, size_t size, OsdepCompare compare)
         return;
     }
     ASSERT_AT(1, vbase);
+    ASSERT_AT(2, compare);
     char stack_buffer[STACK_BUFFER];
     char *heap_buffer = size > STACK_BUFFER ? static_cast<char *>(std::malloc(size)) : nullptr;
     const Sort sort = {size, compare, size > STACK_BUFFER ? heap_buffer : stack_buffer};
@@ -163,6 +164,7 @@ void *osdep_bsearch(const void *key, const void *base, size_t count, size_t size
     TRACE_ENTER("key=%p, base=%p, count=%zu, size=%zu", key, base, count, size);
     size_t low = 0;
     size_t high = base == nullptr ? 0 : count;
+    ASSERT_TEXT_AT(3, high == 0 || compare, "compare");
     while (low < high) {
         const size_t middle = low + (high - low) / 2;
         const char *element = static_cast<const char *>(base) + middle * size;
@@ -242,6 +244,8 @@ size_t osdep_wcslen(const char32_t *s)
 int osdep_wcscmp(const char32_t *a, const char32_t *b)
 {
     TRACE_ENTER("a=%p, b=%p", static_cast<const void *>(a), static_cast<const void *>(b));
+    if (a == nullptr || b == nullptr)
+        return TRACE_RETURN("%d", (a != nullptr) - (b != nullptr));
     while (*a == *b && *a != 0) {
         ++a;
         ++b;

@@ -180,7 +180,7 @@ int osdep_outputIsAbandoned()
 int osdep_writeAtEnd(FILE *stream)
 {
     TRACE_ENTER("stream=%p", static_cast<void *>(stream));
-    const int flags = fcntl(fileno(stream), F_GETFL);
+    const int flags = stream == nullptr ? -1 : fcntl(fileno(stream), F_GETFL);
     const bool set = flags >= 0 && fcntl(fileno(stream), F_SETFL, flags | O_APPEND) == 0;
     return TRACE_RETURN("%d", set ? 0 : -1);
 }

@@ -11,6 +11,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "common/exitpath.h"
 #include "common/memory.h"
 #include "common/osdep_posix.h"
 #include "common/qzdebug.h"
@@ -156,6 +157,7 @@ OsdepKind osdep_fileInfoAt(const OsdepOpenDirectory *directory, const char *path
                            OsdepFileInfo *info)
 {
     TRACE_ENTER("directory=%p, path=\"%s\"", static_cast<const void *>(directory), path);
+    ASSERT_AT(40, info != NULL);
     *info = {};
     const int from = osdep_descriptorOf(directory);
     struct stat found;

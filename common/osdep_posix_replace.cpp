@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "common/exitpath.h"
 #include "common/memory.h"
 #include "common/osdep_posix.h"
 #include "common/qzdebug.h"
@@ -115,6 +116,7 @@ static bool takePermissions(int created, const char *path)
 int osdep_openReplacement(OsdepReplacement *replacement, const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
+    ASSERT_AT(41, replacement != NULL);
     *replacement = {};
     char *name = path == nullptr ? nullptr : templateBeside(path);
     const int created = name == nullptr ? -1 : osdep_createReplacement(name);
@@ -142,6 +144,7 @@ static void forgetReplacement(OsdepReplacement *replacement)
 
 int osdep_commitReplacement(OsdepReplacement *replacement)
 {
+    ASSERT_AT(42, replacement != NULL);
     TRACE_ENTER("name=\"%s\", path=\"%s\"", replacement->name, replacement->path);
     bool complete = std::ferror(replacement->stream) == 0;
     complete = std::fflush(replacement->stream) == 0 && complete;
@@ -158,6 +161,7 @@ int osdep_commitReplacement(OsdepReplacement *replacement)
 
 void osdep_dropReplacement(OsdepReplacement *replacement)
 {
+    ASSERT_AT(43, replacement != NULL);
     TRACE_ENTER("name=\"%s\"", replacement->name);
     osdep_removeReplacement(replacement->name);
     std::fclose(replacement->stream);

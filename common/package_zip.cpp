@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "common/exitpath.h"
 #include "common/memory.h"
 #include "common/osdep.h"
 #include "common/package_zip_internal.h"
@@ -90,13 +91,14 @@ Package *package_claim(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
     auto *package = static_cast<Package *>(xmalloc_must(sizeof(Package)));
-    package->path = *path == '\0' ? nullptr : osdep_followLinks(path);
+    package->path = path == nullptr || *path == '\0' ? nullptr : osdep_followLinks(path);
     package->lock = package->path == nullptr ? -1 : lockDirectoryOf(package->path);
     return TRACE_RETURN("%p", package);
 }
 
 int package_exists(const Package *package)
 {
+    ASSERT_AT(11, package != NULL);
     TRACE_ENTER("path=\"%s\"", package->path);
     return TRACE_RETURN("%d", osdep_fileExists(package->path));
 }
@@ -110,6 +112,8 @@ static void dropReplacement(Package *package)
 
 void package_release(Package *package)
 {
+    if (package == nullptr)
+        return;
     TRACE_ENTER("path=\"%s\"", package->path);
     packageZip_end(package->zip);
     dropReplacement(package);
@@ -147,6 +151,7 @@ static bool openReader(Package *package)
 
 int package_openReader(Package *package)
 {
+    ASSERT_AT(12, package != NULL);
     TRACE_ENTER("path=\"%s\"", package->path);
     const bool good = openReader(package);
     if (good)
@@ -195,6 +200,7 @@ static bool toWriter(Package *package)
 
 int package_toWriter(Package *package)
 {
+    ASSERT_AT(13, package != NULL);
     TRACE_ENTER("path=\"%s\"", package->path);
     const bool good = toWriter(package);
     if (good)
@@ -213,6 +219,7 @@ static bool startWriter(Package *package)
 
 int package_startWriter(Package *package)
 {
+    ASSERT_AT(14, package != NULL);
     TRACE_ENTER("path=\"%s\"", package->path);
     const bool good = startWriter(package);
     if (good)
@@ -267,7 +274,8 @@ static bool addStream(Package *package, const char *member, FILE *stream,
 
 static bool addFile(Package *package, const char *member, const char *path)
 {
-    if (package->stage != STAGE_WRITING || *member == '\0' || std::strlen(member) > LONGEST_NAME)
+    if (package->stage != STAGE_WRITING || member == nullptr || *member == '\0' ||
+        std::strlen(member) > LONGEST_NAME)
         return false;
     OsdepFileFacts facts;
     FILE *stream = osdep_openRegularFile(path, &facts);
@@ -281,6 +289,7 @@ static bool addFile(Package *package, const char *member, const char *path)
 
 int package_addFile(Package *package, const char *member, const char *path)
 {
+    ASSERT_AT(15, package != NULL);
     TRACE_ENTER("package=\"%s\", member=\"%s\", path=\"%s\"", package->path, member, path);
     return TRACE_RETURN("%d", concluded(package, addFile(package, member, path)));
 }
@@ -311,6 +320,7 @@ static bool finalise(Package *package)
 
 int package_finalise(Package *package)
 {
+    ASSERT_AT(16, package != NULL);
     TRACE_ENTER("path=\"%s\"", package->path);
     return TRACE_RETURN("%d", concluded(package, finalise(package)));
 }
@@ -364,6 +374,7 @@ static bool end(Package *package)
 
 int package_end(Package *package)
 {
+    ASSERT_AT(17, package != NULL);
     TRACE_ENTER("path=\"%s\"", package->path);
     return TRACE_RETURN("%d", concluded(package, end(package)));
 }

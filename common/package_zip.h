@@ -17,7 +17,9 @@
 //     }
 //     package_release(package);
 //
-// Each step returns 1 when it succeeded and 0 when it failed; a step that is out of turn fails.
+// Each step returns 1 when it succeeded and 0 when it failed; a step that is out of turn fails. A
+// null package is a broken contract and ends the run unless a function says otherwise; a null name
+// is like an empty one.
 //
 // An existing package is never written to. The new one grows beside it (as ".NAME.XXXXXX") and
 // takes its place in one step at the end, when every step before has succeeded and the result has
@@ -71,7 +73,7 @@ int package_finalise(Package *package);
 // one does not read back whole or cannot take its place.
 int package_end(Package *package);
 
-// Removes what has not come into place, lets others go on and frees the record.
+// Removes what has not come into place, lets others go on and frees the record. Null is allowed.
 void package_release(Package *package);
 
 #endif

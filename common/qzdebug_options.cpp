@@ -283,6 +283,10 @@ void qzdebug_parse(const char *text)
     char *directory = osdep_cwd();
     gDebugSettings.directory = cache_string(directory);
     free(directory);
+    if (text == nullptr) {
+        trace_checkFailed("text != NULL", MODULE, 190);
+        text = "";
+    }
     const char *equals = strchr(text, '=');
     Vector *items = cache_split(equals == nullptr ? text : equals + 1, ",");
     for (const char *item : vec_each<const char>(items))

@@ -31,7 +31,8 @@ enum DebugCaller : uint32_t {
 extern volatile int gInDebugger;
 
 // Configures the facility from the option's text ("--qzdebug=LIST", or LIST alone). Only the first
-// call does; the others warn.
+// call does; the others warn. A null text is a failed check of the debug facility (ignored unless
+// gDebugAssertMode says otherwise) and asks for nothing.
 void qzdebug_parse(const char *text);
 
 // The option, interned, that makes a child of the name `callee` trace as this run does; null when

@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "common/exitpath.h"
 #include "common/qzdebug.h"
 
 #if defined(__x86_64__) && !defined(QZM_PORTABLE_SHA)
@@ -57,10 +58,12 @@ bool sha_hasExtensions()
 
 // ---- A digest ---------------------------------------------------------------------------------
 
-static void start(ShaState *state, const ShaAlgorithm *algorithm, ShaBlocks take)
+static void start(ShaState *state, const ShaAlgorithm *algorithm, bool extensions)
 {
+    ASSERT_AT(10, state != NULL);
+    ASSERT_AT(11, algorithm != NULL);
     state->algorithm = algorithm;
-    state->take = take;
+    state->take = extensions ? algorithm->extensions : algorithm->portable;
     state->length = 0;
     std::memcpy(state->words, algorithm->initial, sizeof state->words);
 }
@@ -68,21 +71,23 @@ static void start(ShaState *state, const ShaAlgorithm *algorithm, ShaBlocks take
 void sha_start(ShaState *state, const ShaAlgorithm *algorithm)
 {
     TRACE_ENTER("algorithm=%p", static_cast<const void *>(algorithm));
-    start(state, algorithm, sha_hasExtensions() ? algorithm->extensions : algorithm->portable);
+    start(state, algorithm, sha_hasExtensions());
     TRACE_LEAVE();
 }
 
 void sha_startPortable(ShaState *state, const ShaAlgorithm *algorithm)
 {
     TRACE_ENTER("algorithm=%p", static_cast<const void *>(algorithm));
-    start(state, algorithm, algorithm->portable);
+    start(state, algorithm, false);
     TRACE_LEAVE();
 }
 
 void sha_update(ShaState *state, const void *data, size_t size)
 {
+    ASSERT_AT(20, state != NULL);
     if (size == 0)
         return;
+    ASSERT_AT(21, data != NULL);
     const auto *bytes = static_cast<const uint8_t *>(data);
     const size_t held = state->length % SHA_BLOCK_SIZE;
     state->length += size;
@@ -111,6 +116,8 @@ static void storeBigEndian(uint8_t *bytes, uint64_t value, size_t size)
 void sha_finish(ShaState *state, uint8_t *digest)
 {
     TRACE_ENTER("state=%p", static_cast<void *>(state));
+    ASSERT_AT(30, state != NULL);
+    ASSERT_AT(31, digest != NULL);
     static constexpr size_t lengthSize = 8;
     uint8_t padding[SHA_BLOCK_SIZE + lengthSize] = {0x80};
     const size_t held = state->length % SHA_BLOCK_SIZE;

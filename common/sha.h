@@ -9,7 +9,8 @@
 // Both take their input in blocks of 64 bytes and differ in what they do with a block. That is
 // done by the processor's own instructions where it has them, and in plain C++ elsewhere (and
 // always when built with QZM_PORTABLE_SHA). The processor is asked when the first digest is
-// started. Nothing here fails. The digests are those of FIPS 180-4.
+// started. Nothing here fails. A null argument is a broken contract and ends the run unless a
+// function says otherwise. The digests are those of FIPS 180-4.
 #ifndef COMMON_SHA_H
 #define COMMON_SHA_H
 

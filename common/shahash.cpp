@@ -27,6 +27,8 @@ static constexpr size_t READ_SIZE = 16384;
 static bool digestFile(FILE *file, const ShaAlgorithm *algorithm, uint8_t *digest)
 {
     TRACE_ENTER("file=%p", static_cast<void *>(file));
+    if (file == nullptr || digest == nullptr)
+        return TRACE_RETURN("%d", false);
     uint8_t block[READ_SIZE];
     ShaState state;
     sha_start(&state, algorithm);

@@ -30,7 +30,7 @@ struct FileEntry {
     const char *digest; // 64 lower-case hexadecimal characters, interned
 };
 
-// The digest of the rest of an open file. False on a read error.
+// The digest of the rest of an open file. False on a read error and for a null argument.
 bool sha256_file(FILE *file, uint8_t digest[SHA256_SIZE]);
 bool sha1_file(FILE *file, uint8_t digest[SHA1_SIZE]);
 

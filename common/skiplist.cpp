@@ -271,6 +271,7 @@ void *skiplist_remove(SkipList *h, const void *key)
 int skiplist_foreach(const SkipList *h, void *context, SkipVisitor visitor)
 {
     ASSERT_AT(275, h != NULL);
+    ASSERT_AT(276, visitor != NULL);
     for (const SkipNode *node = h->head->forward[0]; node != nullptr;) {
         const SkipNode *next = node->forward[0]; // the visitor may remove the entry
         if (const int result = visitor(context, node->key, node->value); result != 0)

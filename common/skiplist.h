@@ -105,7 +105,7 @@ void *skiplist_next(SkipList *h, const void *key);
 
 // Calls visitor(context, key, value) for each entry in order; stops at and returns the first
 // non-zero result, else returns 0. The visitor may search the list and remove the entry it was
-// called for, but no other.
+// called for, but no other; it must not be null.
 int skiplist_foreach(const SkipList *h, void *context, SkipVisitor visitor);
 
 // New vectors of all values or keys in order, owned by the caller.

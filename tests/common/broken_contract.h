@@ -1,4 +1,4 @@
-// The report of a broken contract, for the tests of the sets.
+// The report of a broken contract.
 #ifndef TESTS_COMMON_BROKEN_CONTRACT_H
 #define TESTS_COMMON_BROKEN_CONTRACT_H
 
@@ -18,11 +18,14 @@ inline std::string matching(const std::string &text)
     return expression;
 }
 
-// The statement must end the run with this report and no other output. MODULE is the source of the
-// checks.
-#define EXPECT_BROKEN(statement, expression, line)                                                 \
+// The statement must end the run with the report of this check and no other output.
+#define EXPECT_BROKEN_IN(source, statement, expression, line)                                      \
     EXPECT_EXIT(statement, testing::ExitedWithCode(1),                                             \
-                "^" + matching("Assertion failed - " expression " (" MODULE ", line " #line ")") + \
+                "^" + matching("Assertion failed - " expression " (" source ", line " #line ")") + \
                     "\n$")
+
+// The same for a test whose MODULE is the source of the checks.
+#define EXPECT_BROKEN(statement, expression, line)                                                 \
+    EXPECT_BROKEN_IN(MODULE, statement, expression, line)
 
 #endif

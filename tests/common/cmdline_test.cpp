@@ -21,6 +21,7 @@
 #include "common/qzdebug.h"
 #include "common/stringcache.h"
 #include "common/vector.h"
+#include "tests/common/broken_contract.h"
 #include "tests/common/trace_lines.h"
 
 using Strings = std::vector<std::string>;
@@ -289,6 +290,11 @@ TEST_F(CmdlineRead, AFileIsNotPromptedFor)
     testing::internal::CaptureStdout();
     read("a\nb\n");
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+}
+
+TEST(CmdlineReadDeathTest, ANullNameIsABrokenContract)
+{
+    EXPECT_BROKEN_IN("common/cmdline", cmdline_readArgs(0, nullptr), "promptName != NULL", 50);
 }
 
 // ---- Intake -----------------------------------------------------------------------------------

@@ -297,6 +297,9 @@ TEST_F(FileUtils, NullNamesAreAnsweredWithNothing)
     EXPECT_EQ(fileid_is_library_fp(nullptr), 0);
     EXPECT_EQ(fileid_is_metadata(nullptr), 0);
     EXPECT_EQ(getString(nullptr), nullptr);
+    ObjectRecord record;
+    EXPECT_EQ(getrec(nullptr, &record), 0);
+    EXPECT_EQ(getrec(stdin, nullptr), 0);
     EXPECT_EQ(copyfile_helper(nullptr, "a", "copied"), 0);
     EXPECT_EQ(copyfile_helper("a", nullptr, "copied"), 0);
 }
@@ -332,9 +335,11 @@ TEST_F(FileUtils, ValidExtComparesWithEveryEntryOfTheList)
     EXPECT_EQ(valid_ext("o", "p1:o"), 0);
     EXPECT_EQ(valid_ext("a.", "p1::o:"), 0);
     EXPECT_EQ(valid_ext("a.o", ""), 0);
+    EXPECT_EQ(valid_ext("a.o", nullptr), 0);
     EXPECT_TRACE(valid_ext("a", "p1:o"), "file \"a\" has no extension");
     EXPECT_TRACE(valid_ext("a.o", "p1:o"), "found extension \"o\"");
     EXPECT_TRACE(valid_ext("a.b", "p1:o"), "file \"a.b\" does not match extension \"p1:o\"");
+    EXPECT_TRACE(valid_ext("a.b", nullptr), "file \"a.b\" does not match extension \"\"");
 }
 
 TEST_F(FileUtils, OnlyAssemblySourcesHaveTheAssemblyBits)
@@ -700,6 +705,16 @@ TEST_F(FileUtils, CopyReplacesAndAppendExtends)
     EXPECT_TRACE(EXPECT_EQ(copyfile_helper(path("a").c_str(), path("c").c_str(), "copied"), 1),
                  "file \"" + path("a") + "\" was successfully copied to \"" + path("c") + "\"");
     EXPECT_EQ(content("c"), content("a"));
+}
+
+TEST_F(FileUtils, CopyKnowsTwoModes)
+{
+    file("a", "new");
+    file("b", "old");
+    for (const char *mode : {static_cast<const char *>(nullptr), "", "copy", "COPIED", "a"})
+        EXPECT_TRACE(EXPECT_EQ(copyfile_helper(path("a").c_str(), path("b").c_str(), mode), 0),
+                     "a file is \"copied\" or \"appended\"");
+    EXPECT_EQ(content("b"), "old");
 }
 
 TEST_F(FileUtils, AFileIsNotCopiedOntoItselfByAnyName)

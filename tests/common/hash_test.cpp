@@ -12,6 +12,7 @@
 #include "common/hash.h"
 #include "common/stringcache.h"
 #include "common/vector.h"
+#include "tests/common/broken_contract.h"
 #include "tests/common/colliding_texts.h"
 #include "tests/common/report_lines.h"
 
@@ -620,10 +621,25 @@ TEST(HashDeathTest, ATableNeedsBuckets)
                 "^Assertion failed - size != 0 \\(common/hash, line 136\\)\n$");
 }
 
-TEST(HashDeathTest, CountingNeedsATable)
+TEST(HashDeathTest, ANullTableIsABrokenContract)
 {
-    EXPECT_EXIT(hash_count(nullptr), testing::ExitedWithCode(1),
-                "^Assertion failed - h != NULL \\(common/hash, line [0-9]+\\)\n$");
+    EXPECT_BROKEN_IN("common/hash", hash_clear(nullptr), "table != NULL", 165);
+    EXPECT_BROKEN_IN("common/hash", insert(nullptr, "a", "1"), "table != NULL", 230);
+    EXPECT_BROKEN_IN("common/hash", hash_replace(nullptr, "a", "1"), "table != NULL", 230);
+    EXPECT_BROKEN_IN("common/hash", hash_get(nullptr, "a"), "table != NULL", 230);
+    EXPECT_BROKEN_IN("common/hash", hash_haskey(nullptr, "a"), "table != NULL", 230);
+    EXPECT_BROKEN_IN("common/hash", hash_remove(nullptr, "a"), "table != NULL", 230);
+    EXPECT_BROKEN_IN("common/hash", hash_foreach(nullptr, nullptr, collect), "table != NULL", 275);
+    EXPECT_BROKEN_IN("common/hash", hash_values(nullptr), "table != NULL", 292);
+    EXPECT_BROKEN_IN("common/hash", hash_keys(nullptr), "table != NULL", 309);
+    EXPECT_BROKEN_IN("common/hash", hash_count(nullptr), "h != NULL", 397);
+}
+
+TEST(HashDeathTest, ANullVisitorIsABrokenContract)
+{
+    HashTable *table = textTable(1);
+    EXPECT_BROKEN_IN("common/hash", hash_foreach(table, nullptr, nullptr), "visitor != NULL", 276);
+    hash_destroy(table);
 }
 
 TEST(HashDeathTest, ADeadTableIsABrokenContract)

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/common/broken_contract.h"
+
 namespace {
 
 struct Reading {
@@ -118,4 +120,13 @@ TEST(LineReader, TellsTheWholeLengthOfALine)
     EXPECT_TRUE(lines_finish(&reader));
     fclose(stream);
     EXPECT_EQ(lengths, (std::vector<size_t>{4, 0, 3}));
+}
+
+TEST(LineReaderDeathTest, ANullArgumentIsABrokenContract)
+{
+    LineReader reader;
+    EXPECT_BROKEN_IN("common/line_reader", lines_start(nullptr, stdin), "reader != NULL", 10);
+    EXPECT_BROKEN_IN("common/line_reader", lines_start(&reader, nullptr), "stream != NULL", 11);
+    EXPECT_BROKEN_IN("common/line_reader", lines_next(nullptr), "reader != NULL", 20);
+    EXPECT_BROKEN_IN("common/line_reader", lines_finish(nullptr), "reader != NULL", 30);
 }

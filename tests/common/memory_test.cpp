@@ -8,6 +8,7 @@
 #include <sys/resource.h>
 
 #include "common/memory.h"
+#include "tests/common/broken_contract.h"
 
 // Takes over a helper's string and frees the original.
 static std::string taken(char *text)
@@ -152,4 +153,10 @@ TEST(Memory, OverlongFormattedTextIsCutAt4095CharactersWithAWarning)
     EXPECT_EQ(withStderr("buffer overflow in vsnprintf",
                          [&] { return xsprintf("%.4096s", text.c_str()); }),
               std::string(4095, 'x'));
+}
+
+TEST(MemoryDeathTest, ACopyOfANullTextIsABrokenContract)
+{
+    EXPECT_BROKEN_IN("common/memory", std::free(xstrndup_must(nullptr, 1)), "text != NULL", 20);
+    EXPECT_BROKEN_IN("common/memory", std::free(xstrdup_must(nullptr)), "text != NULL", 30);
 }

@@ -19,6 +19,7 @@
 #include <gtest/gtest.h>
 
 #include "common/vector.h"
+#include "tests/common/broken_contract.h"
 
 namespace fs = std::filesystem;
 
@@ -403,4 +404,9 @@ TEST(OsdepClocks, TheProcessorTimeGrowsWithWorkAndNotWithSleep)
     for (int round = 0; round < 1000000 && worked == slept; ++round)
         worked = nanoseconds(osdep_cpuTime());
     EXPECT_GT(worked, slept);
+}
+
+TEST(FileInfoDeathTest, NeedsAPlaceForTheAnswer)
+{
+    EXPECT_BROKEN_IN("common/osdep", osdep_fileInfo("/", nullptr), "info != NULL", 40);
 }

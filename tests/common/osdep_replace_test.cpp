@@ -16,6 +16,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "tests/common/broken_contract.h"
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -241,4 +243,12 @@ TEST_F(Replacement, GivesUpOnLinksThatGoRoundInCircles)
     fs::create_symlink("a", root / "b");
     EXPECT_EQ(followed(root / "a"), "(null)");
     EXPECT_EQ(osdep_followLinks(nullptr), nullptr);
+}
+
+TEST(ReplacementDeathTest, ANullReplacementIsABrokenContract)
+{
+    EXPECT_BROKEN_IN("common/osdep", osdep_openReplacement(nullptr, "a"), "replacement != NULL",
+                     41);
+    EXPECT_BROKEN_IN("common/osdep", osdep_commitReplacement(nullptr), "replacement != NULL", 42);
+    EXPECT_BROKEN_IN("common/osdep", osdep_dropReplacement(nullptr), "replacement != NULL", 43);
 }

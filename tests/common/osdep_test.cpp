@@ -14,6 +14,8 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
+#include "tests/common/broken_contract.h"
+
 // The sort is to be seen failing to get its buffer.
 extern "C" const char *__asan_default_options()
 {
@@ -212,6 +214,13 @@ TEST(SortDeathTest, ANullBaseWithTwoElementsIsABrokenContract)
                 "^Assertion failed - vbase \\(common/osdep, line 1\\)\n$");
 }
 
+TEST(SortDeathTest, ANullComparisonIsABrokenContractWhereThereIsSomethingToCompare)
+{
+    int values[] = {2, 1};
+    osdep_qsort(values, 1, sizeof *values, nullptr);
+    EXPECT_BROKEN_IN("common/osdep", osdep_qsort(values, 2, sizeof *values, nullptr), "compare", 2);
+}
+
 // ---- Searching --------------------------------------------------------------------------------
 
 namespace {
@@ -256,6 +265,14 @@ TEST(Search, GivesNullForAnEmptyArray)
     EXPECT_EQ(osdep_bsearch(&key, nullptr, 0, sizeof(int), compare_key), nullptr);
 }
 
+TEST(SearchDeathTest, ANullComparisonIsABrokenContractWhereThereIsSomethingToCompare)
+{
+    const int values[] = {1, 2};
+    EXPECT_EQ(osdep_bsearch(values, values, 0, sizeof *values, nullptr), nullptr);
+    EXPECT_BROKEN_IN("common/osdep", osdep_bsearch(values, values, 2, sizeof *values, nullptr),
+                     "compare", 3);
+}
+
 // ---- Strings ----------------------------------------------------------------------------------
 
 TEST(FoldCase, ChangesAsciiLettersOnlyAndReturnsTheArgument)
@@ -298,6 +315,21 @@ TEST(WideStrings, CompareAsMinusOneZeroOrOne)
     EXPECT_EQ(osdep_wcscmp(U"abc", U"ab"), 1);
     const char32_t large[] = {0xFFFFFFFF, 0};
     EXPECT_EQ(osdep_wcscmp(large, U"a"), 1);
+}
+
+TEST(WideStrings, NullComesBeforeEveryText)
+{
+    EXPECT_EQ(osdep_wcscmp(nullptr, nullptr), 0);
+    EXPECT_EQ(osdep_wcscmp(nullptr, U""), -1);
+    EXPECT_EQ(osdep_wcscmp(U"", nullptr), 1);
+}
+
+TEST(WideStrings, NullIsNotCopied)
+{
+    char32_t room[] = U"ab";
+    EXPECT_EQ(osdep_wcscpy(room, nullptr), room);
+    EXPECT_EQ(osdep_wcscmp(room, U"ab"), 0);
+    EXPECT_EQ(osdep_wcscpy(nullptr, room), nullptr);
 }
 
 TEST(WideStrings, FoldAsciiLettersInPlace)
@@ -570,5 +602,6 @@ TEST(Streams, OneWithoutAFileCannotWriteAtItsEnd)
     char memory[4];
     FILE *stream = fmemopen(memory, sizeof memory, "w");
     EXPECT_EQ(osdep_writeAtEnd(stream), -1);
+    EXPECT_EQ(osdep_writeAtEnd(nullptr), -1);
     fclose(stream);
 }

@@ -4,6 +4,7 @@
 
 #include "common/osdep.h"
 #include "common/qzdebug.h"
+#include "tests/common/broken_contract.h"
 
 #include <algorithm>
 #include <csignal>
@@ -426,4 +427,34 @@ TEST_F(PackageZip, MayBeClaimedAgainAfterItsRelease)
     package_release(package_claim(path.c_str()));
     package_release(package_claim(path.c_str()));
     EXPECT_EQ(names(), (std::set<std::string>{"trace.out"}));
+}
+
+// ---- Null arguments ---------------------------------------------------------------------------
+
+TEST_F(PackageZip, ANullNameIsLikeAnEmptyOne)
+{
+    put(root / "f", "text");
+    Package *package = package_claim(nullptr);
+    EXPECT_EQ(package_exists(package), 0);
+    EXPECT_EQ(package_openReader(package), 0);
+    EXPECT_EQ(package_startWriter(package), 0);
+    package_release(package);
+    package = package_claim(path.c_str());
+    EXPECT_EQ(package_startWriter(package), 1);
+    EXPECT_EQ(package_addFile(package, nullptr, (root / "f").c_str()), 0);
+    EXPECT_EQ(package_addFile(package, "m", nullptr), 0);
+    package_release(package);
+}
+
+TEST(PackageZipDeathTest, ANullPackageIsABrokenContract)
+{
+    package_release(nullptr);
+    EXPECT_BROKEN_IN("common/package_zip", package_exists(nullptr), "package != NULL", 11);
+    EXPECT_BROKEN_IN("common/package_zip", package_openReader(nullptr), "package != NULL", 12);
+    EXPECT_BROKEN_IN("common/package_zip", package_toWriter(nullptr), "package != NULL", 13);
+    EXPECT_BROKEN_IN("common/package_zip", package_startWriter(nullptr), "package != NULL", 14);
+    EXPECT_BROKEN_IN("common/package_zip", package_addFile(nullptr, "m", "f"), "package != NULL",
+                     15);
+    EXPECT_BROKEN_IN("common/package_zip", package_finalise(nullptr), "package != NULL", 16);
+    EXPECT_BROKEN_IN("common/package_zip", package_end(nullptr), "package != NULL", 17);
 }

@@ -332,6 +332,31 @@ TEST_F(QzdebugOptions, OnlyTheFirstPackageCounts)
     EXPECT_EQ(files(), Names{"b.zip"});
 }
 
+// ---- A null option ----------------------------------------------------------------------------
+
+TEST_F(QzdebugOptions, ANullOptionAsksForNothingAndIsIgnored)
+{
+    const Outcome outcome = inProcess([] {
+        qzdebug_parse(nullptr);
+        answer(std::to_string(gDebugFlags));
+        qzdebug_parse("--qzdebug=on");
+    });
+    EXPECT_EQ(outcome.answers, "0\n");
+    EXPECT_EQ(outcome.errors, warning("Ignoring extra --qzdebug options"));
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(files(), Names{});
+}
+
+TEST_F(QzdebugOptions, ANullOptionIsReportedAsTheAssertModeSays)
+{
+    const Outcome outcome = inProcess([] {
+        gDebugAssertMode = 3;
+        qzdebug_parse(nullptr);
+    });
+    EXPECT_NE(outcome.errors.find("text != NULL"), std::string::npos) << outcome.errors;
+    EXPECT_EQ(outcome.status, 0);
+}
+
 // ---- The child's option -----------------------------------------------------------------------
 
 TEST_F(QzdebugOptions, WithoutAnythingToHandOnThereIsNoOption)

@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/common/broken_contract.h"
+
 namespace {
 
 using Start = void (*)(ShaState *, const ShaAlgorithm *);
@@ -110,6 +112,23 @@ TEST_P(Sha, NoBytesMayBeANullPointer)
     EXPECT_EQ(finish(&state), "da39a3ee5e6b4b0d3255bfef95601890afd80709");
 }
 
+using ShaDeathTest = Sha;
+
+TEST_P(ShaDeathTest, ANullArgumentIsABrokenContract)
+{
+    ShaState state;
+    EXPECT_BROKEN_IN("common/sha", GetParam()(nullptr, &SHA_1), "state != NULL", 10);
+    EXPECT_BROKEN_IN("common/sha", GetParam()(&state, nullptr), "algorithm != NULL", 11);
+    GetParam()(&state, &SHA_1);
+    EXPECT_BROKEN_IN("common/sha", sha_update(nullptr, "a", 1), "state != NULL", 20);
+    EXPECT_BROKEN_IN("common/sha", sha_update(&state, nullptr, 1), "data != NULL", 21);
+    uint8_t digest[20];
+    EXPECT_BROKEN_IN("common/sha", sha_finish(nullptr, digest), "state != NULL", 30);
+    EXPECT_BROKEN_IN("common/sha", sha_finish(&state, nullptr), "digest != NULL", 31);
+}
+
+INSTANTIATE_TEST_SUITE_P(Fastest, ShaDeathTest, testing::Values(&sha_start));
+INSTANTIATE_TEST_SUITE_P(Portable, ShaDeathTest, testing::Values(&sha_startPortable));
 INSTANTIATE_TEST_SUITE_P(Fastest, Sha, testing::Values(&sha_start));
 INSTANTIATE_TEST_SUITE_P(Portable, Sha, testing::Values(&sha_startPortable));
 

@@ -274,6 +274,15 @@ TEST_F(ShaHash, NullArgumentsOfAWalkAreBrokenContracts)
     vec_destroy(files);
 }
 
+TEST_F(ShaHash, NullArgumentsOfADigestAreAFailure)
+{
+    uint8_t digest[SHA256_SIZE];
+    EXPECT_FALSE(sha256_file(nullptr, digest));
+    EXPECT_FALSE(sha1_file(nullptr, digest));
+    EXPECT_FALSE(sha256_file(stdin, nullptr));
+    EXPECT_FALSE(sha1_file(stdin, nullptr));
+}
+
 TEST_F(ShaHash, AnUnreadableFileEndsTheRun)
 {
     put("tree/secret", "abc");

@@ -482,6 +482,13 @@ TEST(SkipListDeathTest, ANullListIsABrokenContract)
     EXPECT_BROKEN(skiplist_remove(nullptr, nullptr), "h != NULL", 490);
 }
 
+TEST(SkipListDeathTest, ANullVisitorIsABrokenContract)
+{
+    SkipList *list = skiplist_new_func(nullptr, nullptr, nullptr, "x", 1);
+    EXPECT_BROKEN(skiplist_foreach(list, nullptr, nullptr), "visitor != NULL", 276);
+    skiplist_destroy(list);
+}
+
 using SkipListTestDeathTest = SkipListTest;
 
 TEST_F(SkipListTestDeathTest, RemovingANodeWithoutAPredecessorIsABrokenContract)
