@@ -21,6 +21,7 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <spawn.h>
 #include <stdio_ext.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
@@ -1253,6 +1254,74 @@ TEST(CrashHandler, LeavesAnIgnoredSignalIgnoredInChildren)
         return spawn_shell("kill -13 $$; exit 3");
     });
     EXPECT_EQ(run.status, 3);
+}
+
+// Two signals that arrive together: the second must not enter the removal again.
+TEST(CrashHandler, HoldsTheOtherSignalsBackWhileItHandlesOne)
+{
+    for (int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGTSTP, SIGABRT}) {
+        static int second;
+        second = number;
+        const Outcome run = in_process([] {
+            osdep_installCrashHandlers();
+            osdep_setSignalRoutine([] {
+                raise(second);
+                say("to the end\n");
+            });
+            return spawn_shell("kill -15 $PPID; exec sleep 0.1");
+        });
+        EXPECT_EQ(run.status, SIGTERM) << number;
+        EXPECT_EQ(run.out, "\nto the end\n") << number;
+        EXPECT_EQ(run.err, "") << number;
+    }
+}
+
+// A signal that arrives as soon as there is a child, or 0; the linker puts these in the places of
+// the system's ways to make one.
+static int s_raisedAtStart;
+
+extern "C" {
+pid_t __real_fork();
+pid_t __wrap_fork();
+int __real_posix_spawn(pid_t *child, const char *path, const posix_spawn_file_actions_t *actions,
+                       const posix_spawnattr_t *attributes, char *const *argv, char *const *env);
+int __wrap_posix_spawn(pid_t *child, const char *path, const posix_spawn_file_actions_t *actions,
+                       const posix_spawnattr_t *attributes, char *const *argv, char *const *env);
+}
+
+pid_t __wrap_fork()
+{
+    const pid_t child = __real_fork();
+    if (child > 0 && s_raisedAtStart != 0)
+        raise(s_raisedAtStart);
+    return child;
+}
+
+int __wrap_posix_spawn(pid_t *child, const char *path, const posix_spawn_file_actions_t *actions,
+                       const posix_spawnattr_t *attributes, char *const *argv, char *const *env)
+{
+    const int error = __real_posix_spawn(child, path, actions, attributes, argv, env);
+    if (error == 0 && s_raisedAtStart != 0)
+        raise(s_raisedAtStart);
+    return error;
+}
+
+TEST(CrashHandler, KnowsOfAChildThatHasJustBeenStarted)
+{
+    for (bool captured : {false, true}) {
+        const Outcome run = in_process([&] {
+            osdep_installCrashHandlers();
+            osdep_setSignalRoutine([] { say("while a child runs\n"); });
+            s_raisedAtStart = SIGTERM;
+            if (captured)
+                capture_shell("exec sleep 0.1");
+            else
+                spawn_shell("exec sleep 0.1");
+            return 123;
+        });
+        EXPECT_EQ(run.status, SIGTERM);
+        EXPECT_EQ(run.out, "\nwhile a child runs\n");
+    }
 }
 
 #ifndef WITH_ADDRESS_SANITIZER // whose allocator a signal must not interrupt
