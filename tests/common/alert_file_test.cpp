@@ -12,6 +12,7 @@
 #include "common/alert_internal.h"
 #include "common/exitpath.h"
 #include "common/osdep.h"
+#include "common/qzdebug.h"
 #include "common/qzinstdir.h"
 #include "tests/common/alert_fixture.h"
 
@@ -652,6 +653,38 @@ TEST_F(AlertFile, OnAFullDiskTheCatalogueIsTakenFromTheProgramAndNothingIsLeft)
               }),
               (Outcome{0, "(917) argument too long\n"}));
     EXPECT_EQ(readFile(names), "");
+}
+
+// The path of the file that could not be written is not used again: it is no longer there, neither
+// the file nor the text of the path. The trace shows what is left of it.
+TEST_F(AlertFile, OnAFullDiskTheTemporaryFileIsForgotten)
+{
+    EXPECT_EQ(run([] {
+                  std::signal(SIGXFSZ, SIG_IGN);
+                  struct rlimit limit;
+                  getrlimit(RLIMIT_FSIZE, &limit);
+                  const struct rlimit small = {100, limit.rlim_max};
+                  setrlimit(RLIMIT_FSIZE, &small);
+                  char *text = nullptr;
+                  size_t size = 0;
+                  gDebugOut = open_memstream(&text, &size);
+                  gDebugFlags = DEBUG_TRACE;
+                  std::free(alert_lookup(917));
+                  gDebugFlags = 0;
+                  std::fclose(gDebugOut);
+                  gDebugOut = nullptr;
+                  setrlimit(RLIMIT_FSIZE, &limit);
+                  std::string answers;
+                  std::istringstream lines(text);
+                  for (std::string line; std::getline(lines, line);) {
+                      const size_t exit = line.find("EXIT builtinPath()");
+                      if (exit != std::string::npos)
+                          answers += line.substr(exit) + "\n";
+                  }
+                  std::free(text);
+                  std::fputs(answers.c_str(), stderr);
+              }),
+              (Outcome{0, "EXIT builtinPath() -> \"(null)\"\n"}));
 }
 
 TEST_F(AlertFile, ATemporaryFileThatDisappearsIsNotMissed)
