@@ -57,7 +57,8 @@ int alert_loadFile(const char *path);
 void alert_reload();
 
 // Sets the three formats; for each the environment wins, then the argument, then (null) the
-// default.
+// default. The texts are copied, the environment's too: it is not looked at again before the next
+// call.
 void alert_setFormats(const char *error, const char *warning, const char *message);
 
 // Switches the expansion of the formats on or off (the default).
@@ -68,14 +69,15 @@ void alert_setFormatMode(int on);
 uint32_t alert_setErrorLimit(uint32_t limit);
 int32_t alert_setThreshold(int32_t level);
 
-// The program's name, which the placeholder %a of a format gives ("qzm-cc" at first). The string
-// must outlive the run.
+// The program's name, which the placeholder %a of a format gives ("qzm-cc" at first; nothing for
+// null). The string is not copied and must outlive the run.
 void alert_setProgramName(const char *name);
 const char *alert_programName();
 
 // Sets the current file (null or empty: none) and the references that the scanner keeps up to date:
-// the line number, the start of the line and the current character. Each may be null; they are read
-// whenever a message is rendered.
+// the line number, the start of the line and the current character. Each may be null. The name is
+// copied; the references are not: they are read whenever a message is rendered and must be good
+// until the next call.
 void alert_setPosition(const char *file, const uint32_t *lineRef, const char *const *lineStartRef,
                        const char *const *currentRef);
 
@@ -95,9 +97,14 @@ int alert_emitAlways();
 // error whose text says that there is no description.
 AlertRecord *alert_lookup(uint32_t number);
 
-// Raises a message of the given number, kind ("F", "E", "M" or a warning level such as "-1") and
-// text. 1 when it was shown, 0 when it was below the threshold; does not return for a fatal one nor
-// for the error that passes the limit.
+// Raises a message of the given number, kind and text. The kind begins with "F", "E" or "M" in
+// either case, or is a warning level such as "-1"; any other is shown like a warning, but of the
+// level 10 that fatal errors, errors and plain messages have, and alert_setCountWarnings() leaves
+// it out. A null kind or format is a broken contract and ends the run.
+//
+// 1 when it was shown, 0 when its level was below the threshold; does not return for a fatal one,
+// which no threshold hides, nor for the error that passes the limit. An error counts also when it
+// was not shown. errno is kept.
 [[gnu::format(printf, 3, 4)]] int alert_raise(uint32_t number, const char *kind, const char *format,
                                               ...);
 
@@ -106,17 +113,18 @@ AlertRecord *alert_lookup(uint32_t number);
                                                     const char *format, ...);
 
 // Looks the number up and raises it with the record's kind and text. The values are those that the
-// built-in text takes. 0 when a rule suppresses it.
+// built-in text takes. 0 when it was not shown; an error that a rule suppresses does not count, one
+// below the threshold does.
 int alert_raiseNumber(uint32_t number, ...);
 
 // Sets a rule for one number, or operates on the whole rule map.
 void alert_control(uint32_t number, AlertOperation operation);
 
 // Applies a list such as "123,45:off": a number alone hides that message or warning, with ":off"
-// also an error; a list that begins with 0 hides every message and warning.
+// also an error; a list that begins with 0 hides every message and warning. Null hides nothing.
 void alert_disableList(const char *list);
 
-// Writes plain text with a line end, cut at 8191 characters.
+// Writes plain text with a line end, cut at 8191 characters. A null format is an empty text.
 [[gnu::format(printf, 1, 2)]] void alert_print(const char *format, ...);
 [[gnu::format(printf, 1, 0)]] void alert_vprint(const char *format, va_list values);
 

@@ -117,8 +117,9 @@ uint64_t fileid(const char *name);
 // ("p1:o"). Upper and lower case differ. A null list is an empty one: nothing is on it.
 int valid_ext(const char *name, const char *list);
 
-// The type word of a 32-bit ELF file (FILEID_ELF_ORB ...), or 0. The stream form reads from where
-// the stream stands, as do all stream forms here, and leaves it anywhere.
+// The type word of a 32-bit ELF file (FILEID_ELF_ORB ...), or 0. The number of the machine is read
+// with its low byte first, whatever byte order the file's header names. The stream form reads from
+// where the stream stands, as do all stream forms here, and leaves it anywhere.
 uint64_t which_elf(const char *name);
 uint64_t which_elf_fp(FILE *stream);
 

@@ -182,6 +182,12 @@ void metadata_destroy(Metadata *metadata);
 
 // Fills the object from a binary stream that stands at the start of the file. A failure leaves what
 // was read so far in the object. A null stream is code 1; a null object only fails.
+//
+// What the object already holds stays: the file's records are added to its own, attributes replace
+// those of the same name, and the file's header replaces the old one. The rules of the format hold
+// for all together, so that an id, a function's name or a level's slot that is in use makes the
+// read fail as if the file named it twice. Read into a new object to get what the file holds and no
+// more.
 bool metadata_read(Metadata *metadata, FILE *in);
 
 // Writes the object to a binary stream and flushes it, so that a full disk is noticed here.

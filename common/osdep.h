@@ -22,10 +22,11 @@ struct Vector;
 // ---- Temporary objects ------------------------------------------------------------------------
 //
 // Names are "/tmp/qz" and seven characters chosen by the system. An object is registered for
-// removal at the end of the process that created it; a forked child removes nothing.
+// removal at the end of the process that created it; a forked child removes nothing. Nobody but its
+// owner may use it: a file has mode 0600, a directory 0700.
 
-// Creates an empty file, its name ending in `suffix` (or without one when null). Null on failure,
-// with nothing registered.
+// Creates an empty file, its name ending in `suffix` (or without one when null), and leaves it
+// closed. Null on failure, with nothing registered.
 char *osdep_tempFileSuffix(const char *suffix);
 char *osdep_tempFile();
 
@@ -122,7 +123,7 @@ int osdep_inputIsTerminal();
 int osdep_outputIsAbandoned();
 
 // Has every write to `stream`, an open file, go to the end of the file, wherever another process
-// has moved that in the meantime. 0 on success, else -1.
+// has moved that in the meantime. 0 on success, else -1 (for null, too).
 int osdep_writeAtEnd(FILE *stream);
 
 // ---- Host -------------------------------------------------------------------------------------
@@ -152,11 +153,12 @@ char *osdep_hostName();
 // The path of the running executable, or null.
 char *osdep_exePath();
 
-// The current directory, or null.
+// The current directory; null when it cannot be told or is longer than 20,479 characters.
 char *osdep_cwd();
 
 // Sets an environment variable for this process and its children; a null value counts as empty. 0
-// on success or for a null name, else non-zero.
+// on success or for a null name, else non-zero. Both are copied into one string that belongs to the
+// environment and is never freed, not even when the variable is set again.
 int osdep_setenv(const char *name, const char *value);
 
 // A point in time: whole seconds and the fraction of one.
@@ -214,7 +216,8 @@ struct OsdepFileInfo {
     OsdepIdentity identity; // of what the path leads to; zeros for OSDEP_NOTHING
 };
 
-// Fills in all of it with one inquiry (two for a link) and returns the kind.
+// Fills in all of it with one inquiry (two for a link) and returns the kind. `info` may not be
+// null.
 OsdepKind osdep_fileInfo(const char *path, OsdepFileInfo *info);
 OsdepKind osdep_fileInfoAt(const OsdepOpenDirectory *directory, const char *path,
                            OsdepFileInfo *info);
@@ -227,7 +230,8 @@ void osdep_unlockDirectory(int lock);
 
 // ---- Replacing a file -------------------------------------------------------------------------
 //
-// A file that must never be seen half-written is written beside the old one and takes its place:
+// A file that must never be seen half-written is written beside the old one and takes its place. A
+// null replacement is a broken contract and ends the run.
 //
 //     OsdepReplacement replacement;
 //     if (osdep_openReplacement(&replacement, path) == 0) {
@@ -258,8 +262,10 @@ void osdep_dropReplacement(OsdepReplacement *replacement);
 
 // ---- Paths ------------------------------------------------------------------------------------
 
-// dir + "/" + name, with one "/" at the join. An empty dir gives null. The second form separates
-// with a backslash when `flags` say Windows.
+// dir + "/" + name. One "/" at the end of dir and one at the start of name are dropped, so that
+// "a/" and "/b" give "a/b"; further ones stay. An empty name leaves the "/" at the end, an empty
+// dir gives null. The second form has a backslash in place of "/", also in what is dropped, when
+// `flags` say Windows.
 char *osdep_pathJoin(const char *dir, const char *name);
 char *osdep_pathJoinFor(uint32_t flags, const char *dir, const char *name);
 
@@ -322,8 +328,10 @@ int osdep_fileReadable(const char *path);
 // Whether two existing paths name the same object of the file system, by whatever names.
 int osdep_sameFile(const char *a, const char *b);
 
-// Creates a directory and its parents. 0 when it was created or exists; 1 when the path exists as
-// something else or a parent failed; -1 for null or when the last step failed.
+// Creates a directory and its parents, each with mode 0777 less the umask; what exists keeps its
+// mode. 0 when it was created or exists; 1 when the path exists as something else or a parent
+// failed, which leaves the parents before that one; -1 for null, an empty path or when the last
+// step failed.
 int osdep_mkdirs(const char *path);
 
 // ---- Strings ----------------------------------------------------------------------------------
@@ -332,7 +340,13 @@ int osdep_mkdirs(const char *path);
 char *osdep_strlwr(char *s);
 char *osdep_strupr(char *s);
 
-// 32-bit wide strings. Compare gives -1, 0 or 1.
+// Strings of 32-bit characters, ended by a zero character. Sizes count characters, not bytes. Null
+// is allowed everywhere: its length is 0, it compares below every string and equal to itself, a
+// duplicate or folding of it is null, and copying it leaves the destination unchanged.
+//
+// wcscpy and wcslwr return their first argument. A destination needs room for the source and its
+// end, and may overlap the source. The duplicate is the caller's to free(). Compare returns -1, 0
+// or 1, by the unsigned values of the first characters that differ. Only ASCII letters are folded.
 char32_t *osdep_wcscpy(char32_t *destination, const char32_t *source);
 char32_t *osdep_wcsdup(const char32_t *s);
 size_t osdep_wcslen(const char32_t *s);
@@ -345,10 +359,12 @@ using OsdepCompare = int (*)(const void *a, const void *b);
 using OsdepSearchCompare = int (*)(const void *key, const void *element, size_t index);
 
 // Sorts `count` elements of `size` bytes in place; not stable. No order of the input takes
-// quadratic time or deep recursion. A null base with two or more elements is a broken contract.
+// quadratic time or deep recursion. A null base or comparison with two or more elements is a broken
+// contract.
 void osdep_qsort(void *vbase, size_t count, size_t size, OsdepCompare compare);
 
-// The matching element of a sorted array, or null.
+// The matching element of a sorted array, or null, also for a null base. A null comparison with
+// elements to compare is a broken contract.
 void *osdep_bsearch(const void *key, const void *base, size_t count, size_t size,
                     OsdepSearchCompare compare);
 

@@ -66,13 +66,16 @@ bool shahash_writeListOf(uint32_t style, const OsdepOpenDirectory *directory,
 Vector *shahash_readList(const char *path, const char *prefix);
 
 // 1 when every file of the list matches, else 0; the check stops at the first that does not. With a
-// directory the names are looked up there; the current directory stays what it is.
+// directory the names are looked up there; the current directory stays what it is. An empty list
+// gives 0: it would vouch for nothing.
 int shahash_checkList(const char *directory, const char *path);
 
 // Whether there is such a regular file and it has this digest. Null arguments give false.
 bool shahash_checkFile(const char *digest, const char *path);
 
-// 1 when all entries match, else 0; every existing file is digested. Null gives 0.
+// 1 when all entries match, else 0; every existing file is digested. Null gives 0, as does a null
+// entry, name or digest. An empty vector gives 1, unlike an empty list file, for which
+// shahash_readList() returns null.
 int shahash_checkEntries(Vector *entries);
 
 // Writes the manifest of `dir` as "vxpSECONDS.xml" into `outputDirectory`, with the nodes `extra`

@@ -80,7 +80,9 @@ void vec_insert(Vector *p, const void *element, uint32_t index);
 // iterators are not adjusted.
 void vec_move(Vector *p, uint32_t from, uint32_t to);
 
-// Stores at `index`, growing the count to index + 1 when needed. Open iterators are not adjusted.
+// Stores at `index`, growing the count to index + 1 when needed. The slots that this skips keep
+// what they hold: null where nothing was stored or it was removed, the old elements after
+// vec_removeAll(). Open iterators are not adjusted.
 void vec_setAt(Vector *p, const void *element, uint32_t index);
 
 // Removes the first equal element, or the one at `index`; 1 when removed, 0 when there is none.
@@ -88,7 +90,7 @@ void vec_setAt(Vector *p, const void *element, uint32_t index);
 int vec_remove(Vector *p, const void *element);
 int vec_removeAt(Vector *p, uint32_t index);
 
-// Empties the vector and keeps its storage.
+// Empties the vector and keeps its storage with what is in it: see vec_setAt().
 void vec_removeAll(Vector *p);
 
 // The element at `index`, or null when the index lies beyond the end.
@@ -104,11 +106,16 @@ uint32_t vec_size(const Vector *p);
 void *vec_top(const Vector *p);
 void *vec_pop(Vector *p);
 
-// Sorts the slots in place; not stable.
+// Sorts the slots in place; not stable. The comparison must not be null.
 void vec_sort(Vector *p, VectorCompare compare);
 
 // The iteration primitives under vec_each(). Each start (or first) pushes an iterator that a
 // vec_iterDone(p, 0) pops. A null vector iterates as an empty one.
+//
+// vec_iterStart() stands on the first element; vec_iterFirst() returns it (null when there is none)
+// and stands on the second. vec_iterLook() and vec_iterNext() give the element that the top
+// iterator stands on, null at the end; the latter goes on. vec_iterDone() returns `more`. All but
+// the two that push an iterator need an open one.
 void vec_iterStart(Vector *p);
 void *vec_iterFirst(Vector *p);
 void *vec_iterLook(Vector *p);

@@ -151,6 +151,49 @@ TEST_F(AlertRaise, AThresholdHidesNoErrorOrMessageUpToTen)
               (Outcome{0, "(7) error\nmessage\n"}));
 }
 
+TEST_F(AlertRaise, AnErrorBelowTheThresholdCountsUnseen)
+{
+    EXPECT_EQ(run([] {
+                  alert_setThreshold(11);
+                  alert_setErrorLimit(2);
+                  say(std::to_string(alert_anyErrors()));
+                  say(std::to_string(alert_raise(7, "E", "hidden")));
+                  say(std::to_string(alert_anyErrors()));
+                  alert_raiseNumber(917);
+                  alert_setThreshold(0);
+                  alert_raise(7, "E", "one too many");
+              }),
+              (Outcome{1, "0\n0\n1\ntoo many errors (3)\n"}));
+}
+
+TEST_F(AlertRaise, AnErrorThatARuleSuppressesDoesNotCount)
+{
+    EXPECT_EQ(run([] {
+                  alert_control(917, ALERT_RULE_HIDE_ALL);
+                  say(std::to_string(alert_raiseNumber(917)));
+                  say(std::to_string(alert_anyErrors()));
+              }),
+              (Outcome{0, "0\n0\n"}));
+}
+
+TEST_F(AlertRaise, AKindThatSaysNothingIsNotCountedAsAWarning)
+{
+    EXPECT_EQ(run([] {
+                  alert_setCountWarnings(1);
+                  alert_raise(7, "x", "a");
+                  say(std::to_string(alert_anyErrors()));
+                  alert_setThreshold(11);
+                  say(std::to_string(alert_raise(7, "x", "b")));
+              }),
+              (Outcome{0, "(7) a (warning)\n0\n0\n"}));
+}
+
+TEST_F(AlertRaise, AKindAndAFormatAreNeeded)
+{
+    EXPECT_EQ(run([] { alert_raise(7, nullptr, "a"); }).status, 1);
+    EXPECT_EQ(run([] { alert_raiseNoLine(7, nullptr, "a"); }).status, 1);
+}
+
 TEST_F(AlertRaise, TheErrorBehindTheLimitEndsTheRunUnseen)
 {
     std::string expected;
@@ -422,6 +465,27 @@ TEST_F(AlertForm, AFormatOfTheEnvironmentIsKeptWhenTheVariableChanges)
                   alert_raise(5, "M", "one");
               }),
               (Outcome{0, "[one]\n"}));
+}
+
+TEST_F(AlertForm, FormatsAndTheFilesNameAreCopiedAndThePositionIsNot)
+{
+    EXPECT_EQ(run([] {
+                  char format[] = "%f %l %c %s";
+                  char file[] = "a.c";
+                  const char text[] = "abc";
+                  uint32_t line = 1;
+                  const char *start = text;
+                  const char *current = text + 1;
+                  alert_setFormatMode(1);
+                  alert_setFormats(format, format, format);
+                  alert_setPosition(file, &line, &start, &current);
+                  format[1] = 'n';
+                  file[0] = 'b';
+                  line = 9;
+                  current = text + 2;
+                  alert_raise(5, "E", "one");
+              }),
+              (Outcome{0, "a.c 9 2 one\n"}));
 }
 
 TEST_F(AlertForm, ANullFormatIsTheDefault)

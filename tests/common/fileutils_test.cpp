@@ -381,6 +381,17 @@ TEST_F(FileUtils, ElfMachineGivesItsWord)
     }
 }
 
+TEST_F(FileUtils, ElfMachineIsReadLowByteFirstWhateverTheHeaderSays)
+{
+    for (char order : {'\0', '\1', '\2'}) {
+        std::string header = elf(1, 83);
+        header[5] = order;
+        EXPECT_EQ(which_elf(file("a.elf", header).c_str()), 0x800002000180u);
+        std::swap(header[18], header[19]);
+        EXPECT_EQ(which_elf(file("a.elf", header).c_str()), 0x2000180u);
+    }
+}
+
 TEST_F(FileUtils, Elf64IsNotIdentified)
 {
     for (unsigned machine : {3u, 8u, 40u, 83u, 118u, 204u})

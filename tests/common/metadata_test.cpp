@@ -662,6 +662,58 @@ TEST(MetadataRead, NamesMadeToCollideCostNoMoreThanOthers)
     EXPECT_LT(std::clock() - start, CLOCKS_PER_SEC / 2);
 }
 
+TEST(MetadataRead, RecordsComeToThoseThatAreThere)
+{
+    Object object = create();
+    metadata_addFunction(object.get(), "mine");
+    metadata_addLevel(object.get(), 1, "low");
+    metadata_setAttribute(object.get(), METADATA_GENERAL, "kept", 1);
+    metadata_setAttribute(object.get(), METADATA_GENERAL, "replaced", 1);
+    File file;
+    file.general = "GENATTRS" + u32(1) + text("replaced") + u64(2);
+    file.functions = "FUNCTNS " + u32(1) + function(7, "theirs");
+    file.levels = "INTLVLS " + u32(1) + level(4, 8);
+    ASSERT_EQ(readInto(object.get(), file.bytes()), METADATA_OK);
+    EXPECT_STREQ(object->header.title, "title");
+    EXPECT_EQ(metadata_getAttribute(object.get(), METADATA_GENERAL, "kept", 0), 1U);
+    EXPECT_EQ(metadata_getAttribute(object.get(), METADATA_GENERAL, "replaced", 0), 2U);
+    EXPECT_EQ(metadata_functionByName(object.get(), "mine")->id, 1U);
+    EXPECT_EQ(metadata_functionByName(object.get(), "theirs")->id, 7U);
+    EXPECT_EQ(metadata_functionById(object.get(), 7),
+              metadata_functionByName(object.get(), "theirs"));
+    EXPECT_STREQ(object->levels[0]->name, "low");
+    EXPECT_EQ(object->levels[3]->id, 4U);
+}
+
+TEST(MetadataRead, WhatIsInUseMakesAReadFailAsIfTheFileNamedItTwice)
+{
+    const auto readOver = [](const File &file) {
+        Object object = create();
+        MetadataFunction *mine = metadata_addFunction(object.get(), "mine");
+        metadata_addCallee(object.get(), mine, mine);
+        metadata_addRoot(object.get(), mine);
+        metadata_addLevel(object.get(), 1, "low");
+        return readInto(object.get(), file.bytes());
+    };
+    File file;
+    EXPECT_EQ(readOver(file), METADATA_OK);
+    file.functions = "FUNCTNS " + u32(1) + function(1, "theirs");
+    EXPECT_EQ(readOver(file), METADATA_FUNCTION_LIST);
+    file.functions = "FUNCTNS " + u32(1) + function(7, "mine");
+    EXPECT_EQ(readOver(file), METADATA_FUNCTION_LIST);
+    file.functions = "FUNCTNS " + u32(1) + function(7, "theirs");
+    file.roots = "INTROOTS" + u32(1) + root(1, 7);
+    EXPECT_EQ(readOver(file), METADATA_ROOT_LIST);
+    file.roots = "INTROOTS" + u32(1) + root(2, 7);
+    file.levels = "INTLVLS " + u32(1) + level(4, 1);
+    EXPECT_EQ(readOver(file), METADATA_LEVEL_LIST);
+    file.levels = "INTLVLS " + u32(1) + level(4, 8);
+    file.callees = "FCALLEES" + u32(1) + callee(1, 7);
+    EXPECT_EQ(readOver(file), METADATA_CALLEE_LIST);
+    file.callees = "FCALLEES" + u32(1) + callee(2, 7);
+    EXPECT_EQ(readOver(file), METADATA_OK);
+}
+
 TEST(MetadataRead, FailureLeavesWhatWasRead)
 {
     File file;

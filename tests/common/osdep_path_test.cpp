@@ -97,6 +97,7 @@ TEST(PathJoinFor, SeparatesWithABackslashForWindowsOnly)
 {
     EXPECT_EQ(taken(osdep_pathJoinFor(OSFLAG_WINDOWS, "a", "b")), "a\\b");
     EXPECT_EQ(taken(osdep_pathJoinFor(OSFLAG_WINDOWS, "a\\", "\\b")), "a\\b");
+    EXPECT_EQ(taken(osdep_pathJoinFor(OSFLAG_WINDOWS, "a/", "/b")), "a/\\/b");
     EXPECT_EQ(taken(osdep_pathJoinFor(OSFLAG_POSIX, "a/", "/b")), "a/b");
     EXPECT_EQ(osdep_pathJoinFor(OSFLAG_WINDOWS, "", "b"), nullptr);
     EXPECT_EQ(osdep_pathJoinFor(OSFLAG_WINDOWS, "a", nullptr), nullptr);
@@ -262,6 +263,26 @@ TEST_F(PathTest, CurrentDirectoryMayBeLongerThanTheSystemsPaths)
     }
     EXPECT_EQ(taken(osdep_cwd()), expected);
     EXPECT_EQ(taken(osdep_absolutePath("x")), expected + "/x");
+    ASSERT_EQ(chdir(root_.c_str()), 0);
+    EXPECT_EQ(osdep_removeTree(component.c_str()), 0);
+}
+
+TEST_F(PathTest, CurrentDirectoryLongerThanTheLimitGivesNull)
+{
+    const std::string component(200, 'd');
+    const auto below = [](const std::string &name) {
+        return mkdir(name.c_str(), 0777) == 0 && chdir(name.c_str()) == 0;
+    };
+    size_t length = fs::current_path().string().size();
+    for (; length < 20479 - 402; length += 201)
+        ASSERT_TRUE(below(component));
+    const size_t rest = 20479 - length - 1; // of a path as long as it may be
+    ASSERT_TRUE(below(std::string(rest / 2, 'e')));
+    ASSERT_TRUE(below(std::string(rest - rest / 2 - 1, 'f')));
+    EXPECT_EQ(taken(osdep_cwd()).size(), 20479U);
+    ASSERT_EQ(chdir(".."), 0);
+    ASSERT_TRUE(below(std::string(rest - rest / 2, 'g')));
+    EXPECT_EQ(osdep_cwd(), nullptr);
     ASSERT_EQ(chdir(root_.c_str()), 0);
     EXPECT_EQ(osdep_removeTree(component.c_str()), 0);
 }

@@ -210,6 +210,20 @@ constexpr int NOT_ALLOWED = 99;
 
 // ---- Temporary objects ------------------------------------------------------------------------
 
+TEST(TemporaryObjects, AreTheirOwnersAlone)
+{
+    const Outcome run = in_process([] {
+        umask(0);
+        struct stat file;
+        struct stat directory;
+        if (stat(taken(osdep_tempFileSuffix(".cmd")).c_str(), &file) != 0 ||
+            stat(taken(osdep_tempDir()).c_str(), &directory) != 0)
+            return 1;
+        return (file.st_mode & 07777) == 0600 && (directory.st_mode & 07777) == 0700 ? 0 : 2;
+    });
+    EXPECT_EQ(run.status, 0);
+}
+
 TEST(TemporaryFile, IsEmptyAndNamedByTheTemplateWithTheSuffix)
 {
     const Outcome run = in_process([] {

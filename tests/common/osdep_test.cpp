@@ -324,6 +324,13 @@ TEST(WideStrings, NullComesBeforeEveryText)
     EXPECT_EQ(osdep_wcscmp(U"", nullptr), 1);
 }
 
+TEST(WideStrings, MayBeCopiedOntoThemselves)
+{
+    char32_t room[8] = U"abc";
+    EXPECT_EQ(osdep_wcscpy(room + 1, room), room + 1);
+    EXPECT_EQ(osdep_wcscmp(room, U"aabc"), 0);
+}
+
 TEST(WideStrings, NullIsNotCopied)
 {
     char32_t room[] = U"ab";
@@ -571,6 +578,10 @@ TEST(Host, SetenvPublishesAndReplacesAVariable)
     EXPECT_EQ(std::getenv("OSDEP_TEST_VARIABLE"), large);
     EXPECT_EQ(osdep_setenv("OSDEP_TEST_VARIABLE", nullptr), 0);
     EXPECT_STREQ(std::getenv("OSDEP_TEST_VARIABLE"), "");
+    char value[] = "copied";
+    EXPECT_EQ(osdep_setenv("OSDEP_TEST_VARIABLE", value), 0);
+    value[0] = 'C';
+    EXPECT_STREQ(std::getenv("OSDEP_TEST_VARIABLE"), "copied");
     EXPECT_EQ(osdep_setenv(nullptr, "value"), 0);
 }
 
