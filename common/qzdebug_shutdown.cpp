@@ -1,6 +1,7 @@
 #define MODULE "common/qzdebug"
 #include "common/qzdebug_options.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -76,6 +77,15 @@ static void pack(const char *name, const char *path)
     TRACE_LEAVE();
 }
 
+// False only when it is known to be gone: a file that cannot be looked at is packed, or the package
+// says why not.
+static bool isTraceThere()
+{
+    TRACE_ENTER();
+    const bool there = osdep_fileExists(gFilePath) != 0 || (errno != ENOENT && errno != ENOTDIR);
+    return TRACE_RETURN("%d", there);
+}
+
 // Whether the run is in the directory where the option was read, or could go back to it. The way
 // there is not taken when it is not needed: it may be closed.
 static bool isWhereItBegan()
@@ -96,7 +106,7 @@ static void packTrace()
     if (!isWhereItBegan())
         qzdebug_warning("could not go back to \"%s\" to pack \"%s\"", gDebugSettings.directory,
                         gFilePath);
-    else if (osdep_fileExists(gFilePath))
+    else if (isTraceThere())
         pack(gDebugSettings.package, gFilePath);
     TRACE_LEAVE();
 }

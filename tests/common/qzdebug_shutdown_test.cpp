@@ -171,6 +171,20 @@ TEST_F(QzdebugShutdown, ATraceThatIsGoneIsNotPacked)
     EXPECT_EQ(files(), Names{});
 }
 
+TEST_F(QzdebugShutdown, ATraceThatCannotBeLookedAtIsSaid)
+{
+    const Outcome outcome = inProcess([] {
+        qzdebug_parse("on,zip:p.zip");
+        qzdebug_setComponent("qzm-cc");
+        fs::remove("qzm-cc-1.out");
+        fs::create_symlink("qzm-cc-1.out", "qzm-cc-1.out");
+        qzdebug_shutdown();
+    });
+    EXPECT_EQ(outcome.errors, warning("Unable to add archive \"qzm-cc-1.out\" (from "
+                                      "\"qzm-cc-1.out\") to package zip (p.zip)"));
+    EXPECT_EQ(outcome.status, 0);
+}
+
 TEST_F(QzdebugShutdown, TheSecondCallDoesNothing)
 {
     const Outcome outcome = inProcess([] {
