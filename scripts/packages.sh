@@ -15,7 +15,7 @@ PACKAGES_CHECK=("${PACKAGES_BUILD[@]}" git clang-format python3 unzip)
 
 # What single tests need that say so and are skipped without it.
 # shellcheck disable=SC2034
-PACKAGES_OPTIONAL=(lldb)
+PACKAGES_OPTIONAL=(lldb strace)
 
 # packages_missing NAME...: prints those that are not installed.
 packages_missing() {
