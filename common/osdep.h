@@ -41,7 +41,8 @@ void osdep_keepTempFiles(int keep);
 void osdep_removeTempFiles();
 
 // Removes one temporary object of this process (a directory with its contents) now instead of at
-// the end, and forgets it. Does nothing while they are kept, and for any other path.
+// the end, and forgets it; one that cannot be removed now is tried again at the end. Does nothing
+// while they are kept, and for any other path.
 void osdep_discardTemp(const char *path);
 
 // Removes a directory with all its contents. 0 on success; -1 when `path` is no directory or cannot

@@ -207,18 +207,31 @@ void osdep_removeTempFiles()
     TRACE_LEAVE();
 }
 
-// Takes `path` off the list. The objects given up early are mostly the youngest.
-static bool forget(Vector *list, const char *path)
+// The place of `path` in the list, or -1. The objects given up early are mostly the youngest.
+static int64_t indexOf(Vector *list, const char *path)
 {
-    for (uint32_t i = vec_size(list); i-- > 0;) {
-        auto *name = static_cast<char *>(vec_elementAt(list, i));
-        if (std::strcmp(name, path) == 0) {
-            vec_removeAt(list, i);
-            std::free(name);
-            return true;
-        }
-    }
-    return false;
+    for (uint32_t i = vec_size(list); i-- > 0;)
+        if (std::strcmp(static_cast<const char *>(vec_elementAt(list, i)), path) == 0)
+            return i;
+    return -1;
+}
+
+static void forget(Vector *list, const char *path)
+{
+    const int64_t index = indexOf(list, path);
+    if (index < 0)
+        return;
+    auto *name = static_cast<char *>(vec_elementAt(list, static_cast<uint32_t>(index)));
+    vec_removeAt(list, static_cast<uint32_t>(index));
+    std::free(name);
+}
+
+// Removes `path` if it is on the list. What cannot be removed now stays on it, for the end of the
+// run: by then there may be a descriptor again.
+static void discard(Vector *list, const char *path, int (*removeObject)(const char *))
+{
+    if (indexOf(list, path) >= 0 && (removeObject(path) == 0 || errno == ENOENT))
+        forget(list, path);
 }
 
 void osdep_discardTemp(const char *path)
@@ -227,10 +240,8 @@ void osdep_discardTemp(const char *path)
     if (path != nullptr && !s_keep && s_registry.owner == getpid()) {
         sigset_t saved;
         osdep_holdSignals(&saved);
-        if (forget(s_registry.files, path))
-            std::remove(path);
-        else if (forget(s_registry.directories, path))
-            removeTree(path);
+        discard(s_registry.files, path, std::remove);
+        discard(s_registry.directories, path, removeTree);
         osdep_releaseSignals(&saved);
     }
     TRACE_LEAVE();
@@ -352,8 +363,7 @@ void osdep_removeReplacement(const char *name)
     TRACE_ENTER("name=\"%s\"", name);
     sigset_t saved;
     osdep_holdSignals(&saved);
-    std::remove(name);
-    forget(s_registry.files, name);
+    discard(s_registry.files, name, std::remove);
     osdep_releaseSignals(&saved);
     TRACE_LEAVE();
 }

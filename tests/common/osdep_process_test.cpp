@@ -299,6 +299,25 @@ TEST(TemporaryObjects, AreRemovedAndForgottenWhenTheyAreDiscarded)
     EXPECT_EQ(run.status, 0);
 }
 
+TEST(TemporaryObjects, ThatCannotBeDiscardedAreRemovedAtTheEnd)
+{
+    const Outcome run = in_process([] {
+        const std::string dir = taken(osdep_tempDir());
+        std::ofstream(dir + "/file") << "x";
+        rlimit limit;
+        getrlimit(RLIMIT_NOFILE, &limit);
+        const rlimit none = {0, limit.rlim_max}; // to look into the directory takes a descriptor
+        setrlimit(RLIMIT_NOFILE, &none);
+        osdep_discardTemp(dir.c_str());
+        setrlimit(RLIMIT_NOFILE, &limit);
+        if (!fs::exists(dir))
+            return 1;
+        osdep_removeTempFiles();
+        return fs::exists(dir) ? 2 : 0;
+    });
+    EXPECT_EQ(run.status, 0);
+}
+
 TEST(TemporaryObjects, AreNotDiscardedWhileTheyAreToBeKept)
 {
     const Outcome run = in_process([] {
