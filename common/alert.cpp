@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "common/exitpath.h"
+#include "common/hooks.h"
 #include "common/memory.h"
 #include "common/osdep.h"
 #include "common/qzdebug.h"
@@ -17,6 +18,7 @@
 static constexpr int32_t LEVEL_OF_OTHERS = 10;
 
 static constexpr uint32_t MESSAGE_TOO_MANY_ERRORS = 1;
+static constexpr uint32_t MESSAGE_OUT_OF_MEMORY = 296;
 
 // Kinds come from the first table ever loaded, so that a translated file cannot change them.
 static AlertTable *s_base;
@@ -498,3 +500,24 @@ int alert_raiseNumber(uint32_t number, ...)
     errno = systemError;
     return TRACE_RETURN("%d", shown);
 }
+
+// ---- What lower layers have to say ------------------------------------------------------------
+
+static void raiseExhausted()
+{
+    alert_raiseNumber(MESSAGE_OUT_OF_MEMORY);
+}
+
+constinit MemoryExhaustedHook gMemoryExhausted = raiseExhausted;
+
+static void warnOfTrace(const char *text)
+{
+    alert_print("QZDEBUG (warning): %s", text);
+}
+
+static void raiseCheck(uint32_t number, const char *expression, const char *source, uint32_t line)
+{
+    alert_raiseNumber(number, expression, source, line);
+}
+
+constinit TraceMessages gTraceMessages = {.warn = warnOfTrace, .raise = raiseCheck};

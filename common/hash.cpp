@@ -4,8 +4,8 @@
 #include <cstdlib>
 
 #include "common/exitpath.h"
+#include "common/hooks.h"
 #include "common/memory.h"
-#include "common/qzdebug.h"
 #include "common/vector.h"
 
 static constexpr uint32_t FIRST_BLOCK = 64; // nodes; blocks double up to the largest
@@ -159,9 +159,9 @@ static HashPlace locate(const HashTable *table, const void *key)
     ASSERT_AT(339, is_alive(h));
     HashDebugRecord *record = h->debug;
     if (passed != 0) {
-        tracef(file, line, "HASH @ %s:%d (%u/%u) clashed %d times inserting (%p,%p)", record->file,
-               static_cast<int>(record->line), h->count, h->size, static_cast<int>(passed), key,
-               value);
+        container_trace(file, line, "HASH @ %s:%d (%u/%u) clashed %d times inserting (%p,%p)",
+                        record->file, static_cast<int>(record->line), h->count, h->size,
+                        static_cast<int>(passed), key, value);
     } else if (++record->util > record->max_util) {
         record->max_util = record->util;
     }

@@ -120,10 +120,8 @@ HashTable *hash_copy(HashTable *destination, const HashTable *source, const char
 // Removes every entry and frees the table. Null is allowed.
 void hash_destroy(HashTable *table);
 
-// Switches the recording of new tables in the master list on (non-zero) or off.
+// Switches the recording of new tables in the master list, for the report at the end of the run
+// (container_report.h), on (non-zero) or off.
 void hash_debugEnable(int on);
-
-// Prints the master list to the debug output; nothing when no table was ever recorded.
-void hash_report();
 
 #endif

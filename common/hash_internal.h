@@ -52,8 +52,10 @@ HashPlace hash_indexLocate(const HashTable *table, const void *key, uint32_t has
 void hash_indexAdd(HashTable *table, HashEntry **link);
 void hash_indexRemove(HashTable *table, HashEntry **link);
 
-// Whether new tables are recorded.
+// Whether new tables are recorded; and the master list of HashDebugRecord, null until the first
+// table has been.
 extern bool gHashRecording;
+extern Vector *gHashRecords;
 
 // Returns a new record of `table`, alive and with all counters 0; and adds it to the master list.
 HashDebugRecord *hash_newRecord(const HashTable *table, const char *file, uint32_t line);

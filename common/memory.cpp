@@ -5,22 +5,21 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "common/alert.h"
 #include "common/exitpath.h"
+#include "common/hooks.h"
 
 static constexpr uint32_t FORMAT_SIZE = 4096;
-static constexpr uint32_t MESSAGE_OUT_OF_MEMORY = 296;
 
-// Raising a message allocates, so it can run out of memory itself.
+// The report allocates, so it can run out of memory itself.
 [[gnu::cold, gnu::noinline]] static void *reportExhausted()
 {
     static bool reporting;
-    if (reporting) {
+    if (reporting || gMemoryExhausted == nullptr) {
         std::fputs("out of memory\n", stderr);
         exitpath_leave(1);
     }
     reporting = true;
-    alert_raiseNumber(MESSAGE_OUT_OF_MEMORY);
+    gMemoryExhausted();
     reporting = false;
     return nullptr;
 }

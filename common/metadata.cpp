@@ -6,6 +6,7 @@
 #include "common/hash.h"
 #include "common/metadata_internal.h"
 #include "common/osdep.h"
+#include "common/sorting.h"
 #include "common/qzdebug.h"
 #include "common/stringcache.h"
 #include "common/vector.h"

@@ -354,21 +354,6 @@ size_t osdep_wcslen(const char32_t *s);
 int osdep_wcscmp(const char32_t *a, const char32_t *b);
 char32_t *osdep_wcslwr(char32_t *s);
 
-// ---- Sorting and searching --------------------------------------------------------------------
-
-using OsdepCompare = int (*)(const void *a, const void *b);
-using OsdepSearchCompare = int (*)(const void *key, const void *element, size_t index);
-
-// Sorts `count` elements of `size` bytes in place; not stable. No order of the input takes
-// quadratic time or deep recursion. A null base or comparison with two or more elements is a broken
-// contract.
-void osdep_qsort(void *vbase, size_t count, size_t size, OsdepCompare compare);
-
-// The matching element of a sorted array, or null, also for a null base. A null comparison with
-// elements to compare is a broken contract.
-void *osdep_bsearch(const void *key, const void *base, size_t count, size_t size,
-                    OsdepSearchCompare compare);
-
 // ---- Integers in a chosen byte order ----------------------------------------------------------
 //
 // A null stream or value is a broken contract, whose report names the function. The little-endian

@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "common/alert.h"
+#include "common/hooks.h"
 #include "common/stringcache.h"
 #include "common/vector.h"
 
@@ -16,6 +16,7 @@ int gDebugEcho = 0;
 FILE *gDebugTty = nullptr;
 uint32_t gDebugAssertMode = 0;
 const char *gAlertSrc = nullptr;
+[[gnu::weak]] constinit TraceMessages gTraceMessages = {};
 
 static constexpr uint32_t DEFAULT_WIDTH = 20;
 static constexpr uint32_t MINIMUM_WIDTH = 4;
@@ -133,7 +134,10 @@ static void complaintEnd(const ComplaintState &before)
     ComplaintState before = complaintBegin();
     if (vsnprintf(text, sizeof text, format, values) < 0)
         text[0] = '\0';
-    alert_print("QZDEBUG (warning): %s", text);
+    if (gTraceMessages.warn != nullptr)
+        gTraceMessages.warn(text);
+    else
+        fprintf(stderr, "QZDEBUG (warning): %s\n", text);
     complaintEnd(before);
 }
 
@@ -154,12 +158,15 @@ void trace_checkFailed(const char *expression, const char *source, uint32_t line
     static const uint32_t numbers[] = {0, 1503, 1502, 1501};
     if (gDebugAssertMode == 0 || gDebugAssertMode >= sizeof numbers / sizeof numbers[0])
         return;
-    if (s_complaining)
+    if (s_complaining || gTraceMessages.raise == nullptr)
         return;
     ComplaintState before = complaintBegin();
-    alert_raiseNumber(numbers[gDebugAssertMode], expression, source, line);
+    gTraceMessages.raise(numbers[gDebugAssertMode], expression, source, line);
     complaintEnd(before);
 }
+
+// Containers check by the same mode.
+constinit CheckFailedHook gCheckFailed = trace_checkFailed;
 
 static void check(bool holds, const char *expression, uint32_t line)
 {
@@ -368,21 +375,27 @@ static bool isSingleLine(const char *text)
     return text[0] != '\0' && strchr(text, '\n') == nullptr;
 }
 
-void tracef(const char *src, uint32_t line, const char *format, ...)
+[[gnu::format(printf, 3, 0)]] static void traceLines(const char *src, uint32_t line,
+                                                     const char *format, va_list values)
 {
     if (gDebugOut == nullptr)
         return;
     const int savedErrno = errno;
     check(src != nullptr, "src != NULL", 40);
     check(format != nullptr, "fmt != NULL", 41);
-    va_list values;
-    va_start(values, format);
     if (format != nullptr && isSingleLine(format))
         putLineValues(src, line, format, values);
     else
         putLinesValues(src, line, format != nullptr ? format : "\n", values);
-    va_end(values);
     finish(savedErrno);
+}
+
+void tracef(const char *src, uint32_t line, const char *format, ...)
+{
+    va_list values;
+    va_start(values, format);
+    traceLines(src, line, format, values);
+    va_end(values);
 }
 
 void trace(const char *src, uint32_t line, const char *text)
@@ -411,6 +424,17 @@ void trace_vprintf(const char *format, va_list values)
     put("\n");
     finish(savedErrno);
 }
+
+[[gnu::format(printf, 3, 0)]] static void traceContainer(const char *file, uint32_t line,
+                                                         const char *format, va_list values)
+{
+    if (file != nullptr)
+        traceLines(file, line, format, values);
+    else
+        trace_vprintf(format, values);
+}
+
+constinit ContainerTraceHook gContainerTrace = traceContainer;
 
 void trace_printf(const char *format, ...)
 {

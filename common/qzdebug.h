@@ -111,6 +111,15 @@ uint32_t trace_indent();
 void trace_setWidth(uint32_t width);
 uint32_t trace_width();
 
+// How the trace speaks to the user, whose messages lie above it: the message module defines this
+// variable with its functions, as for the hooks in hooks.h. Null functions: a warning goes to
+// standard error, and a failed check is not reported.
+struct TraceMessages {
+    void (*warn)(const char *text); // shows "QZDEBUG (warning): TEXT"
+    void (*raise)(uint32_t number, const char *expression, const char *source, uint32_t line);
+};
+extern TraceMessages gTraceMessages;
+
 // Whether to trace now. QZM_NO_TRACE takes all calls out of the program, to measure what they cost.
 #ifdef QZM_NO_TRACE
 #define TRACE_IS_ON false

@@ -1,4 +1,5 @@
 #define MODULE "common/qzdebug"
+#include "common/container_report.h"
 #include "common/qzdebug_options.h"
 
 #include <cerrno>

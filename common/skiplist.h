@@ -116,10 +116,8 @@ Vector *skiplist_keys(const SkipList *h);
 // null.
 SkipList *skiplist_copy(const SkipList *source);
 
-// Switches the recording of new lists in the master list on (non-zero) or off.
+// Switches the recording of new lists in the master list, for the report at the end of the run
+// (container_report.h), on (non-zero) or off.
 void skiplist_debugEnable(int on);
-
-// Prints the master list to the debug output; it has its headings even when no list was recorded.
-void skiplist_report();
 
 #endif

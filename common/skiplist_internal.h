@@ -10,8 +10,10 @@ enum : uint32_t {
     SKIPLIST_VOIDHASH = 4,
 };
 
-// Whether new lists are recorded.
+// Whether new lists are recorded; and the master list of SkipListDebugRecord, null until the first
+// list has been.
 extern bool gSkipListRecording;
+extern Vector *gSkipListRecords;
 
 // Adds a record of `list`, alive and with all counters 0, to the master list and returns it. A null
 // text function means the default.

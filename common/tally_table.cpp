@@ -3,8 +3,8 @@
 
 #include <cstdlib>
 
+#include "common/hooks.h"
 #include "common/memory.h"
-#include "common/qzdebug.h"
 #include "common/vector.h"
 
 // Reports a failed check by the assert mode and returns whether it held.
@@ -12,8 +12,8 @@
 
 static bool check(bool holds, const char *expression, uint32_t line)
 {
-    if (!holds) [[unlikely]]
-        trace_checkFailed(expression, MODULE, line);
+    if (!holds && gCheckFailed != nullptr) [[unlikely]]
+        gCheckFailed(expression, MODULE, line);
     return holds;
 }
 

@@ -7,7 +7,7 @@
 #include "common/exitpath.h"
 #include "common/freecache.h"
 #include "common/memory.h"
-#include "common/osdep.h"
+#include "common/sorting.h"
 #include "common/vector_debug.h"
 
 static constexpr uint32_t DEFAULT_CAPACITY = 10;

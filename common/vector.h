@@ -141,12 +141,9 @@ inline int vec_iterHasNext(Vector *p)
     return p->iterators->index < p->count;
 }
 
-// Switches the recording of new vectors in the master list on (non-zero) or off.
+// Switches the recording of new vectors in the master list, for the report at the end of the run
+// (container_report.h), on (non-zero) or off.
 void vec_debugEnable(int on);
-
-// Prints the master list and its summary to the debug output; nothing when it was never switched
-// on.
-void vec_report();
 
 // One pass over a vector in a range-for loop. It pushes an iterator on construction and pops it on
 // destruction, so that the loop may be left early and the vector may be changed inside it.

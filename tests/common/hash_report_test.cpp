@@ -3,6 +3,7 @@
 #include <string>
 #include <utility>
 
+#include "common/container_report.h"
 #include "common/hash.h"
 #include "common/vector.h"
 #include "tests/common/report_lines.h"

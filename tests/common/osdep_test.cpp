@@ -1,4 +1,5 @@
 #include "common/osdep.h"
+#include "common/sorting.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,7 @@
 // Installation manifests; their format is described in docs/xml-files.md.
 #include "tests/common/shahash_fixture.h"
 
+#include "common/container_report.h"
 #include "common/hash.h"
 #include "common/uxml2.h"
 #include "tests/common/report_lines.h"

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "common/container_report.h"
 #include "common/skiplist.h"
 #include "common/vector.h"
 #include "tests/common/broken_contract.h"

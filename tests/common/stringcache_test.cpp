@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "common/container_report.h"
 #include "common/hash.h"
 #include "common/memory.h"
 #include "common/stringcache.h"

@@ -2,6 +2,7 @@
 // and its lookup.
 #include "driver_fixture.h"
 
+#include "common/container_report.h"
 #include "common/hash.h"
 #include "common/qzdebug.h"
 #include "tests/common/report_lines.h"

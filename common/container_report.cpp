@@ -1,12 +1,16 @@
-#define MODULE "common/vector"
-#include "common/vector_debug.h"
+#include "common/container_report.h"
 
 #include <cinttypes>
 #include <cstdlib>
 #include <cstring>
 
+#include "common/hash_internal.h"
 #include "common/memory.h"
 #include "common/qzdebug.h"
+#include "common/skiplist_internal.h"
+#include "common/vector_debug.h"
+
+// ---- Vectors ----------------------------------------------------------------------------------
 
 // Vectors and their capacity, summed.
 struct Tally {
@@ -24,34 +28,8 @@ struct SummaryRow {
     SummaryRow *next;
 };
 
-bool gVectorRecording;
-static Vector *s_master; // VectorDebugRecord; null until recording is first switched on
-
-void vec_debugEnable(int on)
-{
-    gVectorRecording = false; // the master list must not list itself
-    if (on == 0)
-        return;
-    if (s_master == nullptr)
-        s_master = vec_new_size(10, MODULE, __LINE__);
-    gVectorRecording = true;
-}
-
-VectorDebugRecord *vec_debugRecord(const Vector *vector, const char *file, uint32_t line)
-{
-    auto *record = static_cast<VectorDebugRecord *>(xmalloc_must(sizeof(VectorDebugRecord)));
-    record->vector = vector;
-    record->flags = VECTOR_ALIVE;
-    record->file = file;
-    record->line = line;
-    record->capacity = vector->capacity;
-    record->max_count = vector->count;
-    vec_add(s_master, record);
-    return record;
-}
-
 // Largest storage first; among equals the emptiest first, then by place.
-static int compareRecords(const void *slotA, const void *slotB)
+static int compareVectors(const void *slotA, const void *slotB)
 {
     const auto *a = *static_cast<const VectorDebugRecord *const *>(slotA);
     const auto *b = *static_cast<const VectorDebugRecord *const *>(slotB);
@@ -127,15 +105,75 @@ static void printSummary(SummaryRow *head, const SummaryRow *totals)
 
 void vec_report()
 {
-    if (s_master == nullptr)
+    if (gVectorRecords == nullptr)
         return;
     SummaryRow totals = {};
     totals.file = "Total Summary";
     SummaryRow *head = &totals;
-    vec_sort(s_master, compareRecords);
+    vec_sort(gVectorRecords, compareVectors);
     trace_puts("# Living Vector Master List:");
     trace_puts("# ptr    file:line    max_count/capacity    alive");
-    for (const auto *record : vec_each<VectorDebugRecord>(s_master))
+    for (const auto *record : vec_each<VectorDebugRecord>(gVectorRecords))
         countRecord(record, summaryRow(&head, record->file, record->line), &totals);
     printSummary(head, &totals);
+}
+
+// ---- Hash tables ------------------------------------------------------------------------------
+
+static int compareTables(const void *slotA, const void *slotB)
+{
+    const auto *a = *static_cast<const HashDebugRecord *const *>(slotA);
+    const auto *b = *static_cast<const HashDebugRecord *const *>(slotB);
+    if (a->clashes != b->clashes)
+        return a->clashes > b->clashes ? -1 : 1;
+    const auto addressA = reinterpret_cast<uintptr_t>(a);
+    const auto addressB = reinterpret_cast<uintptr_t>(b);
+    return addressA == addressB ? 0 : addressA > addressB ? -1 : 1;
+}
+
+static void printTable(const HashDebugRecord *record)
+{
+    const auto mark = [record](uint32_t flag) { return (record->flags & flag) != 0 ? 'Y' : 'n'; };
+    trace_printf("# %p    %s:%d    %u/%u    %u/%u    %u    %c    %c    %c",
+                 static_cast<const void *>(record->table), record->file,
+                 static_cast<int>(record->line), record->max_util, record->capacity,
+                 record->max_usage, record->capacity, record->clashes, mark(HASH_VOIDCMP),
+                 mark(HASH_VOIDHASH), mark(HASH_ALIVE));
+}
+
+void hash_report()
+{
+    if (gHashRecords == nullptr)
+        return;
+    vec_sort(gHashRecords, compareTables);
+    trace_puts("# Hash Table Master List:");
+    trace_puts("# ptr    file:line    max_util/capacity    max_usage/capacity    clashes    voidcmp"
+               "    voidhash    alive");
+    if (vec_size(gHashRecords) == 0)
+        trace_puts("# No hash tables were used");
+    for (const auto *record : vec_each<HashDebugRecord>(gHashRecords))
+        printTable(record);
+}
+
+// ---- Skip lists -------------------------------------------------------------------------------
+
+static void printSkipList(const SkipListDebugRecord *record)
+{
+    const auto mark = [record](uint32_t flag) { return (record->flags & flag) != 0 ? 'Y' : 'n'; };
+    trace_printf("# %p    %s:%d    %u    %u/%u    %u    %c    %c    %c",
+                 static_cast<const void *>(record->list), record->file,
+                 static_cast<int>(record->line), record->max_usage, record->clashes,
+                 record->inserts, record->max_chain, mark(SKIPLIST_VOIDCMP),
+                 mark(SKIPLIST_VOIDHASH), mark(SKIPLIST_ALIVE));
+}
+
+void skiplist_report()
+{
+    trace_puts("# Skiplist Master List:");
+    if (vec_size(gSkipListRecords) == 0)
+        trace_puts("# None.");
+    trace_puts("# ptr    file:line    max_usage    clashes/inserts    max_chain    voidcmp    "
+               "voidhash    alive");
+    for (const auto *record : vec_each<SkipListDebugRecord>(gSkipListRecords))
+        printSkipList(record);
 }

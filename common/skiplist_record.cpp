@@ -2,13 +2,13 @@
 #include <cstdio>
 
 #include "common/exitpath.h"
+#include "common/hooks.h"
 #include "common/memory.h"
-#include "common/qzdebug.h"
 #include "common/skiplist_internal.h"
 #include "common/vector.h"
 
 bool gSkipListRecording;
-static Vector *s_master; // SkipListDebugRecord; null until the first list is recorded
+Vector *gSkipListRecords;
 
 // ---- Records ----------------------------------------------------------------------------------
 
@@ -35,9 +35,9 @@ SkipListDebugRecord *skiplist_newRecord(const SkipList *list, SkipText toText, c
     record->file = file;
     record->line = line;
     record->key_tostring = toText != nullptr ? toText : defaultText;
-    if (s_master == nullptr)
-        s_master = vec_new(MODULE, 206);
-    vec_add(s_master, record);
+    if (gSkipListRecords == nullptr)
+        gSkipListRecords = vec_new(MODULE, 206);
+    vec_add(gSkipListRecords, record);
     return record;
 }
 
@@ -60,19 +60,20 @@ void skiplist_recordChain(const SkipList *h, uint32_t hash)
 static void print_node(const SkipNode *node, SkipText key_tostring)
 {
     ASSERT_AT(150, key_tostring != NULL);
-    trace_printf("KEY: %s", key_tostring(node->key));
-    trace_printf("    number: %u", node->serial);
-    trace_printf("    hash:   %X", node->hash);
-    trace_printf("    order:  %u", node->level);
+    container_trace(nullptr, 0, "KEY: %s", key_tostring(node->key));
+    container_trace(nullptr, 0, "    number: %u", node->serial);
+    container_trace(nullptr, 0, "    hash:   %X", node->hash);
+    container_trace(nullptr, 0, "    order:  %u", node->level);
     for (uint32_t i = 0; i < node->level; ++i) {
         const SkipNode *next = node->forward[i];
-        trace_printf("        %u) %s", i, next != nullptr ? key_tostring(next->key) : "Nil");
+        container_trace(nullptr, 0, "        %u) %s", i,
+                        next != nullptr ? key_tostring(next->key) : "Nil");
     }
 }
 
 static void printList(const SkipList *h)
 {
-    trace_printf("HEAD(%4d)", static_cast<int>(h->head->level));
+    container_trace(nullptr, 0, "HEAD(%4d)", static_cast<int>(h->head->level));
     for (const SkipNode *node = h->head->forward[0]; node != nullptr; node = node->forward[0])
         print_node(node, h->debug->key_tostring);
 }
@@ -82,10 +83,10 @@ static void printList(const SkipList *h)
 [[noreturn]] static void endOutOfOrder(const SkipList *h, const SkipNode *node, const char *file,
                                        uint32_t line)
 {
-    tracef(file, line, "SKIPLIST Node out-of-order: @ %s:%d", h->debug->file,
-           static_cast<int>(h->debug->line));
+    container_trace(file, line, "SKIPLIST Node out-of-order: @ %s:%d", h->debug->file,
+                    static_cast<int>(h->debug->line));
     print_node(node, h->debug->key_tostring);
-    trace_puts("List AFTER:");
+    container_trace(nullptr, 0, "List AFTER:");
     printList(h);
     db_assert("n->hash <= n->forward[i]->hash", MODULE, 474);
 }
@@ -115,35 +116,13 @@ void skiplist_recordInsert(const SkipList *h, const SkipNode *node, const char *
 {
     SkipListDebugRecord *record = h->debug;
     if (hasClash(h, node)) {
-        tracef(file, line, "SKIPLIST @ %s:%d (#%u) clashed %d times inserting (%p,%p)",
-               record->file, static_cast<int>(record->line), h->count, 1, node->key, node->value);
+        container_trace(file, line, "SKIPLIST @ %s:%d (#%u) clashed %d times inserting (%p,%p)",
+                        record->file, static_cast<int>(record->line), h->count, 1, node->key,
+                        node->value);
         ++record->clashes;
     }
     ++record->inserts;
     if (h->count > record->max_usage)
         record->max_usage = h->count;
     checkOrder(h, file, line);
-}
-
-// ---- The report -------------------------------------------------------------------------------
-
-static void printRecord(const SkipListDebugRecord *record)
-{
-    const auto mark = [record](uint32_t flag) { return (record->flags & flag) != 0 ? 'Y' : 'n'; };
-    trace_printf("# %p    %s:%d    %u    %u/%u    %u    %c    %c    %c",
-                 static_cast<const void *>(record->list), record->file,
-                 static_cast<int>(record->line), record->max_usage, record->clashes,
-                 record->inserts, record->max_chain, mark(SKIPLIST_VOIDCMP),
-                 mark(SKIPLIST_VOIDHASH), mark(SKIPLIST_ALIVE));
-}
-
-void skiplist_report()
-{
-    trace_puts("# Skiplist Master List:");
-    if (vec_size(s_master) == 0)
-        trace_puts("# None.");
-    trace_puts("# ptr    file:line    max_usage    clashes/inserts    max_chain    voidcmp    "
-               "voidhash    alive");
-    for (const auto *record : vec_each<SkipListDebugRecord>(s_master))
-        printRecord(record);
 }
