@@ -116,7 +116,6 @@ static void needTables()
         tried = true;
         load(findFile());
     }
-    TRACE_LEAVE();
 }
 
 int alert_loadFile(const char *path)
@@ -133,7 +132,6 @@ void alert_reload()
         alert_print("Could not open message file %s\n", path);
         exitpath_leave(1);
     }
-    TRACE_LEAVE();
 }
 
 // ---- Settings ---------------------------------------------------------------------------------
@@ -144,14 +142,12 @@ void alert_setFormats(const char *error, const char *warning, const char *messag
     alert_chooseFormat(ALERT_FORMAT_ERROR, error);
     alert_chooseFormat(ALERT_FORMAT_WARNING, warning);
     alert_chooseFormat(ALERT_FORMAT_MESSAGE, message);
-    TRACE_LEAVE();
 }
 
 void alert_setFormatMode(int on)
 {
     TRACE_ENTER("on=%d", on);
     gAlertSettings.formatMode = on;
-    TRACE_LEAVE();
 }
 
 uint32_t alert_setErrorLimit(uint32_t limit)
@@ -174,7 +170,6 @@ void alert_setProgramName(const char *name)
 {
     TRACE_ENTER("name=\"%s\"", name);
     gAlertSettings.program = name;
-    TRACE_LEAVE();
 }
 
 const char *alert_programName()
@@ -192,14 +187,12 @@ void alert_setPosition(const char *file, const uint32_t *lineRef, const char *co
     gAlertSettings.lineRef = lineRef;
     gAlertSettings.lineStartRef = lineStartRef;
     gAlertSettings.currentRef = currentRef;
-    TRACE_LEAVE();
 }
 
 void alert_setOutputHook(AlertHook hook)
 {
     TRACE_ENTER("hook=%d", hook != nullptr);
     gAlertSettings.hook = hook;
-    TRACE_LEAVE();
 }
 
 int alert_anyErrors()
@@ -212,14 +205,12 @@ void alert_setCountWarnings(int on)
 {
     TRACE_ENTER("on=%d", on);
     s_countWarnings = on;
-    TRACE_LEAVE();
 }
 
 void alert_setEmitAlways(int on)
 {
     TRACE_ENTER("on=%d", on);
     s_emitAlways = on;
-    TRACE_LEAVE();
 }
 
 int alert_emitAlways()
@@ -245,14 +236,12 @@ static void setRule(Vector *rules, uint32_t number, AlertOperation rule)
     TRACE_ENTER("number=%u, rule=%u", number, rule);
     if (number != 0 && number <= ALERT_MAX_NUMBER)
         vec_setAt(rules, reinterpret_cast<void *>(uintptr_t{rule}), number);
-    TRACE_LEAVE();
 }
 
 static void pushRules()
 {
     TRACE_ENTER();
     vec_add(s_rules, vec_copy_func(topRules(), MODULE, __LINE__));
-    TRACE_LEAVE();
 }
 
 static void popRules()
@@ -261,7 +250,6 @@ static void popRules()
     topRules();
     if (vec_size(s_rules) > 1)
         vec_destroy(static_cast<Vector *>(vec_pop(s_rules)));
-    TRACE_LEAVE();
 }
 
 static void clearRules()
@@ -270,7 +258,6 @@ static void clearRules()
     topRules();
     vec_destroy(static_cast<Vector *>(vec_pop(s_rules)));
     vec_add(s_rules, vec_new(MODULE, __LINE__));
-    TRACE_LEAVE();
 }
 
 static void hideEvery()
@@ -283,7 +270,6 @@ static void hideEvery()
         if (kind == ALERT_MESSAGE || kind == ALERT_WARNING)
             setRule(rules, number, ALERT_RULE_HIDE);
     }
-    TRACE_LEAVE();
 }
 
 void alert_control(uint32_t number, AlertOperation operation)
@@ -307,7 +293,6 @@ void alert_control(uint32_t number, AlertOperation operation)
             setRule(topRules(), number, operation);
         break;
     }
-    TRACE_LEAVE();
 }
 
 // Applies one item of a list, "45" or "45:off". Anything else says nothing.
@@ -323,7 +308,6 @@ static void disableItem(const char *item, const char *end)
         alert_control(number, ALERT_RULE_HIDE);
     else if (at != item && rest == 4 && std::memcmp(at, ":off", 4) == 0)
         alert_control(number, ALERT_RULE_HIDE_ALL);
-    TRACE_LEAVE();
 }
 
 void alert_disableList(const char *list)
@@ -338,7 +322,6 @@ void alert_disableList(const char *list)
         disableItem(list, comma != nullptr ? comma : list + std::strlen(list));
         list = comma != nullptr ? comma + 1 : nullptr;
     }
-    TRACE_LEAVE();
 }
 
 static void applyRule(AlertRecord *record)
@@ -367,7 +350,6 @@ static void applyRule(AlertRecord *record)
     default:
         break;
     }
-    TRACE_LEAVE();
 }
 
 // ---- Lookup -----------------------------------------------------------------------------------
@@ -387,7 +369,6 @@ static AlertRecord lookUp(uint32_t number)
     }
     applyRule(&record);
     TRACE("kind %u, level %d, text \"%s\"", record.kind, record.level, record.text);
-    TRACE_LEAVE();
     return record;
 }
 
@@ -420,7 +401,6 @@ static void countError()
     TRACE_ENTER();
     if (s_errors++ >= s_errorLimit)
         endAtLimit();
-    TRACE_LEAVE();
 }
 
 [[gnu::format(printf, 3, 0)]] static int raiseMessage(const AlertMessage *message, int32_t level,

@@ -70,7 +70,6 @@ void alert_chooseFormat(AlertFormat which, const char *text)
         gAlertSettings.formats[which] = cache_string(environment);
     else if (text != nullptr)
         gAlertSettings.formats[which] = cache_string(text);
-    TRACE_LEAVE();
 }
 
 const char *alert_format(AlertFormat which)
@@ -126,7 +125,6 @@ static void expandSystemError(Output *output, const char *format, int systemErro
         addPart(output, format, static_cast<size_t>(end - format));
         format = end;
     }
-    TRACE_LEAVE();
 }
 
 // Formats into the rest of `output`.
@@ -165,7 +163,6 @@ static void addExpanded(Output *output, const char *format, va_list values)
     expanded[0] = '\0';
     expandSystemError(&expansion, format, message->systemError);
     addExpanded(output, expanded, values);
-    TRACE_LEAVE();
 }
 
 // ---- The two forms ----------------------------------------------------------------------------
@@ -185,7 +182,6 @@ static void addFixedForm(Output *output, const AlertMessage *message, const char
     addText(output, text);
     if (formatOf(message->kind) == ALERT_FORMAT_WARNING)
         addText(output, " (warning)");
-    TRACE_LEAVE();
 }
 
 static void addColumn(Output *output)
@@ -236,7 +232,6 @@ static void addUserForm(Output *output, const AlertMessage *message, const char 
         addPlaceholder(output, format[1], message, text);
         format += 2;
     }
-    TRACE_LEAVE();
 }
 
 void alert_render(const AlertMessage *message, const char *format, va_list values)
@@ -256,7 +251,6 @@ void alert_render(const AlertMessage *message, const char *format, va_list value
     output.size = ALERT_OUTPUT_LENGTH;
     addText(&output, "\n");
     alert_emit(shown, output.used);
-    TRACE_LEAVE();
 }
 
 // ---- Output -----------------------------------------------------------------------------------

@@ -155,7 +155,6 @@ uint32_t alert_kindOf(const char *field, int32_t *level)
     ++reader->malformed;
     alert_raise(3, "M", "Malformed error information on line %u, in file %s\n", reader->line,
                 reader->name);
-    TRACE_LEAVE();
 }
 
 // The number at the start of a line, and in `behind` where it ends; 0 when it is not one from 1 to
@@ -421,7 +420,6 @@ static void complete(AlertTable *table)
         table->builtinText = makeBuiltinText();
     Reader reader = {table, ALERT_FILE_NAME, 0, 0, false, false, false};
     takeAllLines(&reader, table->builtinText, table->builtinText + alertBuiltinTextSize);
-    TRACE_LEAVE();
 }
 
 // ---- Tables -----------------------------------------------------------------------------------
@@ -442,7 +440,6 @@ void alert_tableDestroy(AlertTable *table)
     std::free(table->fileText);
     std::free(table->builtinText);
     std::free(table);
-    TRACE_LEAVE();
 }
 
 AlertTable *alert_tableRead(FILE *stream, const char *name, uint32_t readSize)

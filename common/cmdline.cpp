@@ -105,7 +105,6 @@ static void charge(Intake *intake, uint64_t cost, const char *name)
     if (cost > intake->costLeft)
         refuseFile(MESSAGE_TOO_MUCH, name);
     intake->costLeft -= cost;
-    TRACE_LEAVE();
 }
 
 static void refuseOpenFile(Intake *intake, const char *name)
@@ -115,7 +114,6 @@ static void refuseOpenFile(Intake *intake, const char *name)
     for (const OpenResponseFile *f = intake->innermost; f != nullptr; f = f->outer)
         if (osdep_sameFile(f->name, name))
             refuseFile(MESSAGE_INCLUDES_ITSELF, name);
-    TRACE_LEAVE();
 }
 
 // Splits standard input, which is the file `name` now, and puts the old one back: the child is to
@@ -176,7 +174,6 @@ static void takeArgument(Intake *intake, const char *argument)
         }
         vec_add(intake->result, unescaped(argument));
     }
-    TRACE_LEAVE();
 }
 
 // Takes in each argument, and frees it when it is owned.
@@ -188,7 +185,6 @@ static void takeArguments(Intake *intake, Vector *arguments, bool owned)
         if (owned)
             std::free(argument);
     }
-    TRACE_LEAVE();
 }
 
 Vector *cmdline_args(int argc, char **argv, CmdlineVisitor perArgument)

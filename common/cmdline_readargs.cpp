@@ -66,7 +66,6 @@ static void resetEntries(const char *promptName)
         std::free(s_entries[i]);
     s_count = 0;
     appendEntry(promptName, std::strlen(promptName));
-    TRACE_LEAVE();
 }
 
 Vector *cmdline_takeRead()

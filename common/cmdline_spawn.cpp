@@ -87,7 +87,6 @@ static void writeLine(FILE *file, const char *argument)
     std::fputs(line, file);
     std::putc('\n', file);
     std::free(escaped);
-    TRACE_LEAVE();
 }
 
 // Writes the arguments and closes the file. Whether all of them got there.

@@ -18,7 +18,6 @@ void lines_start(LineReader *reader, FILE *stream)
     ASSERT_AT(11, stream != NULL);
     *reader = {};
     reader->stream = stream;
-    TRACE_LEAVE();
 }
 
 // Makes room for more input behind what is left of the buffer's content, and for a final NUL.

@@ -167,7 +167,6 @@ static void listDestroy(MetadataList *list)
     for (uint32_t i = 0; i < vec_size(list->records); ++i)
         free(list->records->data[i]);
     vec_destroy(list->records);
-    TRACE_LEAVE();
 }
 
 // ---- Creating and destroying ------------------------------------------------------------------
@@ -228,16 +227,13 @@ static void destroyLevels(Metadata *metadata)
         vec_destroy(level->roots);
         free(level);
     }
-    TRACE_LEAVE();
 }
 
 void metadata_destroy(Metadata *metadata)
 {
     TRACE_ENTER("metadata=%p", static_cast<const void *>(metadata));
-    if (metadata == nullptr) {
-        TRACE_LEAVE();
+    if (metadata == nullptr)
         return;
-    }
     for (HashTable *table : metadata->attributes) {
         hash_foreach(table, nullptr, freeAttribute);
         hash_destroy(table);
@@ -251,7 +247,6 @@ void metadata_destroy(Metadata *metadata)
     listDestroy(&metadata->roots);
     free(metadata->buffer);
     free(metadata);
-    TRACE_LEAVE();
 }
 
 // ---- Attributes -------------------------------------------------------------------------------

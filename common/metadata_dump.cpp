@@ -26,7 +26,6 @@ static void dumpTitle(FILE *out, const char *title)
     TRACE_ENTER("title=\"%s\"", title);
     dumpRule(out);
     fprintf(out, "%s\n", title);
-    TRACE_LEAVE();
 }
 
 static void dumpBytes(FILE *out, const char *label, const void *bytes, size_t size)
@@ -41,7 +40,6 @@ static void dumpBytes(FILE *out, const char *label, const void *bytes, size_t si
             fprintf(out, " %02X", byte[i]);
     }
     fputc('\n', out);
-    TRACE_LEAVE();
 }
 
 static void dumpMagic(FILE *out, uint64_t magic)
@@ -51,7 +49,6 @@ static void dumpMagic(FILE *out, uint64_t magic)
     for (unsigned i = 0; i < sizeof bytes; ++i)
         bytes[i] = static_cast<unsigned char>(magic >> (8 * i));
     dumpBytes(out, "magic", bytes, sizeof bytes);
-    TRACE_LEAVE();
 }
 
 static void dumpSection(FILE *out, const char *title, uint64_t magic, uint32_t count)
@@ -60,7 +57,6 @@ static void dumpSection(FILE *out, const char *title, uint64_t magic, uint32_t c
     dumpTitle(out, title);
     dumpMagic(out, magic);
     fprintf(out, "\tcount : %u\n", count);
-    TRACE_LEAVE();
 }
 
 static const char *nameOf(const MetadataFunction *function)
@@ -84,7 +80,6 @@ static void dumpHeader(FILE *out, const MetadataHeader *header)
     dumpBytes(out, "reserved", header->reserved, sizeof header->reserved);
     fprintf(out, "\tversion.major: %u\n", header->version_major);
     fprintf(out, "\tversion.minor: %u\n", header->version_minor);
-    TRACE_LEAVE();
 }
 
 static int dumpAttribute(void *out, const void *name, void *attribute)
@@ -99,7 +94,6 @@ static void dumpAttributes(FILE *out, const char *title, uint64_t magic, const H
     TRACE_ENTER("title=\"%s\"", title);
     dumpSection(out, title, magic, hash_count(table));
     hash_foreach(table, out, dumpAttribute);
-    TRACE_LEAVE();
 }
 
 // ---- Callees and functions --------------------------------------------------------------------
@@ -111,7 +105,6 @@ static void dumpCallee(FILE *out, const MetadataCallee *callee)
     fprintf(out, "\t\tfunction      : (%u) %s\n", callee->function_id, nameOf(callee->function));
     fprintf(out, "\t\targ call      : %u\n", callee->arg_call);
     fprintf(out, "\t\tindirect call : %u\n", callee->indirect_call);
-    TRACE_LEAVE();
 }
 
 static void dumpCallees(FILE *out, const Metadata *metadata)
@@ -121,7 +114,6 @@ static void dumpCallees(FILE *out, const Metadata *metadata)
     dumpSection(out, "FCALLEES:", METADATA_MAGIC_CALLEES, count);
     for (uint32_t i = 1; i <= count; ++i)
         dumpCallee(out, static_cast<MetadataCallee *>(metadata->callees.records->data[i]));
-    TRACE_LEAVE();
 }
 
 // The function this one duplicates: one step, so that functions duplicating one another in a circle
@@ -134,7 +126,6 @@ static void dumpDuplicate(FILE *out, const MetadataFunction *duplicate)
         fputs("<nothing>\n", out);
     else
         fprintf(out, "(%u) %s\n", duplicate->id, duplicate->name);
-    TRACE_LEAVE();
 }
 
 static void dumpFunction(FILE *out, const MetadataFunction *function)
@@ -158,7 +149,6 @@ static void dumpFunction(FILE *out, const MetadataFunction *function)
     for (MetadataCallee *callee : vec_each<MetadataCallee>(function->callees))
         fprintf(out, "\t\t\t(%u) %s (%u)\n", callee->id, nameOf(callee->function),
                 callee->function_id);
-    TRACE_LEAVE();
 }
 
 static void dumpFunctions(FILE *out, const Metadata *metadata)
@@ -168,7 +158,6 @@ static void dumpFunctions(FILE *out, const Metadata *metadata)
     dumpSection(out, "FUNCTIONS:", METADATA_MAGIC_FUNCTIONS, count);
     for (uint32_t i = 1; i <= count; ++i)
         dumpFunction(out, static_cast<MetadataFunction *>(metadata->functions.records->data[i]));
-    TRACE_LEAVE();
 }
 
 // ---- Interrupt roots and levels ---------------------------------------------------------------
@@ -185,7 +174,6 @@ static void dumpRoots(FILE *out, const Metadata *metadata)
         fprintf(out, "\t\thwstack.used : %u levels\n", root->hardware_stack);
         fprintf(out, "\t\tswstack.used : %u bytes\n", root->software_stack);
     }
-    TRACE_LEAVE();
 }
 
 static void dumpLevel(FILE *out, const MetadataLevel *level)
@@ -202,7 +190,6 @@ static void dumpLevel(FILE *out, const MetadataLevel *level)
     for (MetadataRoot *root : vec_each<MetadataRoot>(level->roots))
         fprintf(out, "\t\t\t(%u) %s (%u)\n", root->id, nameOf(root->function),
                 idOf(root->function));
-    TRACE_LEAVE();
 }
 
 static void dumpLevels(FILE *out, const Metadata *metadata)
@@ -216,7 +203,6 @@ static void dumpLevels(FILE *out, const Metadata *metadata)
         else
             dumpLevel(out, metadata->levels[slot]);
     }
-    TRACE_LEAVE();
 }
 
 bool metadata_dump(Metadata *metadata, FILE *out)

@@ -25,7 +25,6 @@ void osd_timer_start(OsdTimer *timer)
         timer->startCpu = osdep_cpuTime();
         timer->startWall = osdep_wallTime();
     }
-    TRACE_LEAVE();
 }
 
 void osd_timer_stop(OsdTimer *timer)
@@ -39,7 +38,6 @@ void osd_timer_stop(OsdTimer *timer)
         timer->stopped = 1;
         TRACE("stopping timer - elapsed time was %s seconds", osd_timer_elapsedString(timer));
     }
-    TRACE_LEAVE();
 }
 
 // The time between two readings of a clock, in units of which a second has `perSecond`; `divisor`

@@ -1,92 +1,73 @@
+// The part of the operating-system layer that is the same for every system.
 #define MODULE "common/osdep"
 #include "common/osdep.h"
 
 #include <cstdlib>
 #include <cstring>
 
-#include "common/exitpath.h"
 #include "common/memory.h"
 #include "common/qzdebug.h"
 
-// ---- Strings ----------------------------------------------------------------------------------
-
-// Only ASCII letters, whatever the locale.
-static char32_t lower(char32_t c)
+size_t osdep_maxCommandLine()
 {
-    return c >= U'A' && c <= U'Z' ? c + 32 : c;
+    TRACE_ENTER();
+    const uint32_t flags = osdep_osFlags();
+    size_t limit = 65535;
+    if ((flags & OSFLAG_WINDOWS) != 0)
+        limit = (flags & OSFLAG_LONG_COMMAND_LINE) != 0 ? 7191 : 2047;
+    return TRACE_RETURN("%zu", limit);
 }
 
-char *osdep_strlwr(char *s)
+// ---- Paths and the current directory ----------------------------------------------------------
+
+static char *absolutePath(const char *path)
 {
-    TRACE_ENTER("s=\"%s\"", s);
-    for (char *c = s; c != nullptr && *c != '\0'; ++c)
-        if (*c >= 'A' && *c <= 'Z')
-            *c = static_cast<char>(*c + 32);
-    return TRACE_RETURN("\"%s\"", s);
+    if (path == nullptr)
+        return nullptr;
+    if (osdep_isAbsolute(path))
+        return osdep_normalisePath(path);
+    char *cwd = osdep_cwd();
+    char *joined = osdep_pathJoin(cwd, path);
+    char *result = osdep_normalisePath(joined);
+    std::free(joined);
+    std::free(cwd);
+    return result;
 }
 
-char *osdep_strupr(char *s)
+char *osdep_absolutePath(const char *path)
 {
-    TRACE_ENTER("s=\"%s\"", s);
-    for (char *c = s; c != nullptr && *c != '\0'; ++c)
-        if (*c >= 'a' && *c <= 'z')
-            *c = static_cast<char>(*c - 32);
-    return TRACE_RETURN("\"%s\"", s);
+    TRACE_ENTER("path=\"%s\"", path);
+    return TRACE_RETURN("\"%s\"", absolutePath(path));
 }
 
-static size_t wideLength(const char32_t *s)
+// The part of `path` that lies below `dir`; null when it lies elsewhere.
+static const char *below(const char *path, const char *dir)
 {
-    size_t length = 0;
-    if (s != nullptr)
-        while (s[length] != 0)
-            ++length;
-    return length;
+    size_t length = std::strlen(dir);
+    if (length == 1) // the root: its slash is the one in front of the name
+        length = 0;
+    if (std::strncmp(path, dir, length) != 0)
+        return nullptr;
+    if (path[length] == '\0')
+        return path + length;
+    return path[length] == '/' ? path + length + 1 : nullptr;
 }
 
-char32_t *osdep_wcscpy(char32_t *destination, const char32_t *source)
+static char *relativePath(const char *path)
 {
-    TRACE_ENTER("destination=%p, source=%p", static_cast<void *>(destination),
-                static_cast<const void *>(source));
-    if (destination != nullptr && source != nullptr)
-        std::memmove(destination, source, (wideLength(source) + 1) * sizeof *source);
-    TRACE_LEAVE();
-    return destination;
+    char *absolute = absolutePath(path);
+    char *cwd = absolute == nullptr ? nullptr : osdep_cwd();
+    const char *rest = cwd == nullptr ? nullptr : below(absolute, cwd);
+    std::free(cwd);
+    if (rest == nullptr)
+        return absolute;
+    char *result = *rest == '\0' ? xstrdup_must(".") : xstrdup_must(rest);
+    std::free(absolute);
+    return result;
 }
 
-char32_t *osdep_wcsdup(const char32_t *s)
+char *osdep_relativePath(const char *path)
 {
-    TRACE_ENTER("s=%p", static_cast<const void *>(s));
-    if (s == nullptr)
-        return static_cast<char32_t *>(TRACE_RETURN("%p", static_cast<void *>(nullptr)));
-    const size_t bytes = (wideLength(s) + 1) * sizeof *s;
-    void *copy = xmalloc_must(bytes);
-    std::memcpy(copy, s, bytes);
-    return static_cast<char32_t *>(TRACE_RETURN("%p", copy));
-}
-
-size_t osdep_wcslen(const char32_t *s)
-{
-    TRACE_ENTER("s=%p", static_cast<const void *>(s));
-    return TRACE_RETURN("%zu", wideLength(s));
-}
-
-int osdep_wcscmp(const char32_t *a, const char32_t *b)
-{
-    TRACE_ENTER("a=%p, b=%p", static_cast<const void *>(a), static_cast<const void *>(b));
-    if (a == nullptr || b == nullptr)
-        return TRACE_RETURN("%d", (a != nullptr) - (b != nullptr));
-    while (*a == *b && *a != 0) {
-        ++a;
-        ++b;
-    }
-    return TRACE_RETURN("%d", *a < *b ? -1 : *a > *b);
-}
-
-char32_t *osdep_wcslwr(char32_t *s)
-{
-    TRACE_ENTER("s=%p", static_cast<void *>(s));
-    for (char32_t *c = s; c != nullptr && *c != 0; ++c)
-        *c = lower(*c);
-    TRACE_LEAVE();
-    return s;
+    TRACE_ENTER("path=\"%s\"", path);
+    return TRACE_RETURN("\"%s\"", relativePath(path));
 }

@@ -100,7 +100,6 @@ void osdep_readBEU16(FILE *f, uint16_t *val)
     CHECK_STREAM(18);
     CHECK_VALUE(19);
     readValue<Order::big>(f, val);
-    TRACE_LEAVE();
 }
 
 void osdep_readBEU32(FILE *f, uint32_t *val)
@@ -109,7 +108,6 @@ void osdep_readBEU32(FILE *f, uint32_t *val)
     CHECK_STREAM(20);
     CHECK_VALUE(21);
     readValue<Order::big>(f, val);
-    TRACE_LEAVE();
 }
 
 void osdep_readBEU64(FILE *f, uint64_t *val)
@@ -118,7 +116,6 @@ void osdep_readBEU64(FILE *f, uint64_t *val)
     CHECK_STREAM(22);
     CHECK_VALUE(23);
     readValue<Order::big>(f, val);
-    TRACE_LEAVE();
 }
 
 size_t osdep_writeU8(FILE *f, uint8_t val)

@@ -133,58 +133,6 @@ char *osdep_normalisePath(const char *path)
     return TRACE_RETURN("\"%s\"", path == nullptr ? nullptr : normalise(path));
 }
 
-static char *absolutePath(const char *path)
-{
-    if (path == nullptr)
-        return nullptr;
-    if (*path == '/')
-        return normalise(path);
-    char *cwd = osdep_cwd();
-    char *joined = join(cwd, '/', path);
-    char *result = joined == nullptr ? nullptr : normalise(joined);
-    std::free(joined);
-    std::free(cwd);
-    return result;
-}
-
-char *osdep_absolutePath(const char *path)
-{
-    TRACE_ENTER("path=\"%s\"", path);
-    return TRACE_RETURN("\"%s\"", absolutePath(path));
-}
-
-// The part of `path` that lies below `dir`; null when it lies elsewhere.
-static const char *below(const char *path, const char *dir)
-{
-    size_t length = std::strlen(dir);
-    if (length == 1) // the root: its slash is the one in front of the name
-        length = 0;
-    if (std::strncmp(path, dir, length) != 0)
-        return nullptr;
-    if (path[length] == '\0')
-        return path + length;
-    return path[length] == '/' ? path + length + 1 : nullptr;
-}
-
-static char *relativePath(const char *path)
-{
-    char *absolute = absolutePath(path);
-    char *cwd = absolute == nullptr ? nullptr : osdep_cwd();
-    const char *rest = cwd == nullptr ? nullptr : below(absolute, cwd);
-    std::free(cwd);
-    if (rest == nullptr)
-        return absolute;
-    char *result = *rest == '\0' ? xstrdup_must(".") : xstrdup_must(rest);
-    std::free(absolute);
-    return result;
-}
-
-char *osdep_relativePath(const char *path)
-{
-    TRACE_ENTER("path=\"%s\"", path);
-    return TRACE_RETURN("\"%s\"", relativePath(path));
-}
-
 int osdep_isAbsolute(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);

@@ -59,16 +59,6 @@ uint32_t osdep_osFlags()
     return TRACE_RETURN("0x%x", OSFLAG_POSIX | unknown);
 }
 
-size_t osdep_maxCommandLine()
-{
-    TRACE_ENTER();
-    const uint32_t flags = osdep_osFlags();
-    size_t limit = 65535;
-    if ((flags & OSFLAG_WINDOWS) != 0)
-        limit = (flags & OSFLAG_LONG_COMMAND_LINE) != 0 ? 7191 : 2047;
-    return TRACE_RETURN("%zu", limit);
-}
-
 static int atLeastOne(long number)
 {
     if (number < 1)
@@ -148,7 +138,6 @@ OsdepTime osdep_wallTime()
 {
     TRACE_ENTER();
     const OsdepTime now = readClock(CLOCK_REALTIME, 1000);
-    TRACE_LEAVE();
     return now;
 }
 
@@ -156,7 +145,6 @@ OsdepTime osdep_cpuTime()
 {
     TRACE_ENTER();
     const OsdepTime now = readClock(CLOCK_PROCESS_CPUTIME_ID, 1);
-    TRACE_LEAVE();
     return now;
 }
 

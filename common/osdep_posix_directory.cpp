@@ -73,7 +73,6 @@ void osdep_freeNames(Vector *names)
     for (char *name : vec_each<char>(names))
         std::free(name);
     vec_destroy(names);
-    TRACE_LEAVE();
 }
 
 // ---- Open directories -------------------------------------------------------------------------
@@ -122,7 +121,6 @@ void osdep_closeDirectory(OsdepOpenDirectory *directory)
     if (directory != nullptr)
         close(directory->descriptor);
     std::free(directory);
-    TRACE_LEAVE();
 }
 
 int osdep_descriptorOf(const OsdepOpenDirectory *directory)
@@ -201,5 +199,4 @@ void osdep_unlockDirectory(int lock)
     TRACE_ENTER("lock=%d", lock);
     if (lock >= 0)
         close(lock);
-    TRACE_LEAVE();
 }

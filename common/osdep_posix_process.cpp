@@ -196,7 +196,6 @@ void osdep_restoreOutput()
         osdep_redirect(s_captureOutput.err, STDERR_FILENO);
         closeDuplicates();
     }
-    TRACE_LEAVE();
 }
 
 int osdep_redirectError(FILE *stream)
@@ -219,7 +218,6 @@ void osdep_restoreError(int saved)
         osdep_redirect(saved, STDERR_FILENO);
         close(saved);
     }
-    TRACE_LEAVE();
 }
 
 static FILE *openCapture(const char *name, int status)

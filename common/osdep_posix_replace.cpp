@@ -166,5 +166,4 @@ void osdep_dropReplacement(OsdepReplacement *replacement)
     osdep_removeReplacement(replacement->name);
     std::fclose(replacement->stream);
     forgetReplacement(replacement);
-    TRACE_LEAVE();
 }

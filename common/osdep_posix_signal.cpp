@@ -199,7 +199,6 @@ void osdep_setSignalRoutine(void (*routine)())
 {
     TRACE_ENTER();
     s_signalRoutine = routine;
-    TRACE_LEAVE();
 }
 
 static void ignoreWritingSignals()
@@ -242,5 +241,4 @@ void osdep_installCrashHandlers()
     installHandler();
     ignoreWritingSignals();
     s_installed = true;
-    TRACE_LEAVE();
 }

@@ -190,7 +190,6 @@ void osdep_keepTempFiles(int keep)
 {
     TRACE_ENTER("keep=%d", keep);
     s_keep = keep != 0;
-    TRACE_LEAVE();
 }
 
 void osdep_removeTempFiles()
@@ -204,7 +203,6 @@ void osdep_removeTempFiles()
         dropRegistry();
         osdep_releaseSignals(&saved);
     }
-    TRACE_LEAVE();
 }
 
 // The place of `path` in the list, or -1. The objects given up early are mostly the youngest.
@@ -244,7 +242,6 @@ void osdep_discardTemp(const char *path)
         discard(s_registry.directories, path, removeTree);
         osdep_releaseSignals(&saved);
     }
-    TRACE_LEAVE();
 }
 
 void osdep_removeTempFilesOnSignal()
@@ -365,5 +362,4 @@ void osdep_removeReplacement(const char *name)
     osdep_holdSignals(&saved);
     discard(s_registry.files, name, std::remove);
     osdep_releaseSignals(&saved);
-    TRACE_LEAVE();
 }

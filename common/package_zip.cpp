@@ -122,7 +122,6 @@ void package_release(Package *package)
     osdep_unlockDirectory(package->lock);
     std::free(package->path);
     std::free(package);
-    TRACE_LEAVE();
 }
 
 // What every step ends with.

@@ -104,5 +104,4 @@ void packageZip_end(PackageZip *zip)
             mz_zip_writer_end(&zip->archive);
         std::free(zip);
     }
-    TRACE_LEAVE();
 }

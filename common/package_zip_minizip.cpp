@@ -185,5 +185,4 @@ void packageZip_end(PackageZip *zip)
     if (zip != nullptr && zip->file != nullptr)
         zipClose(zip->file, ""); // frees what it holds
     std::free(zip);
-    TRACE_LEAVE();
 }

@@ -1,9 +1,7 @@
 // The debug trace: a readable log of the run for the suite's own developers.
 //
-// A function that is to trace opens with TRACE_ENTER and returns through TRACE_RETURN (TRACE_LEAVE
-// when it returns nothing):
-//
-//     #define MODULE "common/fileutils"
+// A function that is to trace opens with TRACE_ENTER and, when it has a result, returns it through
+// TRACE_RETURN:
 //
 //     int fileid_isObject(const char *name)
 //     {
@@ -15,13 +13,13 @@
 //     }
 //
 // While debugging is off each costs one load and test of a global word and evaluates no argument;
-// errno survives them; every format is checked by the compiler. An exit is traced only where the
-// entry was. The modules that the trace itself is built on (memory helpers, vector, hash, string
-// cache, sets, the trace) do not trace.
+// errno survives them; every format is checked by the compiler. The modules that the trace itself
+// is built on (memory helpers, containers, string cache, the trace) do not trace.
 #ifndef COMMON_QZDEBUG_H
 #define COMMON_QZDEBUG_H
 
 #include <cstdarg>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 
@@ -127,11 +125,42 @@ extern TraceMessages gTraceMessages;
 #define TRACE_IS_ON (gDebugFlags != 0)
 #endif
 
-// Traces the entry and remembers whether it did, which is what TRACE_RETURN and TRACE_LEAVE go by.
+// The name that a source file has in its locations: its own, without folder and extension.
+struct TraceSource {
+    char name[64] = {};
+    template <size_t N> consteval explicit TraceSource(const char (&path)[N])
+    {
+        size_t begin = 0;
+        for (size_t i = 0; i < N; ++i)
+            if (path[i] == '/' || path[i] == '\\')
+                begin = i + 1;
+        for (size_t i = begin; i < N && path[i] != '.'; ++i)
+            name[i - begin] = path[i];
+    }
+};
+static constexpr TraceSource TRACE_SOURCE(__BASE_FILE__);
+
+// An entry that has been traced and whose exit has not: left by a function that returns nothing, it
+// traces the exit.
+struct TraceScope {
+    const char *source;
+    const char *function;
+    uint32_t line;
+    bool open;
+
+    ~TraceScope()
+    {
+        if (open) [[unlikely]]
+            trace_exit(source, line, function);
+    }
+};
+
+// Traces the entry, and the exit of a function that returns nothing, at the same place. The exit is
+// traced only where the entry was.
 #define TRACE_ENTER(...)                                                                           \
-    const bool traceEntered_ = TRACE_IS_ON;                                                        \
-    if (traceEntered_) [[unlikely]]                                                                \
-    trace_enter(MODULE, __LINE__, __func__ __VA_OPT__(, ) __VA_ARGS__)
+    TraceScope traceScope_ = {TRACE_SOURCE.name, __func__, __LINE__, TRACE_IS_ON};                 \
+    if (traceScope_.open) [[unlikely]]                                                             \
+    trace_enter(TRACE_SOURCE.name, __LINE__, __func__ __VA_OPT__(, ) __VA_ARGS__)
 
 // The value as the formatter gets it. A null string is a value like any other here (it shows as
 // "(null)"), so the compiler must not warn where it can tell that one is returned.
@@ -145,23 +174,18 @@ template <class T> inline T trace_shown(T value)
 #define TRACE_RETURN(format, value)                                                                \
     __extension__({                                                                                \
         auto traceResult_ = (value);                                                               \
-        if (traceEntered_) [[unlikely]]                                                            \
-            trace_exit(MODULE, __LINE__, __func__, format, trace_shown(traceResult_));             \
+        if (traceScope_.open) [[unlikely]] {                                                       \
+            traceScope_.open = false;                                                              \
+            trace_exit(TRACE_SOURCE.name, __LINE__, __func__, format, trace_shown(traceResult_));  \
+        }                                                                                          \
         traceResult_;                                                                              \
     })
-
-// Traces the end of a function that returns nothing.
-#define TRACE_LEAVE()                                                                              \
-    do {                                                                                           \
-        if (traceEntered_) [[unlikely]]                                                            \
-            trace_exit(MODULE, __LINE__, __func__);                                                \
-    } while (0)
 
 // Writes a free-form trace line.
 #define TRACE(...)                                                                                 \
     do {                                                                                           \
         if (TRACE_IS_ON) [[unlikely]]                                                              \
-            tracef(MODULE, __LINE__, __VA_ARGS__);                                                 \
+            tracef(TRACE_SOURCE.name, __LINE__, __VA_ARGS__);                                      \
     } while (0)
 
 #endif

@@ -25,7 +25,6 @@ void qzdebug_setComponent(const char *name)
 {
     TRACE_ENTER("name=\"%s\"", name);
     s_component = name;
-    TRACE_LEAVE();
 }
 
 // ---- The package ------------------------------------------------------------------------------
@@ -75,7 +74,6 @@ static void pack(const char *name, const char *path)
             qzdebug_warning("Unable to end package zip (%s) after adding \"%s\"", name, member);
     }
     package_release(package);
-    TRACE_LEAVE();
 }
 
 // False only when it is known to be gone: a file that cannot be looked at is packed, or the package
@@ -109,7 +107,6 @@ static void packTrace()
                         gFilePath);
     else if (isTraceThere())
         pack(gDebugSettings.package, gFilePath);
-    TRACE_LEAVE();
 }
 
 // ---- The end of the run -----------------------------------------------------------------------

@@ -106,7 +106,6 @@ void reg_set_c_stdlib(const char *name)
     TRACE_ENTER("name=\"%s\"", name);
     s_standardLibrary = cache_string(name);
     TRACE("standard C library is now set to: \"%s\"", s_standardLibrary);
-    TRACE_LEAVE();
 }
 
 const char *reg_get_c_stdlib()

@@ -72,14 +72,12 @@ void sha_start(ShaState *state, const ShaAlgorithm *algorithm)
 {
     TRACE_ENTER("algorithm=%p", static_cast<const void *>(algorithm));
     start(state, algorithm, sha_hasExtensions());
-    TRACE_LEAVE();
 }
 
 void sha_startPortable(ShaState *state, const ShaAlgorithm *algorithm)
 {
     TRACE_ENTER("algorithm=%p", static_cast<const void *>(algorithm));
     start(state, algorithm, false);
-    TRACE_LEAVE();
 }
 
 void sha_update(ShaState *state, const void *data, size_t size)
@@ -127,5 +125,4 @@ void sha_finish(ShaState *state, uint8_t *digest)
     sha_update(state, padding, zerosEnd + lengthSize);
     for (size_t i = 0; i < state->algorithm->words; ++i)
         storeBigEndian(digest + 4 * i, state->words[i], 4);
-    TRACE_LEAVE();
 }

@@ -116,7 +116,6 @@ void shahash_freeEntries(Vector *entries)
     for (FileEntry *entry : vec_each<FileEntry>(entries))
         std::free(entry);
     vec_destroy(entries);
-    TRACE_LEAVE();
 }
 
 bool shahash_checkFileAt(const OsdepOpenDirectory *from, const char *digest, const char *path)

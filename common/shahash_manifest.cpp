@@ -153,7 +153,6 @@ static void freeManifests(Vector *manifests)
         std::free(manifest);
     }
     vec_destroy(manifests);
-    TRACE_LEAVE();
 }
 
 // A file without a digest gets an empty one, which nothing matches.
@@ -219,7 +218,6 @@ static void readManifest(Vector *manifests, const char *directory, const char *n
         TRACE("\"%s\" is no manifest", path);
     uxml_node_free(package);
     std::free(path);
-    TRACE_LEAVE();
 }
 
 // Newest first, and by name among those of one age, so that the order never depends on the system.

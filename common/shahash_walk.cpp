@@ -103,14 +103,12 @@ static void enterDirectory(Walk *walk, char *path, char *listed, const OsdepIden
         TRACE("\"%s\" is not walked", path);
         std::free(path);
         std::free(listed);
-        TRACE_LEAVE();
         return;
     }
     (behindLink ? directory->behindLink : directory->open) = true;
     auto *level = static_cast<WalkLevel *>(xmalloc_must(sizeof(WalkLevel)));
     *level = {path, listed, names, 0, behindLink, directory};
     vec_add(walk->levels, level);
-    TRACE_LEAVE();
 }
 
 static void leaveDirectory(Walk *walk)
@@ -123,7 +121,6 @@ static void leaveDirectory(Walk *walk)
     std::free(level->path);
     std::free(level->listed);
     std::free(level);
-    TRACE_LEAVE();
 }
 
 static void visitEntry(Walk *walk, WalkLevel *level, const char *name)
@@ -135,7 +132,6 @@ static void visitEntry(Walk *walk, WalkLevel *level, const char *name)
     switch (osdep_fileInfoAt(walk->from, path, &info)) {
     case OSDEP_DIRECTORY:
         enterDirectory(walk, path, listed, &info.identity, level->behindLink || info.isLink != 0);
-        TRACE_LEAVE();
         return;
     case OSDEP_FILE:
         vec_add(walk->files, shahash_newEntry(listed, shahash_digestAt(walk->from, path)));
@@ -148,7 +144,6 @@ static void visitEntry(Walk *walk, WalkLevel *level, const char *name)
     }
     std::free(path);
     std::free(listed);
-    TRACE_LEAVE();
 }
 
 void shahash_walk(const OsdepOpenDirectory *from, uint32_t style, Vector *files, Vector *unread,
@@ -179,7 +174,6 @@ void shahash_walk(const OsdepOpenDirectory *from, uint32_t style, Vector *files,
     hash_foreach(walk.directories, nullptr, freeDirectory);
     hash_destroy(walk.directories);
     vec_destroy(walk.levels);
-    TRACE_LEAVE();
 }
 
 void process_dir(uint32_t style, Vector *files, const char *dir, const char *prefix)
@@ -187,5 +181,4 @@ void process_dir(uint32_t style, Vector *files, const char *dir, const char *pre
     TRACE_ENTER("style=0x%x, files=%p, dir=\"%s\", prefix=\"%s\"", style,
                 static_cast<void *>(files), dir, prefix);
     shahash_walk(nullptr, style, files, nullptr, dir, prefix);
-    TRACE_LEAVE();
 }

@@ -77,7 +77,6 @@ void tsuite_addTestFailFL(const char *file, uint32_t line, TestCase *test, const
         test->failureMessage = cache_string(message);
         test->output = cache_string(output);
     }
-    TRACE_LEAVE();
 }
 
 void tsuite_addTestDetail(TestCase *test, const char *details)
@@ -85,7 +84,6 @@ void tsuite_addTestDetail(TestCase *test, const char *details)
     TRACE_ENTER("test=%p, details=\"%s\"", static_cast<void *>(test), details);
     if (test != nullptr)
         test->details = cache_string(details);
-    TRACE_LEAVE();
 }
 
 // ---- The console ------------------------------------------------------------------------------
@@ -94,7 +92,6 @@ void tsuite_setVerbosity(int32_t level)
 {
     TRACE_ENTER("level=%d", level);
     s_verbosity = level;
-    TRACE_LEAVE();
 }
 
 // For the first and the last line of a run, which the verbosity does not concern.
@@ -103,7 +100,6 @@ static void printAlways(const char *text)
     TRACE_ENTER("text=\"%s\"", text);
     if (s_print != nullptr)
         s_print(text);
-    TRACE_LEAVE();
 }
 
 void tsuite_print(const char *text)
@@ -111,7 +107,6 @@ void tsuite_print(const char *text)
     TRACE_ENTER("text=\"%s\"", text);
     if (text != nullptr && s_verbosity != TSUITE_QUIET)
         printAlways(text);
-    TRACE_LEAVE();
 }
 
 // Steps back over `count` characters, leaving blanks.
@@ -124,7 +119,6 @@ static void printErasure(size_t count)
         std::memcpy(text + i * sizeof step, step, sizeof step);
     tsuite_print(text);
     std::free(text);
-    TRACE_LEAVE();
 }
 
 // Takes `line` off the console, where the display erases; else ends it.
@@ -137,7 +131,6 @@ static void eraseLine(const char *line)
         else if (s_verbosity == TSUITE_BATCH)
             tsuite_print("\n");
     }
-    TRACE_LEAVE();
 }
 
 // ---- The run ----------------------------------------------------------------------------------
@@ -181,7 +174,6 @@ static void endGroup(const Progress *at)
     TRACE_ENTER("groupPassed=%d", at->groupPassed);
     eraseLine(at->line);
     tsuite_print(at->groupPassed ? "pass\n" : "fail\n");
-    TRACE_LEAVE();
 }
 
 // Ends the group before and shows the new one, when the case is the first of a group.
@@ -198,7 +190,6 @@ static void showGroup(Progress *at, const TestCase *test)
         at->groupPassed = true;
         tsuite_print(cache_sprintf("[%15s] %s", group, at->line));
     }
-    TRACE_LEAVE();
 }
 
 // Shows the case in the place of the one before. The line of a group's first case is there already.
@@ -211,7 +202,6 @@ static void showTest(Progress *at, const TestCase *test)
         at->line = cache_concat(name, progressSuffix(at));
         tsuite_print(at->line);
     }
-    TRACE_LEAVE();
 }
 
 static void runTest(TestSuite *suite, TestCase *test)
@@ -223,7 +213,6 @@ static void runTest(TestSuite *suite, TestCase *test)
     test->function(test);
     osd_timer_stop(test->timer);
     suite->totalTime += osd_timer_elapsed(test->timer);
-    TRACE_LEAVE();
 }
 
 // The mean time of the tests so far, and a share of the work factor that shrinks as the run
@@ -236,7 +225,6 @@ static void estimate(Progress *at)
     const double left = (100.0 - at->percent) / 100.0;
     at->eta = (suite->totalTime / at->run + static_cast<long double>(left * at->workFactor)) *
               (suite->tests - at->run);
-    TRACE_LEAVE();
 }
 
 static void stepThrough(Progress *at, TestCase *test)
@@ -246,7 +234,6 @@ static void stepThrough(Progress *at, TestCase *test)
     if (test->function == nullptr) {
         at->suite->skipped += 1;
         TRACE("test case \"%s\" was skipped", test->name);
-        TRACE_LEAVE();
         return;
     }
     showTest(at, test);
@@ -260,7 +247,6 @@ static void stepThrough(Progress *at, TestCase *test)
     } else {
         TRACE("test case \"%s\" passed", test->name);
     }
-    TRACE_LEAVE();
 }
 
 int32_t tsuite_runCases(TestSuite *suite, TestPrint print, double workFactor)

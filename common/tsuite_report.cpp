@@ -118,7 +118,6 @@ static void writeJUnitFailure(FILE *file, const TestCase *test)
     TRACE_ENTER("type=\"%s\"", test->failureType);
     std::fprintf(file, "\t\t<failure type=\"%s\" message=\"%s\"><![CDATA[\n%s]]></failure>\n",
                  test->failureType, tsuite_shown(test->failureMessage), tsuite_shown(test->output));
-    TRACE_LEAVE();
 }
 
 static void writeJUnitCase(FILE *file, const TestCase *test)
@@ -131,7 +130,6 @@ static void writeJUnitCase(FILE *file, const TestCase *test)
     if (test->systemOutput != nullptr)
         std::fprintf(file, "\t\t<system-out>\n%s\n\t\t</system-out>\n", test->systemOutput);
     std::fputs("\t</testcase>\n", file);
-    TRACE_LEAVE();
 }
 
 static void writeJUnitSuite(FILE *file, const TestSuite *suite)
@@ -146,7 +144,6 @@ static void writeJUnitSuite(FILE *file, const TestSuite *suite)
     for (const TestCase *test : vec_each<TestCase>(suite->list))
         writeJUnitCase(file, test);
     std::fputs("</testsuite>\n", file);
-    TRACE_LEAVE();
 }
 
 int32_t tsuite_writeJUnit(const TestSuite *suite, const char *path)
@@ -181,7 +178,6 @@ static void writeTextFailure(FILE *file, const TestCase *test)
                      test->output);
     }
     std::fputc('\n', file);
-    TRACE_LEAVE();
 }
 
 static void writeTextCase(FILE *file, const TestCase *test)
@@ -193,7 +189,6 @@ static void writeTextCase(FILE *file, const TestCase *test)
                  osd_timer_elapsedString(test->timer));
     if (failed)
         writeTextFailure(file, test);
-    TRACE_LEAVE();
 }
 
 static void writeTextSuite(FILE *file, const TestSuite *suite)
@@ -204,7 +199,6 @@ static void writeTextSuite(FILE *file, const TestSuite *suite)
     std::fprintf(file, "%-15s %-70s %-7s %s\n", "GROUP", "TEST NAME", "RESULT", "TIME");
     for (const TestCase *test : vec_each<TestCase>(suite->list))
         writeTextCase(file, test);
-    TRACE_LEAVE();
 }
 
 int32_t tsuite_failDetails(const TestSuite *suite, const char *path)

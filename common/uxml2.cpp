@@ -90,7 +90,6 @@ void uxml_node_free(UxmlNode *node)
         }
         freeOne(freed);
     }
-    TRACE_LEAVE();
 }
 
 Vector *uxml_children(const UxmlNode *node)
@@ -143,7 +142,6 @@ void uxml_set_text(UxmlNode *node, const char *text)
     char *old = node->text; // freed last: `text` may be a part of it
     node->text = *text != '\0' ? xstrdup_must(text) : nullptr;
     free(old);
-    TRACE_LEAVE();
 }
 
 void uxml_add_child(UxmlNode *node, UxmlNode *child)
@@ -153,7 +151,6 @@ void uxml_add_child(UxmlNode *node, UxmlNode *child)
     ASSERT_AT(91, child != NULL);
     ASSERT_AT(92, child != node);
     vec_add(orNew(&node->children), child);
-    TRACE_LEAVE();
 }
 
 void uxml_add_attr(UxmlNode *node, const char *name, const char *value)
@@ -171,7 +168,6 @@ void uxml_add_attr(UxmlNode *node, const char *name, const char *value)
     memcpy(texts + name_size, value, value_size);
     attribute->value = texts + name_size;
     vec_add(orNew(&node->attributes), attribute);
-    TRACE_LEAVE();
 }
 
 // ---- Output -----------------------------------------------------------------------------------

@@ -107,7 +107,6 @@ static void addFromProgram(Vector *all, const DeviceProgram *program, uint32_t m
             vec_add(all, name);
     }
     vec_destroy(names);
-    TRACE_LEAVE();
 }
 
 Vector *getDeviceListFromDrivers(uint32_t mask)

@@ -49,7 +49,6 @@ static void endProgram(ProgramOutput *output)
     const int status = osdep_pclose(output->stream);
     if (status != 0)
         TRACE("\"%s\" ended with status %d", output->program, status);
-    TRACE_LEAVE();
 }
 
 static void addChip(Vector *names, const char *name)
@@ -117,7 +116,6 @@ static void addChipsOf(Vector *names, const char *line)
             addChip(names, word);
     }
     vec_destroy(words);
-    TRACE_LEAVE();
 }
 
 Vector *devices_askElmDriver(const char *driver)

@@ -76,7 +76,6 @@ static void appendOrbFinal(Vector *command)
         append(command, "-R-w");
     for (const char *library : vec_each<const char>(state->libraries))
         append(command, resolveLibrary(library));
-    TRACE_LEAVE();
 }
 
 // The device family pack of the installation, unless the user chose one.
@@ -91,7 +90,6 @@ static void appendFamilyPack(Vector *command)
     } else {
         TRACE("Could not find DFP directory \"%s\"", directory);
     }
-    TRACE_LEAVE();
 }
 
 static void appendElmFinal(Vector *command)
@@ -104,7 +102,6 @@ static void appendElmFinal(Vector *command)
         append(command, "-mconst-data-in-progmem");
     if (!gOptionState.familyPackGiven)
         appendFamilyPack(command);
-    TRACE_LEAVE();
 }
 
 void options_appendFinal(Vector *command, OptionFamily family)
@@ -114,5 +111,4 @@ void options_appendFinal(Vector *command, OptionFamily family)
         appendOrbFinal(command);
     else if ((family & FAMILY_ELM) != 0)
         appendElmFinal(command);
-    TRACE_LEAVE();
 }

@@ -57,7 +57,6 @@ static void printRow(const OptionRecord *row)
         printf("  %-25s %s\n", row->name, row->help);
     else
         printf("  %s\n  %-25s %s\n", row->name, "", row->help);
-    TRACE_LEAVE();
 }
 
 void options_printRows(uint32_t mask)
@@ -67,7 +66,6 @@ void options_printRows(uint32_t mask)
         if (isListed(row, mask))
             printRow(row);
     }
-    TRACE_LEAVE();
 }
 
 bool options_listingWritten()
@@ -85,7 +83,6 @@ void options_finishListing()
     TRACE_ENTER();
     if (!options_listingWritten())
         exitpath_leave(1);
-    TRACE_LEAVE();
 }
 
 uint32_t option_help(const OptionCall &call)

@@ -41,5 +41,4 @@ void hiddenErrors_end(HiddenErrors *hidden)
     TRACE_ENTER();
     osdep_restoreError(hidden->saved);
     fclose(hidden->file); // what may be lost with it is not wanted
-    TRACE_LEAVE();
 }

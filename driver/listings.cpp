@@ -85,7 +85,6 @@ static void copySections(FILE *output)
     }
     if (!lines_finish(&lines))
         TRACE("the driver's help could not be read to its end");
-    TRACE_LEAVE();
 }
 
 // A stream to read elm-gcc's own help from, or null.
@@ -118,7 +117,6 @@ static void printElmHelp()
         }
         hiddenErrors_end(&hidden);
     }
-    TRACE_LEAVE();
 }
 
 static void printNames(Vector *names)
@@ -134,7 +132,6 @@ static void printNames(Vector *names)
     }
     if (count % NAMES_PER_LINE != 0)
         putchar('\n');
-    TRACE_LEAVE();
 }
 
 uint32_t option_targetHelp(const OptionCall &call)

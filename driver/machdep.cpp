@@ -21,5 +21,4 @@ void machdep_printBuiltins()
     TRACE_ENTER();
     for (const char *name : builtins)
         puts(name);
-    TRACE_LEAVE();
 }

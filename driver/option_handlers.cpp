@@ -22,7 +22,6 @@ void option_emit(const OptionCall &call, const char *text)
 {
     TRACE_ENTER("\"%s\"", text);
     vec_add(call.emitted, text);
-    TRACE_LEAVE();
 }
 
 void option_emitColumn(const OptionCall &call, const char *column)
@@ -37,7 +36,6 @@ void option_emitColumn(const OptionCall &call, const char *column)
         vec_addAll(call.emitted, words);
         vec_destroy(words);
     }
-    TRACE_LEAVE();
 }
 
 void option_malformed(const char *option)

@@ -35,7 +35,6 @@ static void emitOrbOutput(const OptionCall &call, const char *file)
         option_emit(call, cache_sprintf("--objdir=%s", directory));
         option_emit(call, cache_sprintf("--outdir=%s", directory));
     }
-    TRACE_LEAVE();
 }
 
 uint32_t option_output(const OptionCall &call)
@@ -56,7 +55,6 @@ static void remember(Vector **list, const char *name)
     if (*list == nullptr)
         *list = vec_new(MODULE, __LINE__);
     vec_add(*list, cache_string(name));
-    TRACE_LEAVE();
 }
 
 uint32_t option_library(const OptionCall &call)

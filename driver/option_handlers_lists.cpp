@@ -89,7 +89,6 @@ static void emitLinkerValue(const OptionCall &call, const char *value)
     } else {
         option_emit(call, cache_sprintf("-L%s", value));
     }
-    TRACE_LEAVE();
 }
 
 // Whether the row is the form that takes one separate argument, not the list.
@@ -132,7 +131,6 @@ static void emitAssemblerValue(const OptionCall &call, const char *value)
     TRACE_ENTER("\"%s\"", value);
     const bool listing = strcmp(value, "-a") == 0;
     option_emit(call, listing ? cache_string("--asmlist") : cache_sprintf("-A%s", value));
-    TRACE_LEAVE();
 }
 
 uint32_t option_assembler(const OptionCall &call)
@@ -156,7 +154,6 @@ static void emitPreprocessorItems(const OptionCall &call)
     for (const char *item : vec_each<const char>(items))
         option_emit(call, cache_sprintf("-Z%s", item));
     vec_destroy(items);
-    TRACE_LEAVE();
 }
 
 uint32_t option_preprocessor(const OptionCall &call)

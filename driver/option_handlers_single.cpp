@@ -18,7 +18,6 @@ static void emitChildDebugOption(const OptionCall &call)
     const char *option = qzdebug_childOption(DBC_QZM, "driver");
     if (option != nullptr)
         option_emit(call, option);
-    TRACE_LEAVE();
 }
 
 uint32_t option_special(const OptionCall &call)
@@ -159,7 +158,6 @@ static void emitReserved(const OptionCall &call)
         option_malformed(call.argument);
     option_emit(call, cache_sprintf("--%s=-%s-%s", cache_substring(value, 3),
                                     cache_substring(low, static_cast<size_t>(lowEnd - low)), high));
-    TRACE_LEAVE();
 }
 
 uint32_t option_reserve(const OptionCall &call)

@@ -38,7 +38,6 @@ static void addSeparators(const char *characters)
         if (strchr(s_separators, *characters) == nullptr && length + 1 < SEPARATORS_MAX)
             s_separators[length] = *characters;
     }
-    TRACE_LEAVE();
 }
 
 static void indexRow(const OptionRecord *row)
@@ -55,7 +54,6 @@ static void indexRow(const OptionRecord *row)
     } else {
         hash_insert_func(s_index, key, row, MODULE, __LINE__);
     }
-    TRACE_LEAVE();
 }
 
 static void applyOverride(OptionRecord *row, const OptionRecord *overrides)
@@ -67,16 +65,13 @@ static void applyOverride(OptionRecord *row, const OptionRecord *overrides)
             break;
         }
     }
-    TRACE_LEAVE();
 }
 
 void options_initialize(uint32_t mask, int keepHandlers, const OptionRecord *overrides)
 {
     TRACE_ENTER("mask=0x%X, keepHandlers=%d", mask, keepHandlers);
-    if (s_index != nullptr) {
-        TRACE_LEAVE();
+    if (s_index != nullptr)
         return;
-    }
     s_index = hash_new_func(INDEX_BUCKETS, hash_string, hash_stringCompare, MODULE, __LINE__);
     s_separators[0] = '=';
     for (OptionRecord *row = options_table(); row->name != nullptr; ++row) {
@@ -89,7 +84,6 @@ void options_initialize(uint32_t mask, int keepHandlers, const OptionRecord *ove
         if (!keepHandlers && (row->flags & optflag::OWN) == 0)
             row->handler = option_passThrough;
     }
-    TRACE_LEAVE();
 }
 
 // Looks up the first `length` characters of `key`, in the group's angle brackets when there is one.
@@ -183,7 +177,6 @@ static void handleUnmatched(const Walk *walk, const char *argument, uint32_t ind
             alert_raiseNumber(MESSAGE_UNKNOWN_OPTION, argument);
         vec_add(walk->emitted, argument);
     }
-    TRACE_LEAVE();
 }
 
 // Calls the handler of a plain row. An item that elm-gcc's side has nothing of its own for is left
@@ -227,7 +220,6 @@ static void walkArguments(Walk *walk)
                      ? handleContainer(walk, row, argument, index)
                      : handleMatched(walk, row, argument, index);
     }
-    TRACE_LEAVE();
 }
 
 Vector *options_handler(Vector *arguments, OptionFamily family, const OptionRecord *container,

@@ -114,7 +114,6 @@ static Target findTarget(Vector *arguments)
             target.deviceGiven = true;
         }
     }
-    TRACE_LEAVE();
     return target;
 }
 
@@ -135,7 +134,6 @@ static void classifyInput(const char *argument, OptionFamily family)
                 gOptionState.preprocessAssembly = true;
         }
     }
-    TRACE_LEAVE();
 }
 
 static void appendOptions(Vector *command, Vector *arguments, OptionFamily family)
@@ -145,7 +143,6 @@ static void appendOptions(Vector *command, Vector *arguments, OptionFamily famil
     Vector *emitted = options_handler(arguments, family, nullptr, true, classifyInput);
     vec_addAll(command, emitted);
     vec_destroy(emitted);
-    TRACE_LEAVE();
 }
 
 // ---- The child driver --------------------------------------------------------------------------
@@ -206,7 +203,6 @@ static void installFormats()
     alert_setFormatMode(1);
     for (const MessageFormat &format : formats)
         osdep_setenv(format.variable, format.format);
-    TRACE_LEAVE();
 }
 
 static Vector *orbCommand(Vector *arguments, const Target &target)

@@ -117,7 +117,6 @@ static void addLinkInput(const QzmJob *job, OrbProgram *program, const char *nam
 {
     TRACE_ENTER("name=\"%s\"", name);
     readLinkInput(job, program, name);
-    TRACE_LEAVE();
 }
 
 static void printSummary(const QzmJob *job, const OrbProgram *program)
@@ -189,7 +188,6 @@ static void linkProgram(const QzmJob *job, OrbProgram *program)
             static_cast<uint32_t>(strtoul(options->codeOffset, nullptr, 16)) & 0xFFFFFFFEu;
     if (orblink(program))
         writeProgram(job, program, output);
-    TRACE_LEAVE();
 }
 
 static int isSource(const char *input)
@@ -221,7 +219,6 @@ static void build(const QzmJob *job)
     }
     if (links && job->report->errors == 0)
         linkProgram(job, &program);
-    TRACE_LEAVE();
 }
 
 static void checkDirectory(Report *report, const char *path, unsigned number, const char *what)

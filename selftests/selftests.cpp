@@ -41,7 +41,6 @@ static void addTests(TestSuite *suite, const SelftestRow *row)
     for (TestCase *test : vec_each<TestCase>(tests))
         tsuite_addtest(suite, test);
     vec_destroy(tests);
-    TRACE_LEAVE();
 }
 
 // Runs the setup actions of the rows and gathers their tests.
@@ -103,7 +102,6 @@ static void writeXmlReport(const TestSuite *suite, const OsdepOpenDirectory *fir
     const bool written = tsuite_writeJUnit(suite, path) >= 0;
     if ((written || suite->tests == 0) && osdep_fileExists(path))
         selftests_print(stdout, "XML test report written to: %s\n", path);
-    TRACE_LEAVE();
 }
 
 // Where the file cannot be opened the report goes to standard error.
@@ -114,7 +112,6 @@ static void writeTextReport(const TestSuite *suite, const OsdepOpenDirectory *fi
     const bool opened = path != nullptr && canBeWritten(path);
     if (tsuite_failDetails(suite, path) >= 0 && opened)
         selftests_print(stdout, "TXT test report written to: %s\n", path);
-    TRACE_LEAVE();
 }
 
 int selftest(const char *list)

@@ -139,7 +139,6 @@ static void keywordAll(Selection *selection)
         if (doesSomething(&row) && !row.group)
             append(selection, &row);
     }
-    TRACE_LEAVE();
 }
 
 static void keywordNone(Selection *selection)
@@ -147,7 +146,6 @@ static void keywordNone(Selection *selection)
     TRACE_ENTER();
     vec_removeAll(selection->rows);
     memset(selection->removed, 0, sizeof selection->removed);
-    TRACE_LEAVE();
 }
 
 static void keywordDefault(Selection *selection)
@@ -157,7 +155,6 @@ static void keywordDefault(Selection *selection)
         if (doesSomething(&row) && row.standard && !row.group)
             append(selection, &row);
     }
-    TRACE_LEAVE();
 }
 
 static void keywordHelp(Selection *)
@@ -194,7 +191,6 @@ static void removeNamed(Selection *selection, const char *name)
                 removeRow(selection, &s_table[i]);
         }
     }
-    TRACE_LEAVE();
 }
 
 static void applyWord(Selection *selection, const char *word)
@@ -209,7 +205,6 @@ static void applyWord(Selection *selection, const char *word)
         else if (row != nullptr)
             append(selection, row);
     }
-    TRACE_LEAVE();
 }
 
 // The rows that are still selected, in a new vector.

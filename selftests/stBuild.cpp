@@ -68,7 +68,6 @@ static void addCase(Vector *tests, const char *name, TestFunction function, cons
     auto *data = static_cast<BuildTest *>(xmalloc_must(sizeof(BuildTest)));
     *data = *record;
     vec_add(tests, tsuite_newtest(GROUP, cache_concat(name, record->device), function, data));
-    TRACE_LEAVE();
 }
 
 // A case for every listed device of the families.

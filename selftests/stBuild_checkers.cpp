@@ -45,7 +45,6 @@ static void failWithText(TestCase *test, const char *message, const char *proble
     char *output = xstrcat(problem, text);
     BUILD_FAIL(test, message, output);
     free(output);
-    TRACE_LEAVE();
 }
 
 static int checkMacro(TestCase *test, const char *text, const char *name)
@@ -209,7 +208,6 @@ static BuildRun extract(const LibraryTest *at)
         }
     }
     osdep_closeDirectory(before);
-    TRACE_LEAVE();
     return run;
 }
 

@@ -35,7 +35,6 @@ static void addRom(Vector *command, const BuildTest *record)
     TRACE_ENTER("deviceType=%u", record->deviceType);
     if (record->deviceType != FAMILY_ORB10)
         vec_add(command, "-mrom=default,0-100");
-    TRACE_LEAVE();
 }
 
 static void addOutputAndSource(Vector *command, const char *output, const char *source)
@@ -43,7 +42,6 @@ static void addOutputAndSource(Vector *command, const char *output, const char *
     TRACE_ENTER("output=\"%s\", source=\"%s\"", output, source);
     vec_add(command, cache_sprintf("-o%s", output));
     vec_add(command, source);
-    TRACE_LEAVE();
 }
 
 static void assembleArguments(Vector *command, const BuildTest *record, const char *source,
@@ -55,7 +53,6 @@ static void assembleArguments(Vector *command, const BuildTest *record, const ch
     vec_add(command, cache_sprintf("-mcpu=%s", record->device));
     addRom(command, record);
     addOutputAndSource(command, output, source);
-    TRACE_LEAVE();
 }
 
 static void compileArguments(Vector *command, const BuildTest *record, const char *source,
@@ -68,7 +65,6 @@ static void compileArguments(Vector *command, const BuildTest *record, const cha
     vec_add(command, cache_sprintf("-mcpu=%s", record->device));
     addRom(command, record);
     addOutputAndSource(command, output, source);
-    TRACE_LEAVE();
 }
 
 static void elmArguments(Vector *command, const BuildTest *record, const char *source,
@@ -79,7 +75,6 @@ static void elmArguments(Vector *command, const BuildTest *record, const char *s
     vec_add(command, cache_sprintf("-mcpu=%s", record->device));
     vec_add(command, source);
     vec_add(command, cache_sprintf("-o%s", output));
-    TRACE_LEAVE();
 }
 
 // ---- Outputs ----------------------------------------------------------------------------------
@@ -171,7 +166,6 @@ static void describe(TestCase *test, const BuildKind *kind, Vector *command, con
     tsuite_addTestDetail(
         test, cache_sprintf("\ncommand line: %s\n-> test file (%s) contents:\n%s\n", words,
                             osdep_baseName(source), stBuild_sourceLines(kind->source)));
-    TRACE_LEAVE();
 }
 
 // A failure of the tool itself replaces what the checker has recorded.
@@ -192,7 +186,6 @@ static void runTool(TestCase *test, const BuildKind *kind, const char *driver, c
             BUILD_FAIL(test, kind->failed(record), run.output);
     }
     free(run.output);
-    TRACE_LEAVE();
 }
 
 // What the tool made goes with the case: there may be thousands.

@@ -119,7 +119,6 @@ BuildRun stBuild_run(Vector *command)
     } else {
         osdep_restoreOutput();
     }
-    TRACE_LEAVE();
     return run;
 }
 
@@ -132,7 +131,6 @@ char *stBuild_readFile(const char *path)
         text = readAll(stream);
         fclose(stream);
     }
-    TRACE_LEAVE();
     return text;
 }
 
@@ -143,5 +141,4 @@ void stBuild_fail(const char *file, uint32_t line, TestCase *test, const char *m
     if (strlen(output) > BUILD_RECORD_LIMIT)
         output = cache_sprintf("%.*s%s", static_cast<int>(BUILD_RECORD_LIMIT), output, CUT);
     tsuite_addTestFailFL(file, line, test, "build test", message, output);
-    TRACE_LEAVE();
 }

@@ -56,7 +56,6 @@ static void addDocTest(Vector *tests, const char *name, uint32_t flags)
     auto *data = static_cast<uint32_t *>(xmalloc_must(sizeof(uint32_t)));
     *data = flags;
     vec_add(tests, tsuite_newtest("docs", name, DocTest, data));
-    TRACE_LEAVE();
 }
 
 Vector *stDocsReadme_tests()

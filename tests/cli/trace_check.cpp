@@ -1,12 +1,13 @@
 #include "tests/cli/trace_check.h"
 
 #include <algorithm>
-#include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <sstream>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 namespace fs = std::filesystem;
 
@@ -22,37 +23,6 @@ static Lines linesOf(std::istream &stream)
     return lines;
 }
 
-// The name that the locations of a source file have: the last part of its MODULE.
-static std::string moduleOf(const Lines &source)
-{
-    for (const std::string &line : source)
-        if (line.rfind("#define MODULE \"", 0) == 0)
-            return line.substr(line.rfind('/') + 1, line.size() - line.rfind('/') - 2);
-    return "";
-}
-
-struct Source {
-    Lines lines;
-    bool changed; // since its program was built: nothing can be said of its lines
-};
-
-static std::map<std::string, std::vector<Source>> readSources()
-{
-    std::map<std::string, std::vector<Source>> sources;
-    for (const std::string folder : {"common", "driver", "sample", "selftests"}) {
-        const auto built = fs::last_write_time(folder == "sample" ? QZM_SAMPLE_QZM : QZM_CC);
-        for (const auto &entry : fs::directory_iterator(fs::path(QZM_SOURCES) / folder)) {
-            if (entry.path().extension() != ".cpp")
-                continue;
-            std::ifstream file(entry.path());
-            Lines lines = linesOf(file);
-            const std::string module = moduleOf(lines);
-            sources[module].push_back({std::move(lines), entry.last_write_time() > built});
-        }
-    }
-    return sources;
-}
-
 static bool has(const Lines &source, size_t first, size_t last, const std::string &text)
 {
     for (size_t i = first; i <= last && i < source.size(); i++)
@@ -61,12 +31,38 @@ static bool has(const Lines &source, size_t first, size_t last, const std::strin
     return false;
 }
 
+struct Source {
+    Lines lines;
+    bool changed; // since its program was built: nothing can be said of its lines
+};
+
+// By the names that their locations have. Two sources that trace never share one.
+static std::map<std::string, Source> readSources()
+{
+    std::map<std::string, Source> sources;
+    for (const std::string folder : {"common", "driver", "sample", "selftests"}) {
+        const auto built = fs::last_write_time(folder == "sample" ? QZM_SAMPLE_QZM : QZM_CC);
+        for (const auto &entry : fs::recursive_directory_iterator(fs::path(QZM_SOURCES) / folder)) {
+            if (entry.path().extension() != ".cpp")
+                continue;
+            std::ifstream file(entry.path());
+            Lines lines = linesOf(file);
+            if (!has(lines, 0, lines.size(), "TRACE"))
+                continue;
+            const Source source = {std::move(lines), entry.last_write_time() > built};
+            const bool added = sources.emplace(entry.path().stem(), source).second;
+            EXPECT_TRUE(added) << entry.path();
+        }
+    }
+    return sources;
+}
+
 // ---- A line of a trace ------------------------------------------------------------------------
 
 enum class Kind { Enter, Exit, Other };
 
 struct TraceLine {
-    std::string module;
+    std::string source;
     size_t number = 0; // of the line in the source
     size_t indent = 0;
     Kind kind = Kind::Other;
@@ -83,7 +79,7 @@ static bool parse(const std::string &text, TraceLine &line)
     const size_t digits = text.find_first_not_of("0123456789", colon + 1);
     if (digits == colon + 1 || text.find_first_not_of(' ', digits) != end)
         return false;
-    line.module = text.substr(0, colon);
+    line.source = text.substr(0, colon);
     line.number = std::stoul(text.substr(colon + 1));
     const size_t begin = std::min(text.find_first_not_of(' ', end + 2), text.size());
     line.indent = begin - end - 2;
@@ -109,18 +105,16 @@ static bool isWritten(const Lines &source, const TraceLine &line)
                has(source, line.number < 14 ? 0 : line.number - 14, line.number, line.function);
     if (line.kind == Kind::Exit)
         return has(source, first, last, "TRACE_RETURN(") ||
-               has(source, first, last, "TRACE_LEAVE(");
+               has(source, first, last, "TRACE_ENTER(");
     return true;
 }
 
 static bool isLocated(const TraceLine &line)
 {
     static const auto sources = readSources();
-    const auto found = sources.find(line.module);
+    const auto found = sources.find(line.source);
     return found != sources.end() &&
-           std::any_of(found->second.begin(), found->second.end(), [&](const Source &source) {
-               return source.changed || isWritten(source.lines, line);
-           });
+           (found->second.changed || isWritten(found->second.lines, line));
 }
 
 // ---- The whole --------------------------------------------------------------------------------

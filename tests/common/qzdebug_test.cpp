@@ -1,5 +1,3 @@
-#define MODULE "tests/traced"
-
 #include "common/qzdebug.h"
 
 #include <cerrno>
@@ -878,7 +876,6 @@ int traced_sum(int a, int b)
 void traced_nothing()
 {
     TRACE_ENTER();
-    TRACE_LEAVE();
 }
 
 const char *traced_text(const char *text)
@@ -892,7 +889,6 @@ void traced_switching_on()
     TRACE_ENTER();
     gDebugFlags = DEBUG_TRACE;
     TRACE("on");
-    TRACE_LEAVE();
 }
 
 int traced_switching_off()
@@ -916,11 +912,11 @@ TEST_F(QzdebugTest, ATracedFunctionWritesItsEntryAndItsResult)
     gDebugFlags = DEBUG_TRACE;
     EXPECT_EQ(traced_sum(2, 3), 5);
     traced_nothing();
-    EXPECT_EQ(writtenWithoutLines(), "traced:N> ENTER traced_sum(a=2, b=3)\n"
-                                     "traced:N>     adding 3\n"
-                                     "traced:N> EXIT traced_sum() -> 5\n"
-                                     "traced:N> ENTER traced_nothing()\n"
-                                     "traced:N> EXIT traced_nothing()\n");
+    EXPECT_EQ(writtenWithoutLines(), "qzdebug_test:N> ENTER traced_sum(a=2, b=3)\n"
+                                     "qzdebug_test:N>     adding 3\n"
+                                     "qzdebug_test:N> EXIT traced_sum() -> 5\n"
+                                     "qzdebug_test:N> ENTER traced_nothing()\n"
+                                     "qzdebug_test:N> EXIT traced_nothing()\n");
     EXPECT_EQ(evaluations, 3);
     evaluations = 0;
 }
@@ -929,17 +925,17 @@ TEST_F(QzdebugTest, AnyFlagTraces)
 {
     gDebugFlags = DEBUG_CONTAINERS;
     traced_nothing();
-    EXPECT_EQ(writtenWithoutLines(), "traced:N> ENTER traced_nothing()\n"
-                                     "traced:N> EXIT traced_nothing()\n");
+    EXPECT_EQ(writtenWithoutLines(), "qzdebug_test:N> ENTER traced_nothing()\n"
+                                     "qzdebug_test:N> EXIT traced_nothing()\n");
 }
 
-TEST_F(QzdebugTest, TheMacrosPassTheirModuleAndLine)
+TEST_F(QzdebugTest, TheMacrosPassTheirSourceAndLine)
 {
     gDebugFlags = DEBUG_TRACE;
     int line = __LINE__ + 1;
     TRACE("here");
     char expected[100];
-    snprintf(expected, sizeof expected, "traced:%-13d> here\n", line);
+    snprintf(expected, sizeof expected, "qzdebug_test:%-7d> here\n", line);
     EXPECT_EQ(written(), expected);
 }
 
@@ -955,7 +951,7 @@ TEST_F(QzdebugTest, WhileOffNoArgumentIsEvaluatedAndTheResultIsEvaluatedOnce)
 TEST_F(QzdebugTest, AnExitIsTracedOnlyWhereItsEntryWas)
 {
     traced_switching_on();
-    EXPECT_EQ(writtenWithoutLines(), "traced:N> on\n");
+    EXPECT_EQ(writtenWithoutLines(), "qzdebug_test:N> on\n");
     EXPECT_EQ(trace_indentLevel(), 0U);
     EXPECT_EQ(emitted, "");
 }
@@ -964,8 +960,8 @@ TEST_F(QzdebugTest, AnExitIsTracedWhenItsEntryWasEvenIfDebuggingWasSwitchedOff)
 {
     gDebugFlags = DEBUG_TRACE;
     EXPECT_EQ(traced_switching_off(), 1);
-    EXPECT_EQ(writtenWithoutLines(), "traced:N> ENTER traced_switching_off()\n"
-                                     "traced:N> EXIT traced_switching_off() -> 1\n");
+    EXPECT_EQ(writtenWithoutLines(), "qzdebug_test:N> ENTER traced_switching_off()\n"
+                                     "qzdebug_test:N> EXIT traced_switching_off() -> 1\n");
     EXPECT_EQ(trace_indentLevel(), 0U);
 }
 
@@ -974,8 +970,8 @@ TEST_F(QzdebugTest, ANullStringIsShownAsNull)
     gDebugFlags = DEBUG_TRACE;
     const char *volatile none = nullptr; // the compiler must not see it: it would warn
     EXPECT_EQ(traced_text(none), nullptr);
-    EXPECT_EQ(writtenWithoutLines(), "traced:N> ENTER traced_text(text=\"(null)\")\n"
-                                     "traced:N> EXIT traced_text() -> \"(null)\"\n");
+    EXPECT_EQ(writtenWithoutLines(), "qzdebug_test:N> ENTER traced_text(text=\"(null)\")\n"
+                                     "qzdebug_test:N> EXIT traced_text() -> \"(null)\"\n");
 }
 
 TEST_F(QzdebugTest, TheMacrosKeepErrno)
@@ -985,12 +981,12 @@ TEST_F(QzdebugTest, TheMacrosKeepErrno)
     EXPECT_EQ(traced_errno(), -1);
     EXPECT_EQ(errno, ERANGE);
     EXPECT_EQ(writtenWithoutLines(),
-              "traced:N> ENTER traced_errno(errno=" + std::to_string(ENOTTY) +
+              "qzdebug_test:N> ENTER traced_errno(errno=" + std::to_string(ENOTTY) +
                   ")\n"
-                  "traced:N>     errno=" +
+                  "qzdebug_test:N>     errno=" +
                   std::to_string(ERANGE) +
                   "\n"
-                  "traced:N> EXIT traced_errno() -> -1\n");
+                  "qzdebug_test:N> EXIT traced_errno() -> -1\n");
 }
 
 } // namespace

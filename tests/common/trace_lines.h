@@ -8,8 +8,9 @@
 
 #include "common/qzdebug.h"
 
-// The lines of a trace that come from `source`, without location and indent, entries and exits.
-inline std::vector<std::string> trace_lines_of(const std::string &text, const std::string &source)
+// The lines of a trace that come from the module `name` (a source file NAME or NAME_...), without
+// location and indent, entries and exits.
+inline std::vector<std::string> trace_lines_of(const std::string &text, const std::string &name)
 {
     std::vector<std::string> lines;
     for (size_t at = 0; at < text.size();) {
@@ -17,7 +18,8 @@ inline std::vector<std::string> trace_lines_of(const std::string &text, const st
         std::string line = text.substr(at, end - at);
         at = end == std::string::npos ? text.size() : end + 1;
         size_t begin = line.find("> ");
-        if (line.compare(0, source.size() + 1, source + ":") != 0 || begin == std::string::npos)
+        if (line.compare(0, name.size(), name) != 0 || begin == std::string::npos ||
+            (line[name.size()] != ':' && line[name.size()] != '_'))
             continue;
         begin = line.find_first_not_of(' ', begin + 1);
         line = begin == std::string::npos ? "" : line.substr(begin);
@@ -29,7 +31,7 @@ inline std::vector<std::string> trace_lines_of(const std::string &text, const st
 
 // Traces while `action` runs.
 template <class Action>
-std::vector<std::string> trace_lines_while(const std::string &source, Action action)
+std::vector<std::string> trace_lines_while(const std::string &name, Action action)
 {
     gDebugOut = tmpfile();
     gDebugFlags = DEBUG_TRACE;
@@ -41,7 +43,7 @@ std::vector<std::string> trace_lines_while(const std::string &source, Action act
         text += static_cast<char>(c);
     fclose(gDebugOut);
     gDebugOut = nullptr;
-    return trace_lines_of(text, source);
+    return trace_lines_of(text, name);
 }
 
 #endif
