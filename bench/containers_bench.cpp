@@ -1,16 +1,16 @@
 // The containers against their peers of the standard library: each pair does the same work.
 #define MODULE "bench/containers"
-#include <benchmark/benchmark.h>
-
 #include <cstdint>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
-#include "common/hash.h"
-#include "common/stringcache.h"
-#include "common/vector.h"
+#include <benchmark/benchmark.h>
+
+#include "common/base/hash.h"
+#include "common/base/stringcache.h"
+#include "common/base/vector.h"
 
 // Texts that look like arguments, all different. `tag` keeps the sets of two benchmarks apart.
 static std::vector<std::string> argumentTexts(const std::string &tag, int64_t count)

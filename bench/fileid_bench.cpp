@@ -1,14 +1,14 @@
 // Identifying object files (the rate is files a second), C sources, and libraries of many modules.
-#include "common/fileutils.h"
-
-#include <benchmark/benchmark.h>
-
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
+
+#include <benchmark/benchmark.h>
+
+#include "common/formats/fileutils.h"
 
 namespace fs = std::filesystem;
 

@@ -1,14 +1,15 @@
 // Reading and writing metadata of 1,000, 10,000 and 100,000 functions with 3 callees each, beside
 // fread() and fwrite() of the same bytes.
-#include "common/metadata.h"
-#include "file_bytes.h"
-
-#include <benchmark/benchmark.h>
+#include "common/formats/metadata.h"
 
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <vector>
+
+#include <benchmark/benchmark.h>
+
+#include "file_bytes.h"
 
 static const int CALLEES = 3;
 

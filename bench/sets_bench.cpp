@@ -1,8 +1,6 @@
 // The ordered containers and the tally table against their peers of the standard library: each pair
 // does the same work on the same keys, in no order.
 #define MODULE "bench/sets"
-#include <benchmark/benchmark.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <map>
@@ -11,9 +9,11 @@
 #include <unordered_map>
 #include <vector>
 
-#include "common/ptrset.h"
-#include "common/skiplist.h"
-#include "common/tally_table.h"
+#include <benchmark/benchmark.h>
+
+#include "common/base/ptrset.h"
+#include "common/base/skiplist.h"
+#include "common/base/tally_table.h"
 
 using Keys = std::vector<const void *>;
 

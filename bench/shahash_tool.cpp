@@ -7,16 +7,16 @@
 //
 //     shahash_tool make-tree DIRECTORY FILES BYTES
 //     shahash_tool make-manifests DIRECTORY MANIFESTS FILES
-#include "common/sha.h"
-#include "common/shahash.h"
-
-#include "common/osdep.h"
+#include "common/formats/shahash.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <random>
 #include <string>
+
+#include "common/formats/sha.h"
+#include "common/os/osdep_file.h"
 
 namespace {
 

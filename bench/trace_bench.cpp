@@ -2,12 +2,12 @@
 // deep, beside fprintf() of the same lines with a flush behind each; and what the macros cost while
 // the trace is off.
 #define MODULE "bench/trace_bench"
-#include <benchmark/benchmark.h>
-
 #include <cstdio>
 #include <cstdlib>
 
-#include "common/qzdebug.h"
+#include <benchmark/benchmark.h>
+
+#include "common/trace/qzdebug.h"
 
 static constexpr int LINES = 6; // of one call of outer()
 

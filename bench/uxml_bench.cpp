@@ -1,17 +1,16 @@
 // Reading XML files of 1 and 16 MB, of the shapes of deviceSupport.xml and of the installation
 // manifest, beside expat building the same tree; writing them, beside fwrite() of the same bytes.
-#include "common/uxml2.h"
-#include "file_bytes.h"
-
-#include <benchmark/benchmark.h>
-
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
 
+#include <benchmark/benchmark.h>
 #include <expat.h>
+
+#include "common/text/uxml2.h"
+#include "file_bytes.h"
 
 // ---- The files --------------------------------------------------------------------------------
 

@@ -10,11 +10,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <vector>
+
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <vector>
 
 namespace {
 

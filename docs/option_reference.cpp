@@ -1,13 +1,15 @@
 // Writes docs/options.md on standard output: every option that may be given, with its help text and
 // what each kind of child driver gets for it. Nothing of it is written down a second time: each
 // option is run through its own handler.
-#include "common/alert.h"
-#include "common/stringcache.h"
-#include "common/vector.h"
-#include "driver/option_handlers.h"
-
 #include <cstdio>
 #include <cstring>
+
+#include "common/base/stringcache.h"
+#include "common/base/vector.h"
+#include "common/diagnostics/alert.h"
+#include "driver/families.h"
+#include "driver/option_handlers.h"
+#include "driver/options.h"
 
 // How an option is written in the reference where its flags do not tell.
 static const struct {

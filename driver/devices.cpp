@@ -1,19 +1,21 @@
 #define MODULE "driver/devices"
 #include "driver/devices.h"
 
-#include "common/alert.h"
-#include "common/exitpath.h"
-#include "common/osdep.h"
-#include "common/qzdebug.h"
-#include "common/qzinstdir.h"
-#include "common/stringcache.h"
-#include "common/vector.h"
-#include "driver/devices_internal.h"
-#include "driver/hidden_errors.h"
-#include "driver/option_handlers.h"
-#include "driver/options_process.h"
-
 #include <cstring>
+
+#include "common/base/exitpath.h"
+#include "common/base/stringcache.h"
+#include "common/base/vector.h"
+#include "common/diagnostics/alert.h"
+#include "common/install/qzinstdir.h"
+#include "common/os/osdep_file.h"
+#include "common/os/osdep_host.h"
+#include "common/text/osdep_path.h"
+#include "common/trace/qzdebug.h"
+#include "driver/devices_internal.h"
+#include "driver/families.h"
+#include "driver/hidden_errors.h"
+#include "driver/messages.h"
 
 // Where the programs are, and which of the sources of device names is asked.
 

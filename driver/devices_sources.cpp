@@ -1,28 +1,32 @@
 #define MODULE "driver/devices"
-#include "common/exitpath.h"
-#include "common/line_reader.h"
-#include "common/osdep.h"
-#include "common/qzdebug.h"
-#include "common/stringcache.h"
-#include "common/uxml2.h"
-#include "common/vector.h"
 #include "driver/devices.h"
-#include "driver/devices_internal.h"
-#include "driver/option_handlers.h"
 
 #include <cstdio>
 #include <cstring>
+
+#include "common/base/exitpath.h"
+#include "common/base/stringcache.h"
+#include "common/base/texts.h"
+#include "common/base/vector.h"
+#include "common/os/osdep_file.h"
+#include "common/os/osdep_process.h"
+#include "common/text/line_reader.h"
+#include "common/text/uxml2.h"
+#include "common/trace/qzdebug.h"
+#include "driver/devices_internal.h"
 
 // The sources of device names: the programs, and two kinds of file.
 
 // ---- Programs ----------------------------------------------------------------------------------
 
+namespace {
 // The output of a program that is read line by line.
 struct ProgramOutput {
     const char *program;
     FILE *stream;
     LineReader lines;
 };
+} // namespace
 
 // Runs the program with one argument. False when there is no output to be read; the descriptors are
 // then where they were.
@@ -100,7 +104,7 @@ static bool skipTo(LineReader *lines, const char *front)
     const char *line = nullptr;
     do {
         line = lines_next(lines);
-    } while (line != nullptr && !option_hasPrefix(line, front));
+    } while (line != nullptr && !text_hasPrefix(line, front));
     return TRACE_RETURN("%d", line != nullptr);
 }
 
@@ -128,7 +132,7 @@ Vector *devices_askElmDriver(const char *driver)
     if (skipTo(&output.lines, "Known MCU names")) {
         TRACE("Found \"Known MCU names\"");
         const char *line = nullptr;
-        while ((line = lines_next(&output.lines)) != nullptr && !option_hasPrefix(line, "Linker"))
+        while ((line = lines_next(&output.lines)) != nullptr && !text_hasPrefix(line, "Linker"))
             addChipsOf(names, line);
     }
     endProgram(&output);
@@ -203,8 +207,8 @@ Vector *devices_readIndex(const char *path)
     LineReader lines;
     lines_start(&lines, file);
     const char *line = nullptr;
-    while ((line = lines_next(&lines)) != nullptr && !option_hasPrefix(line, sectionMark)) {
-        if (option_hasPrefix(line, indexMark))
+    while ((line = lines_next(&lines)) != nullptr && !text_hasPrefix(line, sectionMark)) {
+        if (text_hasPrefix(line, indexMark))
             vec_add(names, nameInIndexLine(line));
     }
     if (!lines_finish(&lines)) {

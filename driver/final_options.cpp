@@ -1,9 +1,11 @@
 #define MODULE "driver/final_options"
-#include "common/osdep.h"
-#include "common/qzdebug.h"
-#include "common/qzinstdir.h"
-#include "common/stringcache.h"
-#include "common/vector.h"
+#include "common/base/stringcache.h"
+#include "common/base/vector.h"
+#include "common/install/qzinstdir.h"
+#include "common/os/osdep_file.h"
+#include "common/text/osdep_path.h"
+#include "common/trace/qzdebug.h"
+#include "driver/families.h"
 #include "driver/option_handlers.h"
 
 // The options that end the new command, whatever the user gave.

@@ -1,14 +1,17 @@
 #define MODULE "driver/help"
-#include "common/alert.h"
-#include "common/exitpath.h"
-#include "common/osdep.h"
-#include "common/qzdebug.h"
-#include "common/stringcache.h"
-#include "common/vector.h"
-#include "driver/option_handlers.h"
-
 #include <cstdio>
 #include <cstring>
+
+#include "common/base/exitpath.h"
+#include "common/base/stringcache.h"
+#include "common/base/vector.h"
+#include "common/diagnostics/alert.h"
+#include "common/diagnostics/listing.h"
+#include "common/os/osdep_process.h"
+#include "common/trace/qzdebug.h"
+#include "driver/families.h"
+#include "driver/option_handlers.h"
+#include "driver/options.h"
 
 // The help listing, printed from the option table in its order.
 
@@ -68,23 +71,6 @@ void options_printRows(uint32_t mask)
     }
 }
 
-bool options_listingWritten()
-{
-    TRACE_ENTER();
-    const bool written = fflush(stdout) == 0 && ferror(stdout) == 0;
-    // A reader that has seen enough is nothing to complain of.
-    if (!written && !osdep_outputIsAbandoned())
-        alert_raiseNumber(MESSAGE_NOT_WRITTEN, "standard output");
-    return TRACE_RETURN("%d", written);
-}
-
-void options_finishListing()
-{
-    TRACE_ENTER();
-    if (!options_listingWritten())
-        exitpath_leave(1);
-}
-
 uint32_t option_help(const OptionCall &call)
 {
     TRACE_ENTER("\"%s\"", call.argument);
@@ -95,6 +81,6 @@ uint32_t option_help(const OptionCall &call)
         mask = classMask(option_valueOf(call));
     printf("Usage: %s [options] file...\nOptions:\n", alert_programName());
     options_printRows(mask);
-    options_finishListing();
+    listing_finish();
     exitpath_leave(0);
 }

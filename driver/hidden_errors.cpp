@@ -1,10 +1,11 @@
 #define MODULE "driver/hidden_errors"
 #include "driver/hidden_errors.h"
 
-#include "common/osdep.h"
-#include "common/qzdebug.h"
-
 #include <cstdlib>
+
+#include "common/os/osdep_process.h"
+#include "common/os/osdep_temp.h"
+#include "common/trace/qzdebug.h"
 
 static FILE *openTempFile()
 {

@@ -1,14 +1,16 @@
 #define MODULE "driver/listings"
-#include "common/exitpath.h"
-#include "common/line_reader.h"
-#include "common/osdep.h"
-#include "common/qzdebug.h"
-#include "common/vector.h"
+#include <cstdio>
+
+#include "common/base/exitpath.h"
+#include "common/base/texts.h"
+#include "common/base/vector.h"
+#include "common/diagnostics/listing.h"
+#include "common/os/osdep_process.h"
+#include "common/text/line_reader.h"
+#include "common/trace/qzdebug.h"
 #include "driver/devices.h"
 #include "driver/hidden_errors.h"
 #include "driver/option_handlers.h"
-
-#include <cstdio>
 
 // The listings that need more than the option table: devices, and what elm-gcc tells of itself.
 
@@ -32,7 +34,7 @@ static Vector *sortedDevices(uint32_t mask)
 [[noreturn]] static void endListing()
 {
     TRACE_ENTER();
-    options_finishListing();
+    listing_finish();
     exitpath_leave(0);
 }
 
@@ -73,8 +75,8 @@ static void copySections(FILE *output)
     bool anything = false;
     while (const char *line = lines_next(&lines)) {
         if (!inside) {
-            inside = option_hasPrefix(line, "The following");
-        } else if (option_hasPrefix(line, "Assembler")) {
+            inside = text_hasPrefix(line, "The following");
+        } else if (text_hasPrefix(line, "Assembler")) {
             inside = false;
         } else {
             if (!anything)
@@ -141,7 +143,7 @@ uint32_t option_targetHelp(const OptionCall &call)
     printf("\nThe following options are ORB10/12/14/16/18 target specific:\n");
     options_printRows(optflag::TARGET);
     // What is still in the stream when the output is captured must be neither lost nor captured.
-    options_finishListing();
+    listing_finish();
     printElmHelp();
     printNames(names);
     vec_destroy(names);

@@ -1,9 +1,9 @@
 #define MODULE "driver/machdep"
 #include "driver/machdep.h"
 
-#include "common/qzdebug.h"
-
 #include <cstdio>
+
+#include "common/trace/qzdebug.h"
 
 // In the order in which they are printed.
 static const char *const builtins[] = {

@@ -1,22 +1,20 @@
 #define MODULE "driver/option_handlers"
 #include "driver/option_handlers.h"
 
-#include "common/alert.h"
-#include "common/exitpath.h"
-#include "common/qzdebug.h"
-#include "common/stringcache.h"
-#include "common/vector.h"
-
 #include <cstring>
+
+#include "common/base/exitpath.h"
+#include "common/base/stringcache.h"
+#include "common/base/texts.h"
+#include "common/base/vector.h"
+#include "common/diagnostics/alert.h"
+#include "common/trace/qzdebug.h"
+#include "driver/families.h"
+#include "driver/messages.h"
 
 // The handlers that read everything from their row, and what all handlers share.
 
 OptionState gOptionState;
-
-bool option_hasPrefix(const char *text, const char *prefix)
-{
-    return strncmp(text, prefix, strlen(prefix)) == 0;
-}
 
 void option_emit(const OptionCall &call, const char *text)
 {
@@ -107,7 +105,7 @@ uint32_t option_value(const OptionCall &call)
 static const char *signOf(const char *argument)
 {
     TRACE_ENTER("\"%s\"", argument);
-    const bool negative = option_hasPrefix(argument, "-mno") || option_hasPrefix(argument, "-fno");
+    const bool negative = text_hasPrefix(argument, "-mno") || text_hasPrefix(argument, "-fno");
     return TRACE_RETURN("\"%s\"", negative ? "-" : "+");
 }
 

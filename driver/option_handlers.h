@@ -7,7 +7,8 @@
 #ifndef DRIVER_OPTION_HANDLERS_H
 #define DRIVER_OPTION_HANDLERS_H
 
-#include "driver/options.h"
+#include "driver/messages.h"
+#include "driver/option.h"
 
 // What has been seen of the command line, by matching a row that notes it or by a handler; read by
 // the final options and by option processing. All start false.
@@ -35,23 +36,6 @@ struct OptionState {
     int verbosity;              // number of "-v"
 };
 extern OptionState gOptionState;
-
-// The messages that the driver raises; their texts and kinds are the catalogue's.
-enum DriverMessage : uint32_t {
-    MESSAGE_NOT_WRITTEN = 105,        // takes what could not be written
-    MESSAGE_MALFORMED_OPTION = 1195,  // the option
-    MESSAGE_NOT_SUPPORTED = 1428,     // the option
-    MESSAGE_MISSING_ARGUMENT = 2041,  // the option
-    MESSAGE_NO_DEVICE = 2042,         //
-    MESSAGE_UNKNOWN_DEVICE = 2043,    //
-    MESSAGE_UNKNOWN_OPTION = 2044,    // the option
-    MESSAGE_NO_DRIVER = 2045,         // the driver's file name
-    MESSAGE_INDEX_MISSING = 2046,     //
-    MESSAGE_INDEX_UNUSABLE = 2047,    //
-    MESSAGE_UNKNOWN_EXTENSION = 2048, // the language extension
-    MESSAGE_DEPRECATED_CCI = 2050,    //
-    MESSAGE_UNKNOWN_STANDARD = 2054,  // the language standard
-};
 
 // ---- Reading everything from the row ----
 uint32_t option_passThrough(const OptionCall &call); // the default handler
@@ -123,20 +107,9 @@ const char *option_valueOf(const OptionCall &call);
 // Ends the run with MESSAGE_MISSING_ARGUMENT about `option`.
 [[noreturn]] void option_missingArgument(const char *option);
 
-// Whether `text` begins with `prefix`.
-bool option_hasPrefix(const char *text, const char *prefix);
-
 // Prints the rows of the option table that share a bit with `mask` and are to be listed, as help
 // shows them.
 void options_printRows(uint32_t mask);
-
-// Whether what was printed on standard output could be written; when not, MESSAGE_NOT_WRITTEN says
-// so, and nothing does when its reader has gone away.
-bool options_listingWritten();
-
-// To be called after a listing on standard output: ends the run with status 1 when it could not be
-// written.
-void options_finishListing();
 
 // Appends the options that end the command of a family (the input files have been classified).
 void options_appendFinal(Vector *command, OptionFamily family);

@@ -1,13 +1,16 @@
 #define MODULE "driver/option_handlers_argument"
 #include "driver/option_handlers.h"
 
-#include "common/alert.h"
-#include "common/osdep.h"
-#include "common/qzdebug.h"
-#include "common/stringcache.h"
-#include "common/vector.h"
-
 #include <cstring>
+
+#include "common/base/stringcache.h"
+#include "common/base/texts.h"
+#include "common/base/vector.h"
+#include "common/diagnostics/alert.h"
+#include "common/text/osdep_path.h"
+#include "common/trace/qzdebug.h"
+#include "driver/families.h"
+#include "driver/messages.h"
 
 // The handlers of options whose argument may be the next one on the command line.
 
@@ -115,9 +118,9 @@ uint32_t option_superDriver(const OptionCall &call)
     uint32_t consumed = 0;
     if ((call.family & FAMILY_ORB) != 0) {
         const char *value = option_separateValue(call, &consumed);
-        gOptionState.errorFormatGiven |= option_hasPrefix(value, "--errformat");
-        gOptionState.warningFormatGiven |= option_hasPrefix(value, "--warnformat");
-        gOptionState.messageFormatGiven |= option_hasPrefix(value, "--msgformat");
+        gOptionState.errorFormatGiven |= text_hasPrefix(value, "--errformat");
+        gOptionState.warningFormatGiven |= text_hasPrefix(value, "--warnformat");
+        gOptionState.messageFormatGiven |= text_hasPrefix(value, "--msgformat");
         option_emit(call, cache_string(value));
     } else if ((call.family & FAMILY_ELM) != 0) {
         consumed = refuseWithValue(call);
@@ -171,7 +174,7 @@ static uint32_t orbDependencies(const OptionCall &call)
 {
     TRACE_ENTER("\"%s\"", call.argument);
     uint32_t consumed = 0;
-    const bool fileOption = option_hasPrefix(call.argument, "-MF");
+    const bool fileOption = text_hasPrefix(call.argument, "-MF");
     if (fileOption) {
         // "-MFfile" is found by the row "-M": the file is what stands behind the three letters.
         const char *file = call.argument + 3;

@@ -1,11 +1,13 @@
 #define MODULE "driver/option_handlers_lists"
 #include "driver/option_handlers.h"
 
-#include "common/qzdebug.h"
-#include "common/stringcache.h"
-#include "common/vector.h"
-
 #include <cstring>
+
+#include "common/base/stringcache.h"
+#include "common/base/texts.h"
+#include "common/base/vector.h"
+#include "common/trace/qzdebug.h"
+#include "driver/families.h"
 
 // The handlers of what is meant for one tool behind the child driver: lists ("-Wl,a,b"), their
 // members, and the forms that hand on one argument ("-Xlinker a").
@@ -66,7 +68,7 @@ uint32_t option_dataInit(const OptionCall &call)
 {
     TRACE_ENTER("\"%s\"", call.argument);
     if ((call.family & FAMILY_ORB) != 0) {
-        const char sign = option_hasPrefix(call.argument, "--no") ? '-' : '+';
+        const char sign = text_hasPrefix(call.argument, "--no") ? '-' : '+';
         option_emit(call, cache_sprintf("--runtime=%cclear", sign));
         option_emit(call, cache_sprintf("--runtime=%cinit", sign));
     } else if ((call.family & FAMILY_ELM) != 0) {
@@ -80,9 +82,9 @@ static void emitLinkerValue(const OptionCall &call, const char *value)
 {
     TRACE_ENTER("\"%s\"", value);
     const char *equals = strchr(value, '=');
-    if (option_hasPrefix(value, "-Map")) {
+    if (text_hasPrefix(value, "-Map")) {
         option_emit(call, cache_sprintf("-M%s", equals == nullptr ? "" : equals + 1));
-    } else if (option_hasPrefix(value, "--memorysummary")) {
+    } else if (text_hasPrefix(value, "--memorysummary")) {
         const bool named = equals != nullptr && equals[1] != '\0';
         option_emit(call, cache_string("--summary=+xml"));
         option_emit(call, cache_sprintf("--summarydir=%s", named ? equals + 1 : defaultSummary));
@@ -94,7 +96,7 @@ static void emitLinkerValue(const OptionCall &call, const char *value)
 // Whether the row is the form that takes one separate argument, not the list.
 static bool isSeparateForm(const OptionCall &call)
 {
-    return option_hasPrefix(call.row->name, "-X");
+    return text_hasPrefix(call.row->name, "-X");
 }
 
 // On the ELM path a list goes on whole, an item that is left over of one goes on behind the list's

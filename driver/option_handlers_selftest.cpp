@@ -1,11 +1,11 @@
 #define MODULE "driver/option_handlers_selftest"
 #include "driver/option_handlers.h"
 
-#include "common/exitpath.h"
-#include "common/qzdebug.h"
-#include "selftests/selftests.h"
-
 #include <cstring>
+
+#include "common/base/exitpath.h"
+#include "common/trace/qzdebug.h"
+#include "selftests/selftests.h"
 
 // The options that look after the installation instead of compiling.
 

@@ -1,13 +1,16 @@
 #define MODULE "driver/option_handlers_single"
 #include "driver/option_handlers.h"
 
-#include "common/alert.h"
-#include "common/osdep.h"
-#include "common/qzdebug.h"
-#include "common/qzdebug_options.h"
-#include "common/stringcache.h"
-
 #include <cstring>
+
+#include "common/base/stringcache.h"
+#include "common/base/texts.h"
+#include "common/diagnostics/alert.h"
+#include "common/diagnostics/qzdebug_options.h"
+#include "common/os/osdep_temp.h"
+#include "common/trace/qzdebug.h"
+#include "driver/families.h"
+#include "driver/messages.h"
 
 // The handlers that know one option (or two spellings of one).
 
@@ -24,12 +27,12 @@ uint32_t option_special(const OptionCall &call)
 {
     TRACE_ENTER("\"%s\"", call.argument);
     if ((call.family & FAMILY_ORB) != 0) {
-        if (option_hasPrefix(call.argument, "--qzdebug")) {
+        if (text_hasPrefix(call.argument, "--qzdebug")) {
             emitChildDebugOption(call);
-        } else if (option_hasPrefix(call.argument, "--nodel")) {
+        } else if (text_hasPrefix(call.argument, "--nodel")) {
             osdep_keepTempFiles(1);
             option_emit(call, call.argument);
-        } else if (option_hasPrefix(call.argument, "--pragmaconfig")) {
+        } else if (text_hasPrefix(call.argument, "--pragmaconfig")) {
             option_emit(call, call.argument);
         }
     }
@@ -49,7 +52,7 @@ uint32_t option_device(const OptionCall &call)
     if (call.family != FAMILY_NONE) {
         const char *device = cache_lower(option_valueOf(call));
         if ((call.family & FAMILY_ORB) != 0) {
-            const size_t skip = option_hasPrefix(device, "orb") ? 3 : 0;
+            const size_t skip = text_hasPrefix(device, "orb") ? 3 : 0;
             option_emit(call, cache_sprintf("--chip=%s", device + skip));
         } else {
             option_emit(call, cache_sprintf("-mmcu=%s", device));
@@ -148,7 +151,7 @@ static void emitReserved(const OptionCall &call)
 {
     TRACE_ENTER("\"%s\"", call.argument);
     const char *value = option_valueOf(call);
-    const bool known = option_hasPrefix(value, "ram@") || option_hasPrefix(value, "rom@");
+    const bool known = text_hasPrefix(value, "ram@") || text_hasPrefix(value, "rom@");
     const char *low = value + strlen("ram@");
     const char *lowEnd = known ? strchr(low, ':') : nullptr;
     if (lowEnd == nullptr)

@@ -1,18 +1,21 @@
 #define MODULE "driver/options"
 #include "driver/options.h"
 
-#include "common/alert.h"
-#include "common/hash.h"
-#include "common/qzdebug.h"
-#include "common/stringcache.h"
-#include "common/vector.h"
-#include "driver/option_handlers.h"
-
 #include <cstdio>
 #include <cstring>
 
+#include "common/base/hash.h"
+#include "common/base/stringcache.h"
+#include "common/base/vector.h"
+#include "common/diagnostics/alert.h"
+#include "common/trace/qzdebug.h"
+#include "driver/messages.h"
+#include "driver/option_handlers.h"
+
+namespace {
 // Room for the longest key of the index; a longer text can match no row.
 enum { KEY_MAX = 64, INDEX_BUCKETS = 127, SEPARATORS_MAX = 16 };
+} // namespace
 
 static HashTable *s_index;                // key -> row
 static char s_separators[SEPARATORS_MAX]; // "=" and every container's separators, once each
@@ -116,6 +119,7 @@ const OptionRecord *option_lookup(const char *key, const char *group)
     return TRACE_RETURN("%p", row);
 }
 
+namespace {
 // One walk over a list of arguments, at top level or inside a container.
 struct Walk {
     Vector *arguments;
@@ -127,6 +131,7 @@ struct Walk {
     bool matched;  // set when an argument matched a row
     uint32_t kept; // items of a list for elm-gcc that gave nothing and were emitted as they are
 };
+} // namespace
 
 static void walkArguments(Walk *walk);
 

@@ -1,24 +1,33 @@
 #define MODULE "driver/options_process"
 #include "driver/options_process.h"
 
-#include "common/alert.h"
-#include "common/exitpath.h"
-#include "common/fileutils.h"
-#include "common/osdep.h"
-#include "common/qzdebug.h"
-#include "common/qzinstdir.h"
-#include "common/registry.h"
-#include "common/stringcache.h"
-#include "common/vector.h"
-#include "driver/machdep.h"
-#include "driver/option_handlers.h"
-#include "driver/version.h"
-
 #include <cstring>
 
+#include "common/base/exitpath.h"
+#include "common/base/stringcache.h"
+#include "common/base/texts.h"
+#include "common/base/vector.h"
+#include "common/diagnostics/alert.h"
+#include "common/diagnostics/listing.h"
+#include "common/formats/fileutils.h"
+#include "common/install/qzinstdir.h"
+#include "common/install/registry.h"
+#include "common/os/osdep_file.h"
+#include "common/os/osdep_host.h"
+#include "common/text/osdep_path.h"
+#include "common/trace/qzdebug.h"
+#include "driver/families.h"
+#include "driver/machdep.h"
+#include "driver/messages.h"
+#include "driver/option_handlers.h"
+#include "driver/options.h"
+#include "driver/version.h"
+
+namespace {
 // The formats of diagnostics on the ORB path: of this program and, through the environment and the
 // command, of the legacy driver and the tools it runs.
 enum { ERROR_FORMAT, WARNING_FORMAT, MESSAGE_FORMAT };
+} // namespace
 static const struct MessageFormat {
     const char *variable;
     const char *option;
@@ -32,71 +41,14 @@ static const struct MessageFormat {
      &OptionState::messageFormatGiven},
 };
 
-// ---- The device --------------------------------------------------------------------------------
-
-static bool beginsWithAny(const char *name, const char *const *prefixes)
-{
-    for (; *prefixes != nullptr; ++prefixes) {
-        if (option_hasPrefix(name, *prefixes))
-            return true;
-    }
-    return false;
-}
-
-static char lowered(char c)
-{
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-// Whether `name` begins with one of the prefixes, which are in lower case, whatever its own case.
-static bool isCalledAny(const char *name, const char *const *prefixes)
-{
-    for (; *prefixes != nullptr; ++prefixes) {
-        size_t length = 0;
-        while ((*prefixes)[length] != '\0' && lowered(name[length]) == (*prefixes)[length])
-            ++length;
-        if ((*prefixes)[length] == '\0')
-            return true;
-    }
-    return false;
-}
-
-// Asked for every name of a list of devices, so it leaves no text behind.
-OptionFamily option_DeviceType(const char *option)
-{
-    TRACE_ENTER("\"%s\"", option);
-    static const char *const elmNames[] = {"kv", "elm", nullptr};
-    static const char *const orb10Names[] = {"zq", "wtx", "wty", nullptr};
-    static const char *const orb[] = {"orb", nullptr};
-    static const char *const orb10Cores[] = {"10", "12", "14", "16", nullptr};
-
-    const char *equals = strchr(option, '=');
-    const char *device = equals == nullptr ? option : equals + 1;
-    const char *core = device + (isCalledAny(device, orb) ? 3 : 0);
-    OptionFamily family = FAMILY_NONE;
-    if (isCalledAny(device, elmNames)) {
-        TRACE("device identified as an ELM");
-        family = FAMILY_ELM;
-    } else if (isCalledAny(device, orb10Names)) {
-        family = FAMILY_ORB10;
-    } else if (option_hasPrefix(core, "18")) {
-        TRACE("device identified as a ORB18\n");
-        family = FAMILY_ORB18;
-    } else if (beginsWithAny(core, orb10Cores)) {
-        TRACE("device identified as a ORB10/12/14/16");
-        family = FAMILY_ORB10;
-    } else {
-        TRACE("device was not identified\n");
-    }
-    return TRACE_RETURN("%u", family);
-}
-
+namespace {
 // What the scan of the arguments for a device finds.
 struct Target {
     OptionFamily family;
     bool deviceGiven; // a device option is there, recognised or not
     bool version;     // "--version", which the legacy driver answers whatever the device
 };
+} // namespace
 
 static Target findTarget(Vector *arguments)
 {
@@ -104,12 +56,12 @@ static Target findTarget(Vector *arguments)
     static const char *const deviceOptions[] = {"-mmcu", "-mcpu", "-mprocessor", nullptr};
     Target target = {FAMILY_NONE, false, false};
     for (const char *argument : vec_each<const char>(arguments)) {
-        if (option_hasPrefix(argument, "--version")) {
+        if (text_hasPrefix(argument, "--version")) {
             target.family = FAMILY_ORB10;
             target.version = true;
             break;
         }
-        if (!target.deviceGiven && beginsWithAny(argument, deviceOptions)) {
+        if (!target.deviceGiven && text_hasAnyPrefix(argument, deviceOptions)) {
             target.family = option_DeviceType(argument);
             target.deviceGiven = true;
         }
@@ -187,7 +139,7 @@ static Vector *elmCommand(Vector *arguments)
     vec_add(command, cache_sprintf("-D__QZM_VERSION=%d", PRODUCT_VERSION));
     if (gOptionState.printBuiltins) {
         machdep_printBuiltins();
-        options_finishListing();
+        listing_finish();
     }
     return TRACE_RETURN("%p", command);
 }

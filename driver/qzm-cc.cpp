@@ -1,12 +1,12 @@
 #define MODULE "driver/qzm-cc"
-#include "common/cmdline.h"
-#include "common/exitpath.h"
-#include "common/qzdebug.h"
-#include "common/qzdebug_options.h"
+#include <cstdlib>
+
+#include "common/base/exitpath.h"
+#include "common/cmdline/cmdline.h"
+#include "common/diagnostics/qzdebug_options.h"
+#include "common/trace/qzdebug.h"
 #include "driver/option_handlers.h"
 #include "driver/options_process.h"
-
-#include <cstdlib>
 
 // The way out of every run that ends early: help, listings, fatal messages, malformed options.
 static void cleanup(int status)

@@ -1,7 +1,7 @@
 #define MODULE "driver/version"
 #include "driver/version.h"
 
-#include "common/qzdebug.h"
+#include "common/trace/qzdebug.h"
 
 bool version_printBanner(FILE *stream)
 {

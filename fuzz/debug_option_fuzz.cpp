@@ -1,17 +1,16 @@
 // The parser of the debug option over any list of sub-options, in a scratch directory: it comes
 // back with the feature bits of its table, every file it makes has a name that the list gives, and
 // the option for a child configures the child in the same way.
-#include "common/qzdebug_options.h"
-
 #include <cstring>
 
-#include "common/alert.h"
-#include "common/hash.h"
-#include "common/osdep.h"
-#include "common/qzdebug.h"
-#include "common/qzdebug_internal.h"
-#include "common/skiplist.h"
-#include "common/vector.h"
+#include "common/base/hash.h"
+#include "common/base/skiplist.h"
+#include "common/base/vector.h"
+#include "common/diagnostics/alert.h"
+#include "common/diagnostics/qzdebug_internal.h"
+#include "common/diagnostics/qzdebug_options.h"
+#include "common/os/osdep_directory.h"
+#include "common/trace/qzdebug.h"
 #include "fuzz/support.h"
 
 static constexpr uint32_t ALL_FLAGS =

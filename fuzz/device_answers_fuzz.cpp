@@ -1,13 +1,11 @@
 // What the programs of the suite answer when they are asked for their devices, made of any bytes:
 // the names are those that the rules of the two answers give, which are written down a second time
 // here. And the order of device names is one.
-#include "driver/devices.h"
-
 #include <algorithm>
 #include <cstring>
 
-#include "common/osdep.h"
-#include "common/vector.h"
+#include "common/base/vector.h"
+#include "driver/devices.h"
 #include "fuzz/support.h"
 
 using Names = std::vector<std::string>;

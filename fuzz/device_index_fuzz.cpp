@@ -1,9 +1,8 @@
 // The legacy assembler's index of devices, 8bit_device.info, made of any bytes: the names are those
 // that the format's rules give, which are written down a second time here.
+#include "common/base/vector.h"
+#include "common/os/osdep_file.h"
 #include "driver/devices.h"
-
-#include "common/osdep.h"
-#include "common/vector.h"
 #include "driver/devices_internal.h"
 #include "fuzz/support.h"
 

@@ -3,13 +3,12 @@
 //
 // The first line is the extension, behind an "!" when there is to be no such file; the second is a
 // list of extensions; the rest is the content.
-#include "common/fileutils.h"
-
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
 
-#include "common/metadata.h"
+#include "common/formats/fileutils.h"
+#include "common/formats/metadata.h"
 #include "fuzz/support.h"
 
 struct File {

@@ -1,7 +1,5 @@
 // Hash lists: any bytes are read as the format's rules say, which are written down a second time
 // here, and a list matches exactly when it can be read and all of its entries match.
-#include "common/shahash.h"
-
 #include <algorithm>
 #include <optional>
 #include <utility>
@@ -9,7 +7,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "common/vector.h"
+#include "common/base/vector.h"
+#include "common/formats/shahash.h"
 #include "fuzz/support.h"
 
 using Entries = std::vector<std::pair<std::string, std::string>>; // name and digest

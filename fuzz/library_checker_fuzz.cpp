@@ -4,17 +4,15 @@
 // The first byte says what the librarian does, the next two are its statuses. The rest is the
 // library and the object that is taken out of it, separated by "%%\n"; the object that was compiled
 // is OBJECT.
-#include "selftests/stBuild.h"
-
 #include <cstring>
 #include <filesystem>
 
-#include "common/fileutils.h"
-#include "common/osdep.h"
-#include "common/qzinstdir.h"
-#include "common/tsuite.h"
-#include "common/vector.h"
+#include "common/base/vector.h"
+#include "common/formats/fileutils.h"
+#include "common/install/qzinstdir.h"
+#include "common/suite/tsuite.h"
 #include "fuzz/support.h"
+#include "selftests/stBuild.h"
 #include "selftests/stBuild_internal.h"
 
 namespace fs = std::filesystem;

@@ -3,7 +3,7 @@
 //
 // The first byte is the size of the pieces, the second is odd where reading ends in an error. In
 // the rest two bytes 0xFF n stand for n + 1 times 16 letters, so that a short input has long lines.
-#include "common/line_reader.h"
+#include "common/text/line_reader.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -3,14 +3,13 @@
 //
 // The input is what is printed, the output file and its preprocessed twin, separated by "%%\n"; a
 // file that is missing is not there. A path exists when it holds no "no".
-#include "selftests/stBuild.h"
-
 #include <algorithm>
 #include <cstring>
 
-#include "common/osdep.h"
-#include "common/tsuite.h"
+#include "common/os/osdep_file.h"
+#include "common/suite/tsuite.h"
 #include "fuzz/support.h"
+#include "selftests/stBuild.h"
 #include "selftests/stBuild_internal.h"
 
 enum : size_t { PRINTED, OUTPUT_FILE, TWIN, PARTS };

@@ -1,9 +1,8 @@
 // Manifests: the input is up to four documents, separated by lines "%%". Whatever they hold, the
 // answer is 0 or 1, the same every time, and does not depend on a document that is no manifest.
-#include "common/shahash.h"
-
 #include <filesystem>
 
+#include "common/formats/shahash.h"
 #include "fuzz/support.h"
 
 static constexpr size_t MAX_DOCUMENTS = 4;

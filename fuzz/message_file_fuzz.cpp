@@ -3,7 +3,7 @@
 #include <cstring>
 #include <set>
 
-#include "common/alert_internal.h"
+#include "common/diagnostics/alert_internal.h"
 #include "fuzz/support.h"
 
 // In the place of the built-in catalogue, which would take ten times as long to take apart as the

@@ -4,11 +4,10 @@
 // The first four bytes are the message's kind, what it is raised with, the system error and the
 // column. Then, each up to a zero byte: the formats of errors, warnings and messages (one that is
 // missing is not in the environment), the text, the file name.
-#include "common/alert_internal.h"
-
 #include <cerrno>
 #include <cstring>
 
+#include "common/diagnostics/alert_internal.h"
 #include "fuzz/support.h"
 
 enum : size_t { HEADER = 4, FORMATS = 3, FIELDS = 5 };

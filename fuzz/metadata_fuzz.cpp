@@ -1,5 +1,5 @@
 // Reads the bytes as metadata. What can be read can be written, and reads back as the same.
-#include "common/metadata.h"
+#include "common/formats/metadata.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,9 +1,9 @@
 // Reads the bytes as object-file records.
-#include "common/fileutils.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+
+#include "common/formats/fileutils.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {

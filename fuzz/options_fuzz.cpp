@@ -9,10 +9,10 @@
 #include <cstring>
 #include <map>
 
-#include "common/alert.h"
-#include "common/exitpath.h"
-#include "common/stringcache.h"
-#include "common/vector.h"
+#include "common/base/exitpath.h"
+#include "common/base/stringcache.h"
+#include "common/base/vector.h"
+#include "common/diagnostics/alert.h"
 #include "driver/option_handlers.h"
 #include "fuzz/support.h"
 

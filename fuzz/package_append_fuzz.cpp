@@ -1,8 +1,5 @@
 // Takes the bytes for an existing package and appends to it. When that fails the bytes are as they
 // were; when it succeeds all of the old package is in the new one, and one entry more.
-#include "common/package_zip.h"
-#include "common/package_zip_internal.h"
-
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -11,6 +8,9 @@
 
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "common/diagnostics/package_zip.h"
+#include "common/diagnostics/package_zip_internal.h"
 
 static std::string s_directory;
 

@@ -1,6 +1,7 @@
 // Path names made of any bytes: the properties that hold for every one of them.
-#include "common/osdep.h"
 
+#include "common/os/osdep_file.h"
+#include "common/text/osdep_path.h"
 #include "fuzz/support.h"
 
 // Takes over a string that the function under test has made; it must have made one.

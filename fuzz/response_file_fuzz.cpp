@@ -2,11 +2,11 @@
 // within the limit, nothing is lost that the count promises, and the intake drops what is empty.
 #include <cstring>
 
-#include "common/alert.h"
-#include "common/cmdline.h"
-#include "common/osdep.h"
-#include "common/qzdebug_internal.h"
-#include "common/vector.h"
+#include "common/base/vector.h"
+#include "common/cmdline/cmdline.h"
+#include "common/diagnostics/alert.h"
+#include "common/diagnostics/qzdebug_internal.h"
+#include "common/os/osdep_process.h"
 #include "fuzz/support.h"
 
 static const size_t LONGEST_TOKEN = 2047;

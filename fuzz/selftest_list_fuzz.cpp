@@ -1,11 +1,10 @@
 // The list that selects tests, made of any words: it selects what the rules say, which are written
 // down a second time here, over a list from which removed rows are really taken out.
-#include "selftests/selftests_internal.h"
-
 #include <algorithm>
 
-#include "common/vector.h"
+#include "common/base/vector.h"
 #include "fuzz/support.h"
+#include "selftests/selftests_internal.h"
 
 using Rows = std::vector<const SelftestRow *>;
 

@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "common/stringcache.h"
-#include "common/vector.h"
+#include "common/base/stringcache.h"
+#include "common/base/vector.h"
 
 #define CHECK(condition)                                                                           \
     do {                                                                                           \

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <filesystem>
 
-#include "common/stringcache.h"
+#include "common/base/stringcache.h"
 
 #ifdef __clang__
 #if __has_feature(address_sanitizer)

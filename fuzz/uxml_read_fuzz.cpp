@@ -1,9 +1,9 @@
 // Reads the bytes as an XML file. Whatever is read holds only names and texts that could be read,
 // and reads back as the same from what is written, unless the writer cannot express it.
-#include "fuzz/uxml_trees.h"
-
 #include <cstddef>
 #include <cstdint>
+
+#include "fuzz/uxml_trees.h"
 
 static const size_t DEEPEST = 200; // a deeper tree is indented by more than it is worth writing
 

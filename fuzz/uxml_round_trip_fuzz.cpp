@@ -9,10 +9,10 @@
 // What no file can express is changed into what one can: names lose white space, '=' and a
 // beginning that would be a closing tag or a comment, texts the white space around them, and an
 // element with nothing but a name gets an attribute.
-#include "fuzz/uxml_trees.h"
-
 #include <cstddef>
 #include <cstdint>
+
+#include "fuzz/uxml_trees.h"
 
 static const size_t DEEPEST = 200;
 

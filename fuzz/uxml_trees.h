@@ -2,14 +2,14 @@
 #ifndef FUZZ_UXML_TREES_H
 #define FUZZ_UXML_TREES_H
 
-#include "common/uxml2.h"
-#include "common/vector.h"
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
+
+#include "common/base/vector.h"
+#include "common/text/uxml2.h"
 
 // What the writer makes of a tree.
 inline std::string treeWritten(const UxmlNode *root)

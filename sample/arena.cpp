@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+namespace {
 // Blocks stay chained, so that what they hold is in use until the end for a leak checker, too.
 struct ArenaBlock {
     ArenaBlock *next;
@@ -12,6 +13,7 @@ struct ArenaBlock {
 };
 
 enum { BLOCK_SIZE = 1 << 16, ALIGNMENT = 16 };
+} // namespace
 
 static ArenaBlock *blocks;
 

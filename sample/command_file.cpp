@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+namespace {
 // What the reading of one command line has in common.
 struct Expansion {
     const char *program;         // for messages
@@ -12,6 +13,7 @@ struct Expansion {
     size_t bytes;                // in them
     CommandArguments *arguments; // what is being filled
 };
+} // namespace
 
 static void *checked(void *memory)
 {

@@ -2,9 +2,9 @@
 //
 // The driver takes the value of every attribute of an element two levels below the root as the name
 // of a device, so these elements have the attribute "name" and nothing else.
-#include "sample/devices.h"
-
 #include <cstdio>
+
+#include "sample/devices.h"
 
 static void writeFamily(const char *name, DeviceGroup group)
 {

@@ -1,8 +1,10 @@
 #include "sample/devices.h"
 
 #include <cctype>
+
 #include <strings.h>
 
+namespace {
 // Devices with the same memory. Names are in the case in which the suite writes them.
 struct Series {
     const char *family;
@@ -11,6 +13,7 @@ struct Series {
     uint32_t dataBytes;
     const char *names; // a blank between two
 };
+} // namespace
 
 // clang-format off
 static const Series SERIES[] = {

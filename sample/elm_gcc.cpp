@@ -3,21 +3,24 @@
 // The command line, "@" command files included, is the real driver's. What only that one
 // understands is dropped; everything else goes to "cc" of the search path, whose messages and exit
 // status are this program's. Headers are the suite's own.
-#include "sample/command_file.h"
-#include "sample/devices.h"
-#include "sample/files.h"
-
 #include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+
 #include <unistd.h>
 
+#include "sample/command_file.h"
+#include "sample/devices.h"
+#include "sample/files.h"
+
+namespace {
 // How an option in the list below is compared with an argument.
 enum Match {
     WHOLE, // the argument is exactly this
     FRONT, // the argument begins with this
 };
+} // namespace
 
 // Options that the host's compiler does not know. Those with a help text are the target's own.
 static const struct {

@@ -3,10 +3,13 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace {
 enum { MAX_FILE = 64 << 20 };
+} // namespace
 
 static char *tempDirectory;
 static Strings tempFiles;

@@ -4,11 +4,14 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+namespace {
 enum { MAX_MESSAGES = 16 << 20 };
+} // namespace
 
 // What a write can draw: a reader that has gone away, a limit on the size of files.
 static const int WRITING_SIGNALS[] = {SIGPIPE, SIGXFSZ};

@@ -1,14 +1,17 @@
 // Reading of the host's relocatable files: 64-bit ELF in the host's byte order.
-#include "sample/host_compiler.h"
-
 #include <cstdio>
+
 #include <elf.h>
 
+#include "sample/host_compiler.h"
+
+namespace {
 struct ElfFile {
     const Buffer *bytes;
     Elf64_Ehdr header;
     uint32_t *numbers; // of each section, as a section of the module
 };
+} // namespace
 
 // Copies `size` bytes at `offset`; 0 when the file has fewer.
 static int take(const ElfFile *elf, uint64_t offset, void *to, size_t size)

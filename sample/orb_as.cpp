@@ -4,11 +4,11 @@
 //
 // Without "-o" the object file is the source's name with ".o"; a FILE that ends in a dot gets the
 // "o" behind it. Sources of the extensions ".S" and ".sx" are preprocessed first.
-#include "sample/files.h"
-#include "sample/qzm_compile.h"
-
 #include <cerrno>
 #include <cstdio>
+
+#include "sample/files.h"
+#include "sample/qzm_compile.h"
 
 // Turns the arguments into those of the legacy driver's option table.
 static int parse(const CommandArguments *arguments, QzmOptions *options, Report *report)

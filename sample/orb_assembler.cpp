@@ -1,10 +1,12 @@
 #include "sample/orb_assembler.h"
 
-#include "sample/symbol_table.h"
-
 #include <cstdlib>
 
+#include "sample/symbol_table.h"
+
+namespace {
 enum Operand { NONE, BYTE, DATA_ADDRESS, CODE_ADDRESS };
+} // namespace
 
 static const struct Instruction {
     const char *name;
@@ -19,6 +21,7 @@ static const struct Instruction {
     {"jz", CODE_ADDRESS, 0x3200},  {"jnz", CODE_ADDRESS, 0x3300},
 };
 
+namespace {
 struct Assembly {
     OrbModule *module;
     Report *report;
@@ -36,6 +39,7 @@ struct Value {
 };
 
 enum : uint32_t { NO_SYMBOL = UINT32_MAX };
+} // namespace
 
 static int isNameCharacter(char c)
 {

@@ -1,8 +1,10 @@
 // What the linker writes.
 #include "sample/orb_linker.h"
 
+namespace {
 enum HexType { HEX_DATA = 0, HEX_END = 1, HEX_UPPER_ADDRESS = 4 };
 enum { HEX_BYTES = 16 };
+} // namespace
 
 static void hexLine(Buffer *file, HexType type, uint32_t address, const char *bytes, size_t count)
 {

@@ -1,7 +1,9 @@
 #include "sample/orb_module.h"
 
+namespace {
 enum RecordType { TEXT = 1, PSECT, RELOC, SYM, START, END, IDENT };
 enum { RECORD_HEADER = 3, RECORD_MAX = 512, MODULE_MAX = 1 << 20 };
+} // namespace
 
 static int addRecord(Buffer *file, RecordType type, const Buffer *data)
 {

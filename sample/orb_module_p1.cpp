@@ -5,7 +5,9 @@
 #include <cstdlib>
 
 static const char MARKER[] = "Version 2.32 NORVELL Software Intermediate Code";
+namespace {
 enum { BYTES_A_LINE = 32, SECTION_LIMIT = 1 << 20 };
+} // namespace
 
 static void writeBytes(Buffer *file, const Buffer *bytes)
 {

@@ -1,9 +1,9 @@
 // orbc and orbc18 of the sample installation: the ORB compilers, as far as anybody but qzm asks
 // them. They answer "--chipinforaw" with their devices, one line each:
 // NAME:FAMILY:PROGRAM BYTES:DATA BYTES. ORBC_18 is 1 in orbc18.
-#include "sample/devices.h"
-
 #include <cstdio>
+
+#include "sample/devices.h"
 
 // 0 when the list cannot be written.
 static int listDevices()

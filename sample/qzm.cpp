@@ -3,16 +3,16 @@
 // It preprocesses and checks C sources with the host's C compiler, assembles, and links what became
 // of them into an Intel HEX file. See README.md for what is real about the result.
 #define MODULE "sample/qzm"
-#include "common/qzdebug.h"
-#include "common/qzdebug_options.h"
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
+#include "common/diagnostics/qzdebug_options.h"
+#include "common/trace/qzdebug.h"
 #include "sample/files.h"
 #include "sample/host_compiler.h"
 #include "sample/orb_linker.h"
 #include "sample/qzm_compile.h"
-
-#include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 
 static const char NAME[] = "qzm"; // to the debug facility
 static const char VERSION[] = "QZM sample C compiler driver V2.32\n";

@@ -4,14 +4,15 @@
 //     qzm-ar -d LIBRARY NAME...     takes modules out
 //     qzm-ar -x LIBRARY [NAME...]   writes modules, or all of them, into the current directory
 //     qzm-ar -t LIBRARY             lists the modules
+#include <cerrno>
+#include <cstdio>
+
 #include "sample/command_file.h"
 #include "sample/files.h"
 #include "sample/orb_library.h"
 #include "sample/report.h"
 
-#include <cerrno>
-#include <cstdio>
-
+namespace {
 struct Run {
     Report report;
     const char *path; // of the library
@@ -19,6 +20,7 @@ struct Run {
     char *const *names; // the arguments behind the library
     size_t count;
 };
+} // namespace
 
 static int readLibrary(Run *run, int mayBeMissing)
 {

@@ -1,11 +1,11 @@
 #include "sample/qzm_compile.h"
 
+#include <cctype>
+#include <cerrno>
+
 #include "sample/files.h"
 #include "sample/host_compiler.h"
 #include "sample/orb_assembler.h"
-
-#include <cctype>
-#include <cerrno>
 
 static const struct {
     const char *extension;

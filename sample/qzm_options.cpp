@@ -1,5 +1,6 @@
 #include "sample/qzm_options.h"
 
+namespace {
 enum Form {
     WHOLE, // the argument is exactly the name
     FRONT, // the argument begins with the name; the rest is its value, which must not be empty
@@ -21,6 +22,7 @@ struct Row {
     const char *values; // the values allowed, between commas; null: any
     int keepsName;      // the value is the whole argument, name and all
 };
+} // namespace
 
 static constexpr Row flag(const char *name, Flag place)
 {

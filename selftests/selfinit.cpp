@@ -1,25 +1,20 @@
 #define MODULE "selftests/selfinit"
-#include "selftests/selftests.h"
-
 #include <cstdio>
 #include <cstdlib>
 
-#include "common/osdep.h"
-#include "common/qzdebug.h"
-#include "common/qzinstdir.h"
-#include "common/shahash.h"
-#include "common/stringcache.h"
-#include "common/vector.h"
-#include "driver/option_handlers.h"
+#include "common/base/stringcache.h"
+#include "common/base/vector.h"
+#include "common/diagnostics/listing.h"
+#include "common/formats/shahash.h"
+#include "common/install/qzinstdir.h"
+#include "common/os/osdep_directory.h"
+#include "common/os/osdep_file.h"
+#include "common/os/osdep_host.h"
+#include "common/text/osdep_path.h"
+#include "common/trace/qzdebug.h"
+#include "selftests/selftests.h"
 #include "selftests/selftests_internal.h"
-
-const char *selftests_manifestPath()
-{
-    TRACE_ENTER();
-    const char *root = qzinstdir(QZINSTDIR_VERSION);
-    const char *path = root == nullptr ? nullptr : cache_adopt(osdep_pathJoin(root, "manifest"));
-    return TRACE_RETURN("\"%s\"", path);
-}
+#include "selftests/stIntegrity.h"
 
 static int refuse(const char *directory)
 {
@@ -134,6 +129,6 @@ int selfinit(const char *directory)
         status = refuse(directory);
     else
         status = generate(root, style);
-    options_finishListing();
+    listing_finish();
     return TRACE_RETURN("%d", status);
 }

@@ -4,12 +4,13 @@
 #include <cstdarg>
 #include <cstdio>
 
-#include "common/alert.h"
-#include "common/osdep.h"
-#include "common/qzdebug.h"
-#include "common/tsuite.h"
-#include "common/vector.h"
-#include "driver/option_handlers.h"
+#include "common/base/vector.h"
+#include "common/diagnostics/alert.h"
+#include "common/diagnostics/listing.h"
+#include "common/os/osdep_directory.h"
+#include "common/os/osdep_file.h"
+#include "common/suite/tsuite.h"
+#include "common/trace/qzdebug.h"
 #include "selftests/selftests_internal.h"
 
 static constexpr char XML_REPORT[] = "test_report.xml";
@@ -128,6 +129,6 @@ int selftest(const char *list)
     if (gSelftest.textReport)
         writeTextReport(s_suite, first);
     osdep_closeDirectory(first);
-    options_listingWritten(); // says so when it is not
+    listing_written(); // says so when it is not
     return TRACE_RETURN("%d", 0);
 }

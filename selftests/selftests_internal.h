@@ -45,7 +45,4 @@ Vector *selftests_choose(const char *list);
 // Prints to `stream` and flushes it, while the console is wanted.
 [[gnu::format(printf, 2, 3)]] void selftests_print(FILE *stream, const char *format, ...);
 
-// The file "manifest" in the root of the installation, interned; null when the root is not known.
-const char *selftests_manifestPath();
-
 #endif

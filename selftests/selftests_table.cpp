@@ -1,14 +1,14 @@
 #define MODULE "selftests/selftests_table"
-#include "selftests/selftests_internal.h"
-
 #include <cstring>
 #include <iterator>
 
-#include "common/exitpath.h"
-#include "common/qzdebug.h"
-#include "common/stringcache.h"
-#include "common/vector.h"
-#include "driver/option_handlers.h"
+#include "common/base/exitpath.h"
+#include "common/base/stringcache.h"
+#include "common/base/texts.h"
+#include "common/base/vector.h"
+#include "common/diagnostics/listing.h"
+#include "common/trace/qzdebug.h"
+#include "selftests/selftests_internal.h"
 #include "selftests/stBuild.h"
 #include "selftests/stDocumentation.h"
 #include "selftests/stIntegrity.h"
@@ -165,7 +165,7 @@ static void keywordHelp(Selection *)
     for (const SelftestRow &row : s_table)
         selftests_print(stdout, "  %s  %-25s %s\n", row.standard ? "*" : " ", row.name, row.help);
     selftests_print(stdout, "\n\n");
-    options_finishListing();
+    listing_finish();
     exitpath_leave(0);
 }
 
@@ -187,7 +187,7 @@ static void removeNamed(Selection *selection, const char *name)
         removeRow(selection, named);
     if (named != nullptr && named->group) {
         for (uint32_t i = 1; i < ROWS; ++i) {
-            if (option_hasPrefix(s_table[i].name, name))
+            if (text_hasPrefix(s_table[i].name, name))
                 removeRow(selection, &s_table[i]);
         }
     }

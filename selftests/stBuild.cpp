@@ -4,20 +4,21 @@
 #include <cstring>
 #include <initializer_list>
 
-#include "common/memory.h"
-#include "common/qzdebug.h"
-#include "common/qzinstdir.h"
-#include "common/stringcache.h"
-#include "common/tsuite.h"
-#include "common/vector.h"
+#include "common/base/memory.h"
+#include "common/base/stringcache.h"
+#include "common/base/vector.h"
+#include "common/install/qzinstdir.h"
+#include "common/suite/tsuite.h"
+#include "common/trace/qzdebug.h"
 #include "driver/devices.h"
-#include "driver/options_process.h"
+#include "driver/families.h"
 #include "selftests/stBuild_internal.h"
 
 static constexpr char GROUP[] = "build";
 
 // ---- Devices ----------------------------------------------------------------------------------
 
+namespace {
 // The installation's devices, read once: with no usable list it takes several programs, and a
 // warning, to make one.
 struct DeviceCache {
@@ -25,6 +26,7 @@ struct DeviceCache {
     const char *root; // of the installation, interned
     Vector *list;     // or null
 };
+} // namespace
 static DeviceCache s_devices;
 
 static Vector *devices()

@@ -7,17 +7,21 @@
 #include <cstring>
 #include <initializer_list>
 
-#include "common/alert.h"
-#include "common/exitpath.h"
-#include "common/fileutils.h"
-#include "common/memory.h"
-#include "common/osdep.h"
-#include "common/qzdebug.h"
-#include "common/qzinstdir.h"
-#include "common/shahash.h"
-#include "common/stringcache.h"
-#include "common/tsuite.h"
-#include "common/vector.h"
+#include "common/base/exitpath.h"
+#include "common/base/memory.h"
+#include "common/base/stringcache.h"
+#include "common/base/vector.h"
+#include "common/diagnostics/alert.h"
+#include "common/formats/fileutils.h"
+#include "common/formats/shahash.h"
+#include "common/install/qzinstdir.h"
+#include "common/os/osdep_directory.h"
+#include "common/os/osdep_file.h"
+#include "common/os/osdep_host.h"
+#include "common/os/osdep_temp.h"
+#include "common/suite/tsuite.h"
+#include "common/text/osdep_path.h"
+#include "common/trace/qzdebug.h"
 #include "selftests/stBuild_internal.h"
 
 static const char *deviceOf(const TestCase *test)
@@ -123,6 +127,7 @@ int check_cpp(TestCase *test, const char *outputPath, const char *output)
 
 // ---- Libraries --------------------------------------------------------------------------------
 
+namespace {
 // The files of one library test.
 struct LibraryTest {
     TestCase *test;
@@ -132,6 +137,7 @@ struct LibraryTest {
     const char *kept;      // what was compiled, under another name
     const char *library;
 };
+} // namespace
 
 static const char *findLibrarian()
 {

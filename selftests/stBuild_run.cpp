@@ -3,15 +3,17 @@
 
 #include <cstdlib>
 
-#include "common/osdep.h"
-#include "common/qzdebug.h"
-#include "common/stringcache.h"
-#include "common/tsuite.h"
-#include "common/vector.h"
+#include "common/base/stringcache.h"
+#include "common/base/vector.h"
+#include "common/os/osdep_temp.h"
+#include "common/suite/tsuite.h"
+#include "common/text/osdep_path.h"
+#include "common/trace/qzdebug.h"
 #include "driver/devices.h"
-#include "driver/options.h"
+#include "driver/families.h"
 #include "selftests/stBuild_internal.h"
 
+namespace {
 // What differs between assembling, compiling for ORB and compiling for ELM.
 struct BuildKind {
     uint32_t driver;                                 // DriverKind
@@ -27,6 +29,7 @@ struct BuildKind {
     void (*arguments)(Vector *command, const BuildTest *record, const char *source,
                       const char *output);
 };
+} // namespace
 
 // ---- Commands ---------------------------------------------------------------------------------
 

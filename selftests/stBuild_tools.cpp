@@ -1,27 +1,30 @@
 #define MODULE "selftests/stBuild_tools"
-#include "selftests/stBuild_internal.h"
-
 #include <cstdio>
 #include <cstring>
 
-#include "common/memory.h"
-#include "common/osdep.h"
-#include "common/qzdebug.h"
-#include "common/stringcache.h"
-#include "common/tsuite.h"
-#include "common/vector.h"
+#include "common/base/memory.h"
+#include "common/base/stringcache.h"
+#include "common/base/vector.h"
+#include "common/os/osdep_file.h"
+#include "common/os/osdep_process.h"
+#include "common/os/osdep_temp.h"
+#include "common/suite/tsuite.h"
+#include "common/trace/qzdebug.h"
+#include "selftests/stBuild_internal.h"
 
 // Stands where output was cut off.
 static constexpr char CUT[] = "\n(the output goes on)\n";
 
 // ---- Sources ----------------------------------------------------------------------------------
 
+namespace {
 struct SourceFile {
     const char *suffix;
     const char *text;
     const char *path;  // interned; null before it was written
     const char *lines; // each behind its number, interned; null before they were wanted
 };
+} // namespace
 
 static SourceFile s_sources[] = {
     {".sx", "#include <qz.inc>\n\tpsect foo\n\tbar:\n\t\tnop\n\tend bar\n", nullptr, nullptr},

@@ -5,18 +5,21 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "common/memory.h"
-#include "common/osdep.h"
-#include "common/qzdebug.h"
-#include "common/qzinstdir.h"
-#include "common/tsuite.h"
-#include "common/vector.h"
+#include "common/base/memory.h"
+#include "common/base/vector.h"
+#include "common/install/qzinstdir.h"
+#include "common/os/osdep_directory.h"
+#include "common/suite/tsuite.h"
+#include "common/text/osdep_wide.h"
+#include "common/trace/qzdebug.h"
 
+namespace {
 // What a test case is to look for: its data.
 enum DocFlag : uint32_t {
     DOC_README = 1,
     DOC_USER_GUIDE = 2,
 };
+} // namespace
 
 int findFileLike(const char *pattern, const char *directory)
 {

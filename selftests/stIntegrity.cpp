@@ -4,14 +4,23 @@
 #include <cstring>
 #include <initializer_list>
 
-#include "common/osdep.h"
-#include "common/qzdebug.h"
-#include "common/qzinstdir.h"
-#include "common/shahash.h"
-#include "common/stringcache.h"
-#include "common/tsuite.h"
-#include "common/vector.h"
-#include "selftests/selftests_internal.h"
+#include "common/base/stringcache.h"
+#include "common/base/vector.h"
+#include "common/formats/shahash.h"
+#include "common/install/qzinstdir.h"
+#include "common/os/osdep_directory.h"
+#include "common/os/osdep_file.h"
+#include "common/suite/tsuite.h"
+#include "common/text/osdep_path.h"
+#include "common/trace/qzdebug.h"
+
+const char *selftests_manifestPath()
+{
+    TRACE_ENTER();
+    const char *root = qzinstdir(QZINSTDIR_VERSION);
+    const char *path = root == nullptr ? nullptr : cache_adopt(osdep_pathJoin(root, "manifest"));
+    return TRACE_RETURN("\"%s\"", path);
+}
 
 static constexpr char GROUP[] = "integrity";
 static constexpr char FAILURE[] = "integrity test";

@@ -11,4 +11,7 @@ Vector *stIntegritySHAdetailed_tests(); // the same, one test case a listed file
 Vector *stIntegrityExtra_tests();       // nothing unexpected lies in the root
 Vector *stIntegrity_tests();            // all of these but the detailed one
 
+// The file "manifest" in the root of the installation, interned; null when the root is not known.
+const char *selftests_manifestPath();
+
 #endif

@@ -1,11 +1,12 @@
 // What becomes of the child: its status, its death, its absence, and signals while it runs.
-#include "tests/cli/suite_fixture.h"
-
 #include <cerrno>
 #include <csignal>
-#include <fstream>
 #include <filesystem>
+#include <fstream>
+
 #include <sys/stat.h>
+
+#include "tests/cli/suite_fixture.h"
 
 using ChildTest = SuiteTest;
 

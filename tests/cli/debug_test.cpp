@@ -1,14 +1,15 @@
 // The developers' debug option, end to end.
-#include "tests/cli/suite_fixture.h"
-#include "tests/cli/trace_check.h"
-
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <set>
 #include <sstream>
+
 #include <sys/stat.h>
+
+#include "tests/cli/suite_fixture.h"
+#include "tests/cli/trace_check.h"
 
 namespace fs = std::filesystem;
 

@@ -1,10 +1,11 @@
 // Listings in bad surroundings: an output that cannot be written, drivers that misbehave, data
 // files that are none.
-#include "tests/cli/suite_fixture.h"
-
 #include <algorithm>
 #include <filesystem>
+
 #include <sys/stat.h>
+
+#include "tests/cli/suite_fixture.h"
 
 static const std::vector<std::string> LISTINGS = {"--help", "--target-help", "-mprint-devices",
                                                   "-mprint-orb-devices"};

@@ -1,7 +1,7 @@
 // The message file of an installation, good and bad, as the user of a diagnostic sees it.
-#include "tests/cli/suite_fixture.h"
-
 #include <filesystem>
+
+#include "tests/cli/suite_fixture.h"
 
 static const std::string BUILT_IN =
     "(2042) no target device specified; use the -mcpu option to specify a target device\n";

@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+
 #include <unistd.h>
 
 extern char **environ;

@@ -1,8 +1,8 @@
 // Response files that are wrong, strange or large.
-#include "tests/cli/suite_fixture.h"
-
 #include <filesystem>
 #include <fstream>
+
+#include "tests/cli/suite_fixture.h"
 
 // Under a sanitizer the program needs more of everything.
 #ifdef __SANITIZE_ADDRESS__

@@ -1,8 +1,8 @@
 // The sample installation does real work.
-#include "tests/cli/suite_fixture.h"
-
 #include <filesystem>
 #include <sstream>
+
+#include "tests/cli/suite_fixture.h"
 
 class SampleSuiteTest : public SuiteTest {
   protected:

@@ -1,12 +1,13 @@
 // The self-test of the sample installation, and the hash list that it goes by.
-#include "tests/cli/suite_fixture.h"
-
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <regex>
 #include <sstream>
+
 #include <sys/stat.h>
+
+#include "tests/cli/suite_fixture.h"
 
 namespace fs = std::filesystem;
 

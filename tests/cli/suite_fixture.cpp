@@ -1,21 +1,22 @@
 #include "tests/cli/suite_fixture.h"
 
-#include "tests/cli/surroundings.h"
-#include "tests/cli/trace_check.h"
-
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <signal.h>
 #include <sstream>
+
+#include <fcntl.h>
+#include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include "tests/cli/surroundings.h"
+#include "tests/cli/trace_check.h"
 
 namespace fs = std::filesystem;
 

@@ -21,11 +21,12 @@
 #define TESTS_CLI_SUITE_FIXTURE_H
 
 #include <functional>
-#include <gtest/gtest.h>
 #include <map>
 #include <string>
-#include <sys/types.h>
 #include <vector>
+
+#include <gtest/gtest.h>
+#include <sys/types.h>
 
 using Environment = std::map<std::string, std::string>;
 

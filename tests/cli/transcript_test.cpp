@@ -1,11 +1,12 @@
 // Runs every transcript in transcripts/.
-#include "tests/cli/suite_fixture.h"
 #include "tests/cli/transcript.h"
 
 #include <algorithm>
 #include <filesystem>
 #include <sstream>
 #include <stdexcept>
+
+#include "tests/cli/suite_fixture.h"
 
 static std::vector<std::string> linesOf(const std::string &text)
 {

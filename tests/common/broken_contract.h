@@ -2,9 +2,9 @@
 #ifndef TESTS_COMMON_BROKEN_CONTRACT_H
 #define TESTS_COMMON_BROKEN_CONTRACT_H
 
-#include <gtest/gtest.h>
-
 #include <string>
+
+#include <gtest/gtest.h>
 
 // A regular expression that matches the text and nothing else.
 inline std::string matching(const std::string &text)

@@ -2,14 +2,14 @@
 #ifndef TESTS_COMMON_REPORT_LINES_H
 #define TESTS_COMMON_REPORT_LINES_H
 
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
 
-#include "common/qzdebug.h"
+#include <gtest/gtest.h>
+
+#include "common/trace/qzdebug.h"
 
 using Lines = std::vector<std::string>;
 

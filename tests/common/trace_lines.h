@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "common/qzdebug.h"
+#include "common/trace/qzdebug.h"
 
 // The lines of a trace that come from the module `name` (a source file NAME or NAME_...), without
 // location and indent, entries and exits.

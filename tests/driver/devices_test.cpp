@@ -1,19 +1,19 @@
 // Where the programs are, which devices each source names, and the order of names.
-#include "installation_fixture.h"
-
 #include "driver/devices.h"
-
-#include "common/osdep.h"
-#include "tests/common/trace_lines.h"
-
-#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstring>
+
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "common/os/osdep_temp.h"
+#include "common/text/osdep_path.h"
+#include "installation_fixture.h"
+#include "tests/common/trace_lines.h"
 
 namespace fs = std::filesystem;
 

@@ -3,15 +3,17 @@
 #ifndef TESTS_DRIVER_DRIVER_FIXTURE_H
 #define TESTS_DRIVER_DRIVER_FIXTURE_H
 
-#include "common/alert.h"
-#include "common/stringcache.h"
-#include "common/vector.h"
-#include "driver/option_handlers.h"
+#include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
+#include "common/base/stringcache.h"
+#include "common/base/vector.h"
+#include "common/diagnostics/alert.h"
+#include "driver/families.h"
+#include "driver/option_handlers.h"
+#include "driver/options.h"
 
 using Strings = std::vector<std::string>;
 

@@ -3,13 +3,12 @@
 #ifndef TESTS_DRIVER_INSTALLATION_FIXTURE_H
 #define TESTS_DRIVER_INSTALLATION_FIXTURE_H
 
-#include "driver_fixture.h"
-
-#include "common/qzinstdir.h"
-
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+
+#include "common/install/qzinstdir.h"
+#include "driver_fixture.h"
 
 class InstallationTest : public DriverTest {
   protected:

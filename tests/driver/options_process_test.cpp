@@ -1,13 +1,13 @@
 // The way from the arguments to a family and a command, as far as it needs no installation.
-#include "driver_fixture.h"
-
 #include "driver/options_process.h"
 
-#include "common/qzdebug.h"
-#include "common/qzinstdir.h"
-#include "tests/common/trace_lines.h"
-
 #include <gmock/gmock.h>
+
+#include "common/install/qzinstdir.h"
+#include "common/trace/qzdebug.h"
+#include "driver/families.h"
+#include "driver_fixture.h"
+#include "tests/common/trace_lines.h"
 
 namespace {
 
@@ -105,7 +105,7 @@ TEST_F(OptionsProcess, AVersionRequestGoesToTheLegacyDriver)
 // The trace of asking for the family of a device.
 static Strings traceOfDevice(const char *device)
 {
-    return trace_lines_while("options_process", [&] { option_DeviceType(device); });
+    return trace_lines_while("families", [&] { option_DeviceType(device); });
 }
 
 TEST_F(OptionsProcess, TheTraceTellsTheFamily)

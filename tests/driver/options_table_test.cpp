@@ -1,18 +1,18 @@
 // Holds the option table to its rules: the rows in order with flags, group and help text, the index
 // and its lookup.
-#include "driver_fixture.h"
-
-#include "common/container_report.h"
-#include "common/hash.h"
-#include "common/qzdebug.h"
-#include "tests/common/report_lines.h"
-
-#include <gmock/gmock.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <set>
+
+#include <gmock/gmock.h>
+
+#include "common/base/hash.h"
+#include "common/trace/container_report.h"
+#include "common/trace/qzdebug.h"
+#include "driver/families.h"
+#include "driver_fixture.h"
+#include "tests/common/report_lines.h"
 
 namespace {
 

@@ -1,20 +1,20 @@
 // What each option becomes for either kind of child: the whole translation, row by row and in every
 // spelling, with the messages each draws.
-#include "driver_fixture.h"
-
-#include "common/exitpath.h"
-#include "common/osdep.h"
-#include "common/qzinstdir.h"
-#include "driver/options_process.h"
-#include "tests/common/trace_lines.h"
-
-#include <gmock/gmock.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+
+#include <gmock/gmock.h>
+
+#include "common/base/exitpath.h"
+#include "common/install/qzinstdir.h"
+#include "common/os/osdep_temp.h"
+#include "driver/families.h"
+#include "driver/options_process.h"
+#include "driver_fixture.h"
+#include "tests/common/trace_lines.h"
 
 namespace {
 

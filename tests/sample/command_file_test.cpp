@@ -1,13 +1,13 @@
 // The reader of "@" command files that the sample programs share.
 #include "sample/command_file.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <fstream>
 #include <string>
-#include <unistd.h>
 #include <vector>
+
+#include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace {
 

@@ -1,8 +1,5 @@
 // The list of the sample suite's devices.
-#include "driver/options_process.h"
 #include "sample/devices.h"
-
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cctype>
@@ -10,6 +7,11 @@
 #include <regex>
 #include <set>
 #include <string>
+
+#include <gtest/gtest.h>
+
+#include "driver/families.h"
+#include "driver/options_process.h"
 
 namespace {
 

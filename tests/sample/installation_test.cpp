@@ -1,10 +1,6 @@
 // The staged sample installation: what lies where in it, that all its parts know the same devices,
 // and that the commands which check an installation by building something come out right. CTest
 // stages it before the tests of this program (see CMakeLists.txt).
-#include "common/fileutils.h"
-
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
@@ -14,9 +10,13 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <vector>
+
+#include "common/formats/fileutils.h"
 
 namespace {
 

@@ -1,17 +1,17 @@
 // The files of the sample ORB suite: modules, libraries, and what the linker leaves. What the
 // program's own file identification makes of them is asked, too.
-#include "common/fileutils.h"
-#include "sample/orb_assembler.h"
-#include "sample/orb_linker.h"
-
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <string>
-#include <unistd.h>
 #include <vector>
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "common/formats/fileutils.h"
+#include "sample/orb_assembler.h"
+#include "sample/orb_linker.h"
 
 namespace {
 

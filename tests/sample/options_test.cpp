@@ -1,10 +1,10 @@
 // The option table of the legacy driver, and the formats of its messages.
-#include "sample/qzm_options.h"
+#include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
+#include "sample/qzm_options.h"
 
 namespace {
 

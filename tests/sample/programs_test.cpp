@@ -1,18 +1,18 @@
 // The programs of the sample ORB suite, run as the driver runs them: staged into an installation,
 // with their arguments in a command file.
-#include "common/fileutils.h"
-
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <vector>
+
+#include "common/formats/fileutils.h"
 
 namespace {
 

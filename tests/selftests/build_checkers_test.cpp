@@ -1,4 +1,5 @@
 // The checkers of the build tests: macros and search paths, libraries.
+#include "common/os/osdep_host.h"
 #include "tests/selftests/build_fixture.h"
 
 namespace {

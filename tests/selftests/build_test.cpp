@@ -1,13 +1,13 @@
 // The build tests: their cases, and the commands that they run.
-#include "tests/selftests/build_fixture.h"
-
 #include <cstring>
 #include <regex>
 
 #include <unistd.h>
 
-#include "common/stringcache.h"
+#include "common/base/stringcache.h"
+#include "common/os/osdep_temp.h"
 #include "selftests/stBuild_internal.h"
+#include "tests/selftests/build_fixture.h"
 
 namespace {
 

@@ -1,5 +1,4 @@
 #include "selftests/stDocumentation.h"
-
 #include "tests/selftests/installation.h"
 
 namespace {

@@ -3,8 +3,6 @@
 #ifndef TESTS_SELFTESTS_INSTALLATION_H
 #define TESTS_SELFTESTS_INSTALLATION_H
 
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -12,13 +10,13 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
 #include <sys/resource.h>
 
-#include "common/osdep.h"
-#include "common/qzinstdir.h"
-#include "common/shahash.h"
-#include "common/tsuite.h"
-#include "common/vector.h"
+#include "common/base/vector.h"
+#include "common/formats/shahash.h"
+#include "common/install/qzinstdir.h"
+#include "common/suite/tsuite.h"
 
 namespace fs = std::filesystem;
 using Strings = std::vector<std::string>;

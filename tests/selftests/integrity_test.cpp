@@ -1,9 +1,8 @@
-#include "selftests/stIntegrity.h"
-
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "selftests/selftests_internal.h"
+#include "selftests/stIntegrity.h"
 #include "tests/selftests/installation.h"
 
 namespace {

@@ -1,14 +1,13 @@
 // Holds the table of the self-test's words to its rules, and the language that selects its rows.
-#include "selftests/selftests_internal.h"
-
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <iterator>
 #include <string>
 #include <vector>
 
-#include "common/vector.h"
+#include <gtest/gtest.h>
+
+#include "common/base/vector.h"
+#include "selftests/selftests_internal.h"
 #include "selftests/stBuild.h"
 #include "selftests/stDocumentation.h"
 #include "selftests/stIntegrity.h"

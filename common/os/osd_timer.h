@@ -1,0 +1,44 @@
+// osd_timer: how long something took, by the wall clock, or by the process's own time where the
+// wall clock shows no millisecond.
+//
+//     OsdTimer *timer = osd_timer_new();
+//     osd_timer_start(timer);
+//     ...
+//     osd_timer_stop(timer);
+//     printf("%s seconds\n", osd_timer_elapsedString(timer));
+//
+// A null timer is ignored and reads as not started.
+#ifndef COMMON_OS_OSD_TIMER_H
+#define COMMON_OS_OSD_TIMER_H
+
+#include <cstdint>
+
+#include "common/os/osdep_host.h"
+
+struct OsdTimer {
+    uint8_t started;     // 1 once started
+    uint8_t stopped;     // 1 once stopped
+    OsdepTime startWall; // fraction in microseconds
+    OsdepTime startCpu;  // fraction in nanoseconds
+    OsdepTime stopWall;
+    OsdepTime stopCpu;
+};
+
+// A new timer, neither started nor stopped, the caller's to free(); null when memory runs out.
+OsdTimer *osd_timer_new();
+
+// Starts the timer, forgetting what it held.
+void osd_timer_start(OsdTimer *timer);
+
+// Stops a started timer; otherwise only traces.
+void osd_timer_stop(OsdTimer *timer);
+
+// The seconds between start and stop, in steps of a millisecond, or, below one, of a nanosecond of
+// processor time. 0 for a timer that has not run; beyond any real time when the wall clock was set
+// back in between.
+long double osd_timer_elapsed(const OsdTimer *timer);
+
+// The same with two decimals, interned.
+const char *osd_timer_elapsedString(const OsdTimer *timer);
+
+#endif

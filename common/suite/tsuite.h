@@ -1,0 +1,105 @@
+// tsuite: the small test framework of the installation self-test. A suite is created, filled with
+// cases, run once with a progress display, then reported.
+//
+//     TestSuite *suite = tsuite_new("QZM-CC self test");
+//     tsuite_addtest(suite, tsuite_newtest("docs", "check if readme file exists", docTest, data));
+//     tsuite_setVerbosity(TSUITE_PROGRESS);
+//     tsuite_run(suite, print);
+//     tsuite_writeJUnit(suite, "test_report.xml");
+//     tsuite_failDetails(suite, "test_report.txt");
+//
+// A test function records a failure with TSUITE_FAIL (the last record of a case stays). All strings
+// are interned copies. Suites, cases and timers are never freed: the process ends soon after. Every
+// operation takes null and says so by its result; a text that is missing shows as an empty one.
+#ifndef COMMON_SUITE_TSUITE_H
+#define COMMON_SUITE_TSUITE_H
+
+#include <cstdint>
+
+struct OsdTimer;
+struct TestCase;
+struct Vector;
+
+// Runs one case; the result is ignored.
+using TestFunction = int (*)(TestCase *test);
+
+// Prints one text as it stands.
+using TestPrint = void (*)(const char *text);
+
+struct TestCase {
+    const char *file;           // where the failure was recorded, or null
+    uint32_t line;              // the line there, or 0
+    const char *group;          // or null: shown as a group with an empty name
+    const char *name;           // need not be unique
+    const char *failureType;    // set: the case has failed
+    const char *failureMessage; // or null
+    const char *output;         // of the step that failed, or null
+    const char *systemOutput;   // for the XML report, or null
+    const char *details;        // free text for the text report, or null
+    OsdTimer *timer;            // null until the case has run
+    TestFunction function;      // null: the case is skipped
+    void *data;                 // the test function's own
+    TestPrint print;            // for progress texts of the test; set before it runs
+};
+
+struct TestSuite {
+    const char *name;
+    int32_t tests;         // the length of the list
+    int32_t failed;        // of the cases that have run
+    int32_t skipped;       // cases without a function; in no report
+    long double totalTime; // seconds that the cases of the last run took together
+    const char *hostName;  // as it was when the suite was made
+    Vector *list;          // of TestCase, in the order added
+};
+
+// The console display. The numbers are bits: 2 and 4 both erase in place, whatever else is set; a
+// number without them, other than 0 and 1, prints all names one behind the other.
+enum TestVerbosity : int32_t {
+    TSUITE_QUIET = 0,    // no lines for groups and tests
+    TSUITE_BATCH = 1,    // nothing is erased
+    TSUITE_ERASE = 2,    // the name of the test that runs is erased in place
+    TSUITE_PROGRESS = 4, // exactly: the same, with percentage and time to completion (as at first)
+};
+
+// A new suite; null when memory runs out. Without a name it gets a numbered one.
+TestSuite *tsuite_new(const char *name);
+
+// A new case of a group (or null); null when memory runs out. Without a name it gets a fixed one.
+TestCase *tsuite_newtest(const char *group, const char *name, TestFunction function, void *data);
+
+// Appends; the new number of tests, or -1.
+int32_t tsuite_addtest(TestSuite *suite, TestCase *test);
+
+// Marks the case failed with copies of the texts (each may be null, but without a type the case
+// counts as passed).
+void tsuite_addTestFailFL(const char *file, uint32_t line, TestCase *test, const char *type,
+                          const char *message, const char *output);
+#define TSUITE_FAIL(test, type, message, output)                                                   \
+    tsuite_addTestFailFL(MODULE, __LINE__, test, type, message, output)
+
+// Attaches free text for the text report.
+void tsuite_addTestDetail(TestCase *test, const char *details);
+
+// Runs all cases, showing progress through `print` (null: none). The number of failed cases, or -1
+// when there is nothing to run. Begins with a pause of a fraction of a second, in which the machine
+// is measured for the time to completion. A suite is run once: the counts of failed and skipped
+// cases are never set back.
+int32_t tsuite_run(TestSuite *suite, TestPrint print);
+
+// Prints a text of a running test through the print function of the run.
+void tsuite_print(const char *text);
+
+// Write the JUnit report (the number of tests, or -1; nothing without cases) and the text report
+// (the number of failed tests; to standard error when the file cannot be opened). The formats are
+// described in docs/test-reports.md. A report that was begun and could not be written whole is
+// raised as message 105, and -1 for both.
+int32_t tsuite_writeJUnit(const TestSuite *suite, const char *path);
+int32_t tsuite_failDetails(const TestSuite *suite, const char *path);
+
+void tsuite_setVerbosity(int32_t level); // TestVerbosity
+
+// The text with "&" and "<" escaped for XML; entities for these that are there already stay.
+// Interned; null for null.
+const char *makeTokenType(const char *text);
+
+#endif
