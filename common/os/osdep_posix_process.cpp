@@ -8,7 +8,6 @@
 #include <cstring>
 #include <initializer_list>
 
-#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -38,36 +37,45 @@ static HashTable *s_pipeStatus; // FILE * -> exit status of its command
 
 // ---- Running ----------------------------------------------------------------------------------
 
-// Starts a child without copying this process, which takes most of a fork's time. Returns its
-// process number, or -1 with errno set, also when it could not become the program.
-static pid_t spawnChild(const char *program, char *const *argv, const sigset_t *mask)
+// In a new child: becomes the program, or returns. Until then the handler of this process stays in
+// place, so that a terminal stop ends the child: stopped, it would stop the parent of a vfork, too.
+static void becomeProgram(const char *program, char *const *argv, const sigset_t *mask)
 {
-    posix_spawnattr_t attributes;
-    int error = posix_spawnattr_init(&attributes);
-    pid_t child = -1;
-    if (error == 0) {
-        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
-        posix_spawnattr_setsigdefault(&attributes, osdep_signalsForChildren());
-        posix_spawnattr_setsigmask(&attributes, mask);
-        error = posix_spawn(&child, program, nullptr, &attributes, argv, environ);
-        posix_spawnattr_destroy(&attributes);
-    }
-    errno = error;
-    return error == 0 ? child : -1;
-}
-
-// As the above by way of a copy; in the copy the result is 0 when it could not become the program.
-static pid_t forkChild(const char *program, char *const *argv, const sigset_t *mask)
-{
-    const pid_t child = fork();
-    if (child != 0)
-        return child;
     for (int number = 1; number < NSIG; ++number)
         if (sigismember(osdep_signalsForChildren(), number) == 1)
             std::signal(number, SIG_DFL);
     sigprocmask(SIG_SETMASK, mask, nullptr);
     execve(program, argv, environ);
-    return 0;
+}
+
+// Starts a child without copying this process, which takes most of a fork's time: it runs in the
+// memory of this one, which waits, until it is the program. Returns its process number, or -1 with
+// errno set, also when it could not become the program.
+[[gnu::noinline]] static pid_t vforkChild(const char *program, char *const *argv,
+                                          const sigset_t *mask)
+{
+    static volatile int s_error; // of the child
+    s_error = 0;
+    const pid_t child = vfork();
+    if (child == 0) {
+        becomeProgram(program, argv, mask);
+        s_error = errno;
+        _exit(EXEC_FAILED);
+    }
+    if (child < 0 || s_error == 0)
+        return child;
+    waitpid(child, nullptr, 0);
+    errno = s_error;
+    return -1;
+}
+
+// The same by way of a copy, in which the result is 0 when it could not become the program.
+static pid_t forkChild(const char *program, char *const *argv, const sigset_t *mask)
+{
+    const pid_t child = fork();
+    if (child == 0)
+        becomeProgram(program, argv, mask);
+    return child;
 }
 
 // Returns the child's process number; -1 when it could not be forked; and in the child itself 0
@@ -79,8 +87,8 @@ static pid_t startChild(const char *program, char *const *argv)
     std::signal(SIGCHLD, SIG_DFL);
     sigset_t before;
     osdep_holdAllSignals(&before);
-    pid_t child = spawnChild(program, argv, &before);
-    const int error = errno;
+    pid_t child = vforkChild(program, argv, &before);
+    const int error = child < 0 ? errno : 0;
     if (child < 0) // the caller is owed a child that finds out for itself
         child = forkChild(program, argv, &before);
     if (child == 0)

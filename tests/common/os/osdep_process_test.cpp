@@ -19,7 +19,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
-#include <spawn.h>
 #include <stdio_ext.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
@@ -1221,6 +1220,39 @@ TEST(Signal, RemovesWhatTheChildHasMadeOnItsWayOut)
     EXPECT_EQ(files_in_tmp_with(suffix), std::vector<std::string>{});
 }
 
+namespace {
+// From outside its process group, stops a process and its children after a while; kills them when
+// the process is still there three seconds later.
+void stop_group_later(pid_t group, unsigned microseconds)
+{
+    if (fork() != 0)
+        return;
+    setpgid(0, 0);
+    usleep(microseconds);
+    kill(-group, SIGTSTP);
+    for (int i = 0; i < 300 && getppid() == group; ++i)
+        usleep(10000);
+    if (getppid() == group)
+        kill(-group, SIGKILL);
+    _exit(0);
+}
+} // namespace
+
+// A child that stops before it is its program would stop its parent as well.
+TEST(Signal, ThatStopsTheGroupWhileChildrenStartEndsTheRun)
+{
+    for (unsigned round = 0; round < 300; ++round) {
+        const Outcome run = in_process([&]() -> int {
+            setpgid(0, 0);
+            osdep_installCrashHandlers();
+            stop_group_later(getpid(), 500 + round * 7);
+            for (;;)
+                spawn_shell("exit 0");
+        });
+        ASSERT_EQ(run.status, SIGTSTP) << "round " << round;
+    }
+}
+
 TEST(Signal, WakesAStoppedChildToEndIt)
 {
     const Outcome run = in_process([] {
@@ -1310,34 +1342,22 @@ TEST(CrashHandler, HoldsTheOtherSignalsBackWhileItHandlesOne)
     }
 }
 
-// A signal that arrives as soon as there is a child, or 0; the linker puts these in the places of
-// the system's ways to make one.
+// A signal that arrives as soon as there is a child, or 0: before its parent, which holds signals
+// back meanwhile, lets them in again. The linker puts this in the place of the system's function.
 static int s_raisedAtStart;
 
 extern "C" {
-pid_t __real_fork();
-pid_t __wrap_fork();
-int __real_posix_spawn(pid_t *child, const char *path, const posix_spawn_file_actions_t *actions,
-                       const posix_spawnattr_t *attributes, char *const *argv, char *const *env);
-int __wrap_posix_spawn(pid_t *child, const char *path, const posix_spawn_file_actions_t *actions,
-                       const posix_spawnattr_t *attributes, char *const *argv, char *const *env);
+int __real_sigprocmask(int how, const sigset_t *set, sigset_t *old);
+int __wrap_sigprocmask(int how, const sigset_t *set, sigset_t *old);
 }
 
-pid_t __wrap_fork()
+int __wrap_sigprocmask(int how, const sigset_t *set, sigset_t *old)
 {
-    const pid_t child = __real_fork();
-    if (child > 0 && s_raisedAtStart != 0)
+    siginfo_t info;
+    const int any = WEXITED | WNOHANG | WNOWAIT;
+    if (how == SIG_SETMASK && s_raisedAtStart != 0 && waitid(P_ALL, 0, &info, any) == 0)
         raise(s_raisedAtStart);
-    return child;
-}
-
-int __wrap_posix_spawn(pid_t *child, const char *path, const posix_spawn_file_actions_t *actions,
-                       const posix_spawnattr_t *attributes, char *const *argv, char *const *env)
-{
-    const int error = __real_posix_spawn(child, path, actions, attributes, argv, env);
-    if (error == 0 && s_raisedAtStart != 0)
-        raise(s_raisedAtStart);
-    return error;
+    return __real_sigprocmask(how, set, old);
 }
 
 TEST(CrashHandler, KnowsOfAChildThatHasJustBeenStarted)
