@@ -12,6 +12,7 @@
 #include "common/base/stringcache.h"
 #include "common/base/vector.h"
 #include "common/diagnostics/alert.h"
+#include "common/diagnostics/listing.h"
 #include "common/diagnostics/qzdebug_options.h"
 #include "common/os/osdep_host.h"
 #include "common/os/osdep_temp.h"
@@ -49,8 +50,10 @@ static int runDirectly(const Vector *command, const char *text, int echo)
 {
     TRACE_ENTER("echo=%d", echo);
     const char *driver = element(command, 0);
-    if (echo != 0)
+    if (echo != 0) {
         std::printf("%s %s\n", driver, text);
+        listing_written(); // says so when it is not
+    }
     TRACE("Executing: %s %s", driver, text);
     return TRACE_RETURN("%d", run(command));
 }
@@ -139,8 +142,10 @@ static int runByCommandFile(const Vector *command, const char *text, int echo)
     if (!filled)
         return TRACE_RETURN("%d", 1);
 
-    if (echo != 0)
+    if (echo != 0) {
         std::printf("%s %s [ %s ]\n", driver, fileArgument, text);
+        listing_written(); // says so when it is not
+    }
     TRACE("Executing: %s %s [ %s ]", driver, fileArgument, text);
     Vector *shortened = vec_new(MODULE, __LINE__);
     vec_add(shortened, driver);

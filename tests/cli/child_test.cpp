@@ -156,6 +156,16 @@ TEST_F(ChildTest, AnInterruptOfBothEndsTheProgramWithItsNumber)
     EXPECT_EQ(result.status, SIGINT);
 }
 
+TEST_F(ChildTest, IsRunAlthoughItsCommandCannotBeShown)
+{
+    RunResult result = runProgram(
+        {"/bin/sh", "-c", "exec " + suite + "/bin/qzm-cc -v -mcpu=elmbig1 -c main.c >/dev/full"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err,
+              "(105) could not write file \"standard output\": No space left on device\n");
+    EXPECT_TRUE(child().ran);
+}
+
 TEST_F(ChildTest, AVersionRequestGoesToTheLegacyDriverWhateverTheDevice)
 {
     RunResult result = run({"-mcpu=elmbig1", "--version"});
