@@ -62,8 +62,11 @@ static bool writeList(const ListedTree *tree, const char *destination)
 {
     TRACE_ENTER("dir=\"%s\", destination=\"%s\"", tree->dir, destination);
     char *temporary = osdep_tempFile();
+    const bool isNew = !osdep_fileExists(destination);
     const bool reached = temporary != nullptr && writeListTo(tree, temporary) &&
                          copyfile_helper(temporary, destination, "copied") != 0;
+    if (!reached && isNew)
+        std::remove(destination); // a part of a list is worse than none
     std::free(temporary);
     return TRACE_RETURN("%d", reached);
 }
