@@ -98,10 +98,10 @@ static void writeXmlReport(const TestSuite *suite, const OsdepOpenDirectory *fir
 {
     TRACE_ENTER("suite=%p", static_cast<const void *>(suite));
     const char *path = reportPath(first, XML_REPORT);
-    if (path != nullptr && suite->tests > 0)
-        canBeWritten(path); // for its message
     const bool written = tsuite_writeJUnit(suite, path) >= 0;
-    if ((written || suite->tests == 0) && osdep_fileExists(path))
+    if (!written && suite->tests > 0 && path != nullptr)
+        alert_raiseNumber(MESSAGE_NOT_WRITTEN, path);
+    else if (path != nullptr && osdep_fileExists(path))
         selftests_print(stdout, "XML test report written to: %s\n", path);
 }
 
@@ -111,7 +111,10 @@ static void writeTextReport(const TestSuite *suite, const OsdepOpenDirectory *fi
     TRACE_ENTER("suite=%p", static_cast<const void *>(suite));
     const char *path = reportPath(first, TEXT_REPORT);
     const bool opened = path != nullptr && canBeWritten(path);
-    if (tsuite_failDetails(suite, path) >= 0 && opened)
+    const bool written = tsuite_failDetails(suite, path) >= 0;
+    if (!written && opened)
+        alert_raiseNumber(MESSAGE_NOT_WRITTEN, path);
+    else if (opened)
         selftests_print(stdout, "TXT test report written to: %s\n", path);
 }
 

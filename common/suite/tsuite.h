@@ -91,8 +91,8 @@ void tsuite_print(const char *text);
 
 // Write the JUnit report (the number of tests, or -1; nothing without cases) and the text report
 // (the number of failed tests; to standard error when the file cannot be opened). The formats are
-// described in docs/test-reports.md. A report that was begun and could not be written whole is
-// raised as message 105, and -1 for both.
+// described in docs/test-reports.md. Both give -1, with errno set, for a report that could not be
+// written whole.
 int32_t tsuite_writeJUnit(const TestSuite *suite, const char *path);
 int32_t tsuite_failDetails(const TestSuite *suite, const char *path);
 

@@ -4,6 +4,7 @@
 
 #include "common/suite/tsuite.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -11,8 +12,6 @@
 #include "common/base/memory.h"
 #include "common/base/stringcache.h"
 #include "common/base/vector.h"
-#include "common/diagnostics/alert.h"
-#include "common/diagnostics/listing.h"
 #include "common/os/osd_timer.h"
 #include "common/os/osdep_host.h"
 #include "common/suite/tsuite_internal.h"
@@ -80,20 +79,17 @@ static FILE *openReport(const char *path)
     return TRACE_RETURN("%p", file);
 }
 
-// Closes the report (standard error stays open). True when all of it is written; else a user is
-// told.
-static bool closeReport(FILE *file, const char *path)
+// Closes the report (standard error stays open). True when all of it is written; else errno says
+// why it is not.
+static bool closeReport(FILE *file)
 {
-    TRACE_ENTER("path=\"%s\"", path);
+    TRACE_ENTER();
     bool written = std::fflush(file) == 0 && std::ferror(file) == 0;
-    if (file == stderr)
-        return TRACE_RETURN("%d", written);
-    if (!written)
-        alert_raiseNumber(MESSAGE_NOT_WRITTEN, path); // before the close changes errno
-    if (std::fclose(file) != 0 && written) {
-        alert_raiseNumber(MESSAGE_NOT_WRITTEN, path);
+    const int error = errno;
+    if (file != stderr && std::fclose(file) != 0)
         written = false;
-    }
+    else
+        errno = error;
     return TRACE_RETURN("%d", written);
 }
 
@@ -156,7 +152,7 @@ int32_t tsuite_writeJUnit(const TestSuite *suite, const char *path)
     if (file == nullptr)
         return TRACE_RETURN("%d", -1);
     writeJUnitSuite(file, suite);
-    const bool written = closeReport(file, path);
+    const bool written = closeReport(file);
     return TRACE_RETURN("%d", written ? static_cast<int32_t>(vec_size(suite->list)) : -1);
 }
 
@@ -209,5 +205,5 @@ int32_t tsuite_failDetails(const TestSuite *suite, const char *path)
     if (file == nullptr)
         file = stderr;
     writeTextSuite(file, suite);
-    return TRACE_RETURN("%d", closeReport(file, path) ? suite->failed : -1);
+    return TRACE_RETURN("%d", closeReport(file) ? suite->failed : -1);
 }
