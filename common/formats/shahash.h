@@ -56,7 +56,8 @@ bool shahash_writeListDefault(const char *dir, const char *destination);
 
 // The same for an open directory, with names that begin with ".". A directory that cannot be opened
 // or read to its end is not in the list; `unread` (or null) gets a text for a message about each:
-// its path in quotes and the system's reason, interned.
+// its path in quotes and the system's reason, interned. Where that leaves nothing to list, nothing
+// is written.
 bool shahash_writeListOf(uint32_t style, const OsdepOpenDirectory *directory,
                          const char *destination, Vector *unread);
 

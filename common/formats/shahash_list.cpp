@@ -52,7 +52,9 @@ static bool writeListTo(const ListedTree *tree, const char *path)
         return TRACE_RETURN("%d", false);
     Vector *entries = vec_new(MODULE, __LINE__);
     shahash_walk(tree->from, tree->style, entries, tree->unread, tree->dir, tree->dir);
-    const bool written = writeLines(file, entries);
+    // Where nothing could be read there is nothing to check by.
+    const bool useful = vec_size(entries) != 0 || vec_size(tree->unread) == 0;
+    const bool written = useful && writeLines(file, entries);
     const bool closed = std::fclose(file) == 0;
     shahash_freeEntries(entries);
     return TRACE_RETURN("%d", written && closed);
