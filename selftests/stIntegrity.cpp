@@ -1,11 +1,13 @@
 #define MODULE "selftests/stIntegrity"
 #include "selftests/stIntegrity.h"
 
+#include <cerrno>
 #include <cstring>
 #include <initializer_list>
 
 #include "common/base/stringcache.h"
 #include "common/base/vector.h"
+#include "common/diagnostics/alert.h"
 #include "common/formats/shahash.h"
 #include "common/install/qzinstdir.h"
 #include "common/os/osdep_directory.h"
@@ -14,13 +16,8 @@
 #include "common/text/osdep_path.h"
 #include "common/trace/qzdebug.h"
 
-const char *selftests_manifestPath()
-{
-    TRACE_ENTER();
-    const char *root = qzinstdir(QZINSTDIR_VERSION);
-    const char *path = root == nullptr ? nullptr : cache_adopt(osdep_pathJoin(root, "manifest"));
-    return TRACE_RETURN("\"%s\"", path);
-}
+static constexpr uint32_t MESSAGE_NOT_READ = 104;
+static constexpr char HASH_LIST[] = "manifest"; // in the root of the installation
 
 static constexpr char GROUP[] = "integrity";
 static constexpr char FAILURE[] = "integrity test";
@@ -32,6 +29,14 @@ static const char *const expectedNames[] = {
 
 // Parts of names that installing and taking back leave behind, in lower case.
 static const char *const expectedParts[] = {"uninstall", "rollback"};
+
+const char *selftests_manifestPath()
+{
+    TRACE_ENTER();
+    const char *root = qzinstdir(QZINSTDIR_VERSION);
+    const char *path = root == nullptr ? nullptr : cache_adopt(osdep_pathJoin(root, HASH_LIST));
+    return TRACE_RETURN("\"%s\"", path);
+}
 
 // The entries of the hash list, or null.
 static Vector *readManifest()
@@ -147,7 +152,11 @@ Vector *stIntegritySHAdetailed_tests()
 {
     TRACE_ENTER();
     Vector *tests = vec_new(MODULE, __LINE__);
+    errno = 0;
     Vector *entries = readManifest();
+    // A list that is missing or corrupted is another test's to report.
+    if (entries == nullptr && errno != 0 && errno != ENOENT)
+        alert_raiseNumber(MESSAGE_NOT_READ, HASH_LIST);
     for (FileEntry *entry : vec_each<FileEntry>(entries)) {
         const char *name = cache_sprintf("SHA256 check %s", osdep_baseName(entry->name));
         vec_add(tests, tsuite_newtest(GROUP, name, DetailedIntegrityTest, entry));

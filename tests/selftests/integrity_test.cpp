@@ -1,6 +1,8 @@
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "common/diagnostics/alert.h"
 #include "selftests/selftests_internal.h"
 #include "selftests/stIntegrity.h"
 #include "tests/selftests/installation.h"
@@ -100,6 +102,23 @@ TEST_F(IntegrityTest, AnEmptyHashListIsCorrupted)
     EXPECT_EQ(runOnly(stIntegrityManifest_tests()), CORRUPTED);
     EXPECT_EQ(names(stIntegritySHAdetailed_tests()), Strings{});
     EXPECT_EQ(runOnly(stIntegritySHA_tests()), NOT_VALID);
+}
+
+TEST_F(IntegrityTest, DetailedCasesOfAHashListThatCannotBeReadAreMissedAloud)
+{
+    makeManifest();
+    static std::string said;
+    said.clear();
+    alert_setOutputHook([](const char *message) { said += message; });
+    rlimit files;
+    getrlimit(RLIMIT_NOFILE, &files);
+    const rlimit none = {0, files.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    const Strings detailed = names(stIntegritySHAdetailed_tests());
+    setrlimit(RLIMIT_NOFILE, &files);
+    alert_setOutputHook(nullptr);
+    EXPECT_EQ(detailed, Strings{});
+    EXPECT_EQ(said, "(104) could not read file \"manifest\": Too many open files\n");
 }
 
 TEST_F(IntegrityTest, AHashListThatIsNoFileFailsWithoutWaitingForOne)
