@@ -1,5 +1,6 @@
 /* The least that a driver of this kind can do: write the arguments into a command file, run the
- * child with it, remove the file. The yardstick for the real driver's start-up. */
+ * child with it, remove the file. The yardstick for the real driver's start-up. START is how it
+ * starts the child: vfork, as the driver does, or fork. */
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -18,7 +19,7 @@ int main(int argc, char **argv)
         fprintf(file, "%s\n", argv[i]);
     fclose(file);
     snprintf(option, sizeof option, "@%s", name);
-    const pid_t child = fork();
+    const pid_t child = START();
     if (child == 0) {
         char *arguments[] = {argv[1], option, NULL};
         execv(argv[1], arguments);
