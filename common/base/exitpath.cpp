@@ -22,7 +22,7 @@ void exitpath_leave(int status)
             s_routine(status);
     }
     s_state = EXITING;
-    std::exit(status); // also for a routine that breaks its promise and returns
+    std::exit(status); // also when a routine breaks its promise and returns
 }
 
 void db_assert(const char *expression, const char *source, int line)

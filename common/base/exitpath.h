@@ -1,15 +1,15 @@
-// The ways out of the program: the one exit routine and the report of a broken contract.
+// How the program ends: the one exit routine and the report of a broken contract.
 //
 // Every early end of a run (a fatal message, a malformed option, help that has been printed, a
-// broken internal contract) leaves through exitpath_leave(), so that what must be finished at the
-// end of a run (the trace, the package, the reports) is finished whichever way the run ends:
+// broken internal contract) leaves through exitpath_leave(), so that the trace, the package and the
+// reports are finished however the run ends:
 //
 //     exitpath_setRoutine(cleanup);      // once, in main
 //     ...
 //     exitpath_leave(1);                 // anywhere; does not return
 //
 // A contract is checked with the number of the check at the call. The number and the module's name
-// are part of the printed report and stay what they are when the code moves:
+// are part of the printed report and do not change when the code moves:
 //
 //     #define MODULE "common/vector"     // once, on top of the source file
 //     ASSERT_AT(290, p->data != NULL);
@@ -24,8 +24,9 @@ using ExitRoutine = void (*)(int status);
 void exitpath_setRoutine(ExitRoutine routine);
 
 // Ends the run with `status` (0-255) through the installed routine. Called again by that routine,
-// it goes on with the C library's exit(), so that what is registered there (temporary files) is
-// still seen to; called once more (by an exit handler, say), it ends the process at once.
+// it goes on with the C library's exit(), so that the handlers registered there (which remove
+// temporary files) still run. Called once more (by an exit handler, say), it ends the process at
+// once.
 [[noreturn]] void exitpath_leave(int status);
 
 // Reports a broken internal contract on standard error as
@@ -40,7 +41,7 @@ void exitpath_setRoutine(ExitRoutine routine);
 // The same, for a check whose report reads differently from the code that makes it.
 #define ASSERT_TEXT_AT(line, expression, text) ASSERT_PLACE_AT(MODULE, line, expression, text)
 
-// The same, for a check whose report names another place than the module: the function, say.
+// The same, for a check whose report names a place other than the module, such as the function.
 #define ASSERT_PLACE_AT(place, line, expression, text)                                             \
     do {                                                                                           \
         if (!(expression)) [[unlikely]]                                                            \

@@ -15,8 +15,8 @@
 
 struct Freecache {
     uint64_t obj_size; // bytes of every object handed out; at least the size of a pointer
-    uint32_t num_free; // objects now on the free list; never above max_free
-    uint32_t max_free; // most objects the list may hold
+    uint32_t num_free; // objects now on the free list; at most max_free
+    uint32_t max_free; // the most objects that the list may hold
     void *free_list;   // head of the list; each free object's first 8 bytes link to the next
 };
 

@@ -9,17 +9,17 @@
 
 static constexpr uint32_t FIRST_BLOCK = 64; // nodes; blocks double up to the largest
 static constexpr uint32_t LARGEST_BLOCK = 4096;
-static constexpr uint32_t LONG_CHAIN = 16; // entries passed by an insert from which an index pays
+static constexpr uint32_t LONG_CHAIN = 16; // an index pays once an insert passes this many entries
 
 // Nodes are shared by all tables and never returned to the allocator. They are taken from the list
-// of those handed back, then in sequence from the newest block, so that neighbours in time are
-// neighbours in memory.
+// of freed nodes first, then in sequence from the newest block, so that nodes allocated together
+// lie together in memory.
 static HashEntry *s_free;
 static HashEntry *s_unused;
 static uint32_t s_unusedCount;
 static uint32_t s_blockSize = FIRST_BLOCK;
 
-// A table without a record counts as alive: nobody can tell.
+// Only a recorded table knows whether it has been destroyed; any other is taken to be alive.
 static bool is_alive(const HashTable *h)
 {
     return h->debug == nullptr || (h->debug->flags & HASH_ALIVE) != 0;

@@ -7,12 +7,12 @@
 //     hash_destroy(table);
 //
 // A table owns neither keys nor values. It never resizes: the creator chooses the bucket count.
-// Each entry remembers its key's full hash, so walking a chain costs one comparison of numbers an
-// entry and the keys are compared only where the hashes agree; a table in which an insert met a
-// long chain gets an index, so that keys that collide, by chance or by somebody's will, cost no
-// more than others. With a comparison of the caller's own that holds for keys that share a bucket;
-// keys whose full hashes are equal are then compared one by one. Visiting order everywhere is
-// bucket by bucket, oldest entry first.
+// Each entry remembers its key's full hash, so walking a chain costs one comparison of numbers per
+// entry, and keys are compared only where the hashes agree. A table in which an insert met a long
+// chain gets an index, so that keys that collide, by chance or by design, cost no more than others.
+// With a comparison of the caller's own, this holds only for keys that merely share a bucket; keys
+// with equal full hashes are then compared one by one. Visiting order everywhere is bucket by
+// bucket, oldest entry first.
 //
 // A null table is a broken contract and ends the run unless a function says otherwise.
 #ifndef COMMON_BASE_HASH_H
@@ -38,17 +38,17 @@ struct HashEntry {
     uint32_t hash; // the key's full hash
 };
 
-// What is remembered of a table created while recording is on; lives to the end of the run.
+// The record of a table created while recording is on; it lives to the end of the run.
 struct HashDebugRecord {
     const HashTable *table; // for printing only: dangles once the table is destroyed
     uint32_t flags;         // bit 0 alive; bit 1 uses voidcmp; bit 2 uses voidhash
     const char *file;       // where it was created
-    uint32_t line;          //
-    uint32_t capacity;      // bucket count
-    uint32_t max_usage;     // largest count ever reached
-    uint32_t max_util;      // largest number of non-empty buckets ever reached
-    uint32_t util;          // non-empty buckets now
-    uint32_t clashes;       // total of chain lengths met by inserts into non-empty buckets
+    uint32_t line;
+    uint32_t capacity;  // bucket count
+    uint32_t max_usage; // largest count ever reached
+    uint32_t max_util;  // largest number of non-empty buckets ever reached
+    uint32_t util;      // non-empty buckets now
+    uint32_t clashes;   // total of chain lengths met by inserts into non-empty buckets
 };
 
 struct HashTable {
@@ -57,7 +57,7 @@ struct HashTable {
     HashFunction hash;   // voidhash when none was given
     HashCompare compare; // voidcmp when none was given
     HashEntry **buckets; // chain heads
-    HashIndex *index;    // a way to the entries past long chains, or null
+    HashIndex *index;    // finds entries without walking long chains; or null
     HashDebugRecord *debug;
 };
 

@@ -9,13 +9,13 @@ namespace {
 // Open addressing with linear probing, at most three quarters full.
 struct HashSlot {
     HashEntry *entry; // null: free
-    HashEntry **link; // where the entry hangs in its chain
-    uint32_t spread;  // of the entry's key, so that a probe need not visit it
+    HashEntry **link; // the link to the entry in its chain
+    uint32_t spread;  // of the entry's key, so that a probe need not read the entry
 };
 
 struct ChainEnd {
-    HashEntry **link; // the null link behind the last entry
-    uint32_t length;  // entries in front of it
+    HashEntry **link; // the null link after the last entry
+    uint32_t length;  // entries before it
 };
 } // namespace
 
@@ -26,11 +26,11 @@ struct HashIndex {
     uint32_t shift; // 32 less the logarithm of that number
     HashSlot *slots;
     ChainEnd *ends;        // for each bucket
-    SpreadFunction secret; // spreads a key by what it is and a secret; null: its hash is spread
+    SpreadFunction secret; // hashes the key itself with a secret; null: its hash is spread
 };
 
 static constexpr uint32_t SMALLEST_LOG = 10;
-static constexpr uint32_t CROWD = 256; // slots passed by an insert that no good hash gives
+static constexpr uint32_t CROWD = 256; // an insert passes this many slots only when the hash is bad
 
 // ---- Spreading --------------------------------------------------------------------------------
 
@@ -42,7 +42,8 @@ struct Secret {
 };
 } // namespace
 
-// Takes what differs from run to run: the moment, and where the system put the stack and the heap.
+// Made from things that differ from run to run: the time, and the addresses of the stack and the
+// heap.
 static Secret newSecret(const void *heap)
 {
     constexpr uint64_t golden = 0x9E3779B97F4A7C15U;
@@ -62,8 +63,8 @@ static Secret newSecret(const void *heap)
 
 static Secret s_secret;
 
-// Keys with equal hashes are easily made, in any number. To make them collide here, too, one would
-// have to know the secret.
+// Anybody can make any number of keys with equal hashes. To make them collide here as well, one
+// would have to know the secret.
 static uint64_t stir(uint64_t spread, uint64_t value)
 {
     spread = (spread ^ value) * s_secret.factor;
@@ -115,7 +116,7 @@ static SpreadFunction secretSpread(HashCompare compare)
     return nullptr;
 }
 
-// The number whose high bits say where a key's entry is to be looked for. Equal keys have the same.
+// The number whose high bits say where to look for a key's entry. Equal keys have the same.
 static uint32_t spreadOf(const HashIndex *index, const void *key, uint32_t hash)
 {
     return index->secret != nullptr ? index->secret(key) : hash * 0x9E3779B1U;
@@ -134,7 +135,8 @@ static uint32_t placeSlot(HashIndex *index, HashSlot slot)
     return passed;
 }
 
-// Gives the index empty slots, between a quarter and half of which `count` entries will fill.
+// Gives the index empty slots, so many that `count` entries will fill between a quarter and half of
+// them.
 static void newSlots(HashIndex *index, uint32_t count)
 {
     uint32_t log = SMALLEST_LOG;
@@ -145,8 +147,8 @@ static void newSlots(HashIndex *index, uint32_t count)
     index->slots = static_cast<HashSlot *>(xmalloc_must((uint64_t{1} << log) * sizeof(HashSlot)));
 }
 
-// Moves the entries to new slots, enough for the table's count. They are visited only when they are
-// to be spread anew.
+// Moves the entries to new slots, enough for the table's count. The entries themselves are read
+// only when they are to be spread anew.
 static void moveSlots(HashTable *table, bool anew)
 {
     HashIndex *index = table->index;
@@ -164,7 +166,7 @@ static void moveSlots(HashTable *table, bool anew)
     std::free(old);
 }
 
-// Spreads the keys by the secret from now on, where there is a way to.
+// Spreads the keys by the secret from now on, if the index knows the comparison.
 [[gnu::cold]] static void keepSecret(HashTable *table)
 {
     if (s_secret.factor == 0)
@@ -182,7 +184,7 @@ static uint32_t findSlot(const HashIndex *index, const HashEntry *entry)
     return at;
 }
 
-// Fills the gap at `hole` with the entries behind it that may move there.
+// Fills the gap at `hole` with the entries after it that may move there.
 static void closeGap(HashIndex *index, uint32_t hole)
 {
     for (uint32_t at = hole;;) {
@@ -191,7 +193,7 @@ static void closeGap(HashIndex *index, uint32_t hole)
             break;
         const uint32_t home = index->slots[at].spread >> index->shift;
         if (((at - home) & index->mask) < ((at - hole) & index->mask))
-            continue; // it would come to stand in front of its home
+            continue; // it would end up before its home
         index->slots[hole] = index->slots[at];
         hole = at;
     }

@@ -30,7 +30,7 @@ int hash_stringCompare(const void *a, const void *b)
 {
     const auto *left = static_cast<const uint8_t *>(a);
     const auto *right = static_cast<const uint8_t *>(b);
-    // Nearly always the texts are equal, and the library compares them many bytes at a time.
+    // The texts are nearly always equal, and the library compares many bytes at a time.
     if (std::strcmp(static_cast<const char *>(a), static_cast<const char *>(b)) == 0)
         return 0;
     while (*left == *right) {

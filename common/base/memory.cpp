@@ -10,7 +10,7 @@
 
 static constexpr uint32_t FORMAT_SIZE = 4096;
 
-// The report allocates, so it can run out of memory itself.
+// The report allocates memory, so it can run out itself.
 [[gnu::cold, gnu::noinline]] static void *reportExhausted()
 {
     static bool reporting;
@@ -66,7 +66,7 @@ char *xstrdup_must(const char *text)
     return xstrndup_must(text, std::strlen(text));
 }
 
-// The allocation behind the strings: their sizes are sums that may not fit 32 bits.
+// Allocates a string. Its size is a sum, which may not fit into 32 bits.
 static char *newString(uint64_t size)
 {
     void *p = size <= UINT32_MAX ? xmalloc(static_cast<uint32_t>(size)) : reportExhausted();

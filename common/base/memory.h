@@ -6,7 +6,8 @@
 //     free(path);
 //
 // Every function returns memory that the caller owns and releases with free(). When memory is
-// exhausted message 296 is raised, which ends the run; should that report return, null is returned.
+// exhausted, message 296 is raised, which ends the run. Should the report return, the function
+// returns null.
 #ifndef COMMON_BASE_MEMORY_H
 #define COMMON_BASE_MEMORY_H
 
@@ -37,7 +38,7 @@ char *xstrcat_free(char *a, const char *b);
 
 // Returns a new string holding the formatted text, cut at 4095 characters. A longer result is not
 // an error: "buffer overflow in vsnprintf" (without a line end) goes to standard error and the text
-// is truncated; callers rely on the cap. The format may not be null.
+// is truncated; callers rely on the limit. The format may not be null.
 [[gnu::format(printf, 1, 2)]] char *xsprintf(const char *format, ...);
 [[gnu::format(printf, 1, 0)]] char *xvsprintf(const char *format, va_list values);
 

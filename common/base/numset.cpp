@@ -31,13 +31,13 @@ static const void *elementOf(uint64_t n)
     return asPointer(n + 1);
 }
 
-// "No element", null, is no number.
+// Null means "no element" and is not a number.
 static uint64_t numberOf(const void *element)
 {
     return uint64_t{reinterpret_cast<uintptr_t>(element)} - 1;
 }
 
-// The list goes by the low 32 bits of the numbers plus one, which is not their order.
+// The list is ordered by the low 32 bits of the numbers plus one, which is not the numbers' order.
 static int compareSlots(const void *slotA, const void *slotB)
 {
     const uint64_t a = numberOf(*static_cast<const void *const *>(slotA));
@@ -69,7 +69,7 @@ int numset_add(NumSet *sp, uint64_t n)
     return ptrset_add(asSet(sp), elementOf(n));
 }
 
-// The element of the number that cannot be a member would pass for that of another one.
+// NUMSET_NONE plus one is 0 and would collide with the element of another number.
 int numset_remove(NumSet *sp, uint64_t n)
 {
     ASSERT_AT(43, sp != NULL);

@@ -19,9 +19,9 @@
 #include <cstdint>
 
 struct Vector;
-struct NumSet; // a PtrSet under a type of its own
+struct NumSet; // a PtrSet with its own type
 
-// What stands for "none" where a number is expected: the one that cannot be a member.
+// Means "none" where a number is expected: the one number that cannot be a member.
 constexpr uint64_t NUMSET_NONE = UINT64_MAX;
 
 // Creates an empty set, owned by the caller; frees a set (null is allowed).
@@ -31,7 +31,8 @@ void numset_destroy(NumSet *sp);
 // Whether the number can be a member: 1, or 0 for NUMSET_NONE alone.
 int numset_canContain(uint64_t n);
 
-// Adds the number and returns 1; returns 0 when it is present. It must be one that can be a member.
+// Adds the number and returns 1; returns 0 when it is present. The number must be one that can be a
+// member.
 int numset_add(NumSet *sp, uint64_t n);
 
 // Removes the number and returns 1; returns 0 when it is absent.
@@ -40,7 +41,7 @@ int numset_remove(NumSet *sp, uint64_t n);
 // Whether the number is present (1 or 0).
 int numset_has(const NumSet *sp, uint64_t n);
 
-// Change the first set, give a new one, or copy as those of PtrSet do.
+// Change the first set, return a new one, or copy, as their PtrSet counterparts do.
 void numset_union(NumSet *sd, const NumSet *ss);
 void numset_intersect(NumSet *sd, const NumSet *ss);
 void numset_subtract(NumSet *sd, const NumSet *ss);
@@ -50,7 +51,7 @@ NumSet *numset_newIntersection(const NumSet *s1, const NumSet *s2);
 NumSet *numset_newDifference(const NumSet *s1, const NumSet *s2);
 void numset_copy(NumSet *dest, const NumSet *src);
 
-// Ask as those of PtrSet do (1 or 0).
+// Answer as their PtrSet counterparts do (1 or 0).
 int numset_queryEqual(const NumSet *sp1, const NumSet *sp2);
 int numset_queryIntersect(const NumSet *sp1, const NumSet *sp2);
 int numset_querySubset(const NumSet *sp1, const NumSet *sp2);
@@ -60,7 +61,7 @@ int numset_queryComplement(const NumSet *sp1, const NumSet *sp2);
 uint32_t numset_size(const NumSet *sp);
 uint64_t numset_sum(const NumSet *sp);
 
-// The smallest and the largest member; NUMSET_NONE for an empty set. They go over the whole set.
+// The smallest and the largest member; NUMSET_NONE for an empty set. Both visit the whole set.
 uint64_t numset_min(const NumSet *sp);
 uint64_t numset_max(const NumSet *sp);
 
@@ -68,7 +69,7 @@ uint64_t numset_max(const NumSet *sp);
 // pointer), owned by the caller.
 Vector *numset_elements(const NumSet *sp);
 
-// Iterate as those of PtrSet do. Looking and going on give NUMSET_NONE at the end.
+// Iterate as their PtrSet counterparts do. iterLook and iterNext give NUMSET_NONE at the end.
 void numset_iterReset(NumSet *sp);
 int numset_iterHasNext(const NumSet *sp);
 uint64_t numset_iterLook(const NumSet *sp);

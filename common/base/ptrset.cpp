@@ -8,7 +8,7 @@
 
 static constexpr uint32_t RECORDS_KEPT = 8192; // of sets, and of iterators
 
-// Created with the first record; live to the end of the run.
+// Created with the first record; they live to the end of the run.
 static Freecache *s_sets;
 static Freecache *s_iterators;
 static uint32_t s_nextId;
@@ -83,7 +83,7 @@ int ptrset_remove(PtrSet *sp, const void *element)
     ASSERT_AT(138, sp != NULL);
     if (sp->list == nullptr)
         return 0;
-    // The value of the element null does not tell whether there was one.
+    // The element null has the value null, so the value does not tell whether it was there.
     const uint32_t before = skiplist_count(sp->list);
     skiplist_remove(sp->list, element);
     return skiplist_count(sp->list) != before;
@@ -311,8 +311,8 @@ static Vector *topSnapshot(const PtrSet *sp, int line)
     return sp->iterators != nullptr ? sp->iterators->snapshot : nullptr;
 }
 
-// An empty set pushes nothing, except onto an iterator that is open: whoever starts this iteration
-// must not get that one's elements.
+// An empty set pushes an iterator only when another is open: otherwise the new iteration would get
+// the open one's elements.
 void ptrset_iterReset(PtrSet *sp)
 {
     ASSERT_AT(420, sp != NULL);

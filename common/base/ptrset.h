@@ -55,8 +55,9 @@ int ptrset_remove(PtrSet *sp, const void *element);
 // Whether the element is present (1 or 0).
 int ptrset_has(const PtrSet *sp, const void *element);
 
-// Change the first set: add each element of the second; keep those that the second has, too; remove
-// each element of the second; remove each element of the second that is present and add the others.
+// Change the first set: add each element of the second; keep those that the second has as well;
+// remove each element of the second; remove each element of the second that is present and add the
+// others.
 void ptrset_union(PtrSet *sd, const PtrSet *ss);
 void ptrset_intersect(PtrSet *sd, const PtrSet *ss);
 void ptrset_subtract(PtrSet *sd, const PtrSet *ss);
@@ -72,7 +73,8 @@ PtrSet *ptrset_newDifference(const PtrSet *s1, const PtrSet *s2);
 void ptrset_copy(PtrSet *dest, const PtrSet *src);
 
 // Whether the sets have the same elements (1 or 0). The vectors of their elements, each sorted by
-// its own set's order, are compared place by place: sets of different orders may differ by that.
+// its own set's order, are compared place by place: sets with the same elements but different
+// orders may count as different.
 int ptrset_queryEqual(const PtrSet *sp1, const PtrSet *sp2);
 
 // Whether any element of the second is in the first; whether all are (also when there is none);
@@ -91,16 +93,16 @@ Vector *ptrset_elements(const PtrSet *sp);
 uint64_t ptrset_sum(const PtrSet *sp);
 
 // Starts an iteration over the elements as they are now, in the set's order. A set that holds
-// nothing yet (or was emptied by an intersection) may push nothing; its iteration has no elements
-// and ends with ptrset_iterDone() like others, but it must not be added to in between.
+// nothing yet (or was emptied by an intersection) may push nothing. Its iteration has no elements
+// and ends with ptrset_iterDone() like any other, but nothing may be added to the set in between.
 void ptrset_iterReset(PtrSet *sp);
 
 // 1 while the top iteration has more elements. Without an open iterator it is 0 on a set that holds
 // nothing, and a broken contract otherwise.
 int ptrset_iterHasNext(const PtrSet *sp);
 
-// The next element of the top iteration, without or with going on; null at the end. The same
-// contract.
+// The next element of the top iteration, which the second also moves past; null at the end. The
+// same contract.
 void *ptrset_iterLook(const PtrSet *sp);
 void *ptrset_iterNext(const PtrSet *sp);
 

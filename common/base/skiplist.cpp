@@ -13,7 +13,7 @@ static_assert(sizeof(SkipNode) == 40, "a node of one level takes 40 bytes");
 
 static uint32_t s_nextSerial; // nodes and lists
 
-// A list without a record counts as alive: nobody can tell.
+// Only a recorded list knows whether it has been destroyed; any other is taken to be alive.
 static bool isalive(const SkipList *h)
 {
     return h->debug == nullptr || (h->debug->flags & SKIPLIST_ALIVE) != 0;
@@ -21,7 +21,7 @@ static bool isalive(const SkipList *h)
 
 // ---- Nodes ------------------------------------------------------------------------------------
 
-// The same sequence in every run; the first draw is discarded.
+// Gives the same sequence in every run; the first draw is discarded.
 static uint32_t drawNumber()
 {
     static bool seeded;
@@ -121,19 +121,20 @@ SkipList *skiplist_copy(const SkipList *source)
 
 // ---- Searching --------------------------------------------------------------------------------
 
-// Whether the node's place is in front of the key's.
+// Whether the node comes before the key's place.
 static bool isBefore(const SkipList *h, const SkipNode *node, const void *key, uint32_t hash)
 {
     return node->hash < hash || (node->hash == hash && h->compare(key, node->key) > 0);
 }
 
-// Leaves the last node in front of the key's place on each level in h->update, and returns the
-// key's node, or null when it is absent. In a large list the time goes into waiting for memory:
-// where the search may go on one level below is asked for before it is known that it does.
+// Leaves the last node before the key's place on each level in h->update, and returns the key's
+// node, or null when it is absent. In a large list most of the time is spent waiting for memory, so
+// the node at which the search may go on one level below is prefetched before it is known whether
+// it does.
 static SkipNode *search(SkipList *h, const void *key, uint32_t hash)
 {
     SkipNode *node = h->head;
-    SkipNode *stop = nullptr; // where the level above ended: known not to be in front
+    SkipNode *stop = nullptr; // where the level above ended: known not to come before
     for (uint32_t i = h->head->level; i-- > 0;) {
         const uint32_t below = i != 0 ? i - 1 : 0;
         __builtin_prefetch(node->forward[below]);

@@ -23,18 +23,19 @@
 struct Vector;
 struct SkipList;
 
-enum : uint32_t { SKIPLIST_LEVELS = 16 }; // most levels of a node
+enum : uint32_t { SKIPLIST_LEVELS = 16 }; // the most levels a node can have
 
 // The hash of a key: any 32 bits, always the same for one key.
 using SkipHash = uint32_t (*)(const void *key);
 // Orders two keys of equal hash: negative, zero (one and the same key) or positive.
 using SkipCompare = int32_t (*)(const void *a, const void *b);
-// The text a key is shown with; good until the function is called again.
+// The text a key is shown with; valid until the function is called again.
 using SkipText = const char *(*)(const void *key);
 // Visits one entry; a non-zero result stops the visit.
 using SkipVisitor = int (*)(void *context, const void *key, void *value);
 
-// One entry, with as many links as it has levels; the head of a list is one without key and value.
+// One entry, with as many links as it has levels. The head of a list is a node without key and
+// value.
 struct SkipNode {
     void *value;
     const void *key;
@@ -44,12 +45,12 @@ struct SkipNode {
     SkipNode *forward[1]; // the next node on each level, or null
 };
 
-// What is remembered of a list created while recording is on; lives to the end of the run.
+// The record of a list created while recording is on; it lives to the end of the run.
 struct SkipListDebugRecord {
-    const SkipList *list;  // for printing only: dangles once the list is destroyed
-    uint32_t flags;        // bit 0 alive; bit 1 default comparison; bit 2 default hash
-    const char *file;      // where it was created
-    uint32_t line;         //
+    const SkipList *list; // for printing only: dangles once the list is destroyed
+    uint32_t flags;       // bit 0 alive; bit 1 default comparison; bit 2 default hash
+    const char *file;     // where it was created
+    uint32_t line;
     uint32_t max_usage;    // largest count ever reached
     uint32_t clashes;      // inserts beside a node of equal hash
     uint32_t inserts;      // inserts that added an entry
@@ -97,7 +98,7 @@ uint32_t skiplist_count(const SkipList *h);
 void *skiplist_first(const SkipList *h);
 
 // The value of the key or, when it is absent, of the entry at which the search for it stopped: the
-// last one in front of its place. Null when there is none in front.
+// last one before its place. Null when there is none before it.
 void *skiplist_nearest(SkipList *h, const void *key);
 
 // The value of the entry that follows the key (or its place, when it is absent); null at the end.

@@ -11,7 +11,7 @@ enum : uint32_t {
 };
 
 // Whether new lists are recorded; and the master list of SkipListDebugRecord, null until the first
-// list has been.
+// list is recorded.
 extern bool gSkipListRecording;
 extern Vector *gSkipListRecords;
 
@@ -20,12 +20,12 @@ extern Vector *gSkipListRecords;
 SkipListDebugRecord *skiplist_newRecord(const SkipList *list, SkipText toText, const char *file,
                                         uint32_t line);
 
-// Takes note of the insert of `node`, which has just been linked in behind h->update: counts it,
-// traces a clash at `file` and `line` and checks the order of the list.
+// Records the insert of `node`, which has just been linked in after h->update: counts it, traces a
+// clash at `file` and `line` and checks the order of the list.
 void skiplist_recordInsert(const SkipList *h, const SkipNode *node, const char *file,
                            uint32_t line);
 
-// Takes note of the nodes with this hash that the search just made met on the lowest level.
+// Records how many nodes with this hash the last search met on the lowest level.
 void skiplist_recordChain(const SkipList *h, uint32_t hash);
 
 #endif

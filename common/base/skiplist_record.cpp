@@ -103,7 +103,7 @@ static void checkOrder(const SkipList *h, const char *file, uint32_t line)
     }
 }
 
-// The head is no neighbour: it has no key.
+// The head is not a neighbour: it has no key.
 static bool hasClash(const SkipList *h, const SkipNode *node)
 {
     const SkipNode *before = h->update[0];

@@ -7,8 +7,8 @@
 
 #include "common/base/exitpath.h"
 
-// Quicksort around a median of three, which changes over to heapsort where a range has been split
-// more often than a random input would make likely, and to insertion sort for short ranges.
+// Quicksort around a median of three, which changes to heapsort for a range that has been split
+// more often than is likely with random input, and to insertion sort for short ranges.
 
 static constexpr size_t STACK_BUFFER = 799; // largest element that is swapped through the stack
 static constexpr size_t SHORT_RANGE = 10;
@@ -23,7 +23,7 @@ struct Sort {
 
 static void swapElements(const Sort *sort, char *a, char *b)
 {
-    if (sort->size == sizeof(uint64_t)) { // what vec_sort() asks for
+    if (sort->size == sizeof(uint64_t)) { // as vec_sort() asks
         uint64_t left;
         uint64_t right;
         std::memcpy(&left, a, sizeof left);
@@ -100,7 +100,7 @@ static size_t partition(const Sort *sort, char *base, size_t count)
             break;
         swapElements(sort, base + low++ * size, base + high-- * size);
     }
-    // What lies before `split` is not above the pivot; an element that both scans stopped at is
+    // Elements before `split` are not above the pivot; an element at which both scans stopped is
     // equal to it.
     const size_t split = low > high ? high : low;
     swapElements(sort, base, base + split * size);
@@ -118,7 +118,7 @@ static void sortRange(const Sort *sort, char *base, size_t count, unsigned split
         const size_t split = partition(sort, base, count);
         const size_t above = count - split - 1;
         char *upper = base + (split + 1) * sort->size;
-        // The smaller side recurses, so that the depth stays logarithmic.
+        // Recurses into the smaller side, so that the depth stays logarithmic.
         if (split < above) {
             sortRange(sort, base, split, splits_left);
             base = upper;

@@ -36,7 +36,7 @@ void cache_setLimit(uint32_t count)
     s_limit = count;
 }
 
-// A copy that lives to the end of the run. Packing spares an allocation a text.
+// A copy that lives to the end of the run. Packing saves an allocation per text.
 static char *packedCopy(const char *text, size_t length)
 {
     const size_t need = length + 1;
@@ -97,7 +97,7 @@ static void replaceBuffer(size_t wanted)
     s_bufferSize = size;
 }
 
-// The buffer with room for a text of `length` and its end.
+// The buffer, with room for a text of `length` and its terminator.
 static char *scratch(size_t length)
 {
     const size_t need = length + 1;
@@ -161,7 +161,7 @@ const char *cache_vsprintf(const char *format, va_list values)
     va_end(again);
     if (length < 0 || static_cast<size_t>(length) >= s_bufferSize)
         formatFailed();
-    // Measured again: a "%c" may have written the text's end early.
+    // Measured again: a "%c" may have written a NUL that ends the text early.
     return intern(s_buffer, std::strlen(s_buffer), nullptr);
 }
 
@@ -206,7 +206,7 @@ const char *cache_sprintfTabs(const char *format, ...)
 // ---- Escaping and folding ---------------------------------------------------------------------
 
 namespace {
-// A set of characters; the terminator belongs to none.
+// A set of characters; the terminator is never in it.
 struct CharacterSet {
     uint32_t bits[8];
 };
@@ -269,8 +269,8 @@ const char *cache_quote(const char *text)
     return internScratch(to);
 }
 
-// Interns `text` with every character from `first` to `last` moved by `offset`: the ASCII letters
-// alone, whatever the locale.
+// Interns `text` with every character from `first` to `last` moved by `offset`. Only ASCII letters
+// are folded, whatever the locale.
 static const char *fold(const char *text, char first, char last, int offset)
 {
     char *to = scratch(std::strlen(text));

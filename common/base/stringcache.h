@@ -20,8 +20,8 @@ struct Vector;
 // interning off: every builder then returns a fresh heap copy that nobody frees.
 void cache_setSize(uint32_t buckets);
 
-// The limit on the strings remembered (0: none). With a limit L the table takes L + 1 strings;
-// later texts come back as heap copies that are not remembered.
+// The limit on the number of remembered strings (0: none). With a limit L the table takes L + 1
+// strings; later texts come back as heap copies that are not remembered.
 void cache_setLimit(uint32_t count);
 
 // The interned copy of `text` (or null).
@@ -31,7 +31,7 @@ const char *cache_string(const char *text);
 // frees it when an equal text is already there. Returns the interned pointer.
 const char *cache_adopt(char *text);
 
-// The interned copy of the first `length` bytes of `text`, or of all when it ends before.
+// The interned copy of the first `length` bytes of `text`, or of all of it when it is shorter.
 const char *cache_substring(const char *text, size_t length);
 
 // The formatted text, of any length.
@@ -69,9 +69,9 @@ const char *cache_trim(const char *text);
 const char *cache_trimLineEnd(const char *text);
 const char *cache_separators(const char *text, char separator);
 
-// `name` with the text behind its last "." replaced by `suffix`; with ".suffix" added (a suffix
-// that begins with "." keeps one dot); and without the text from its last "." on, unless a "/"
-// follows that dot.
+// `name` with the text after its last "." replaced by `suffix`; with ".suffix" added (a suffix that
+// begins with "." keeps one dot); and without the text from its last "." on, unless a "/" follows
+// that dot.
 const char *cache_replaceSuffix(const char *name, const char *suffix);
 const char *cache_addSuffix(const char *name, const char *suffix);
 const char *cache_stripSuffix(const char *name);

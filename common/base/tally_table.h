@@ -10,12 +10,12 @@
 // its entries and not its keys.
 //
 // The top list is ordered by falling count when an add sorts it. An add that only puts a key into
-// its last place, instead of the key with the lowest count there, does not sort: until the next add
-// that does, the last count may be higher than the one in front of it. A longer list makes every
-// add of a key in it dearer.
+// its last place, instead of the key with the lowest count there, does not sort. Until the next add
+// that does, the last count may be higher than the one before it. The longer the list, the more an
+// add of a key in it costs.
 //
 // Null tables and wrong arguments are checked as gDebugAssertMode says (see qzdebug.h), which may
-// end the run; where it does not, each function says what it does then.
+// end the run; each function says what it does where it does not.
 #ifndef COMMON_BASE_TALLY_TABLE_H
 #define COMMON_BASE_TALLY_TABLE_H
 
@@ -37,9 +37,9 @@ using TallyTieBreak = int (*)(const TallyEntry *a, const TallyEntry *b);
 
 struct TallyTable {
     HashTable *table;        // key to entry
-    uint32_t top_list_size;  // most entries of the top list
+    uint32_t top_list_size;  // the most entries the top list holds
     Vector *top;             // TallyEntry; the top list
-    TallyTieBreak tie_break; // or null: equal counts come in any order
+    TallyTieBreak tie_break; // null: equal counts come in any order
 };
 
 // Creates an empty table, owned by the caller. The number of buckets and the size of the top list
@@ -57,7 +57,7 @@ uint32_t tally_add(TallyTable *t, const void *key);
 // table is null.
 const void *tally_top(const TallyTable *t);
 
-// The top list of TallyEntry, owned by the table and good until the table is cleared or destroyed;
+// The top list of TallyEntry, owned by the table and valid until the table is cleared or destroyed;
 // null for a null table, which is not checked.
 Vector *tally_topList(const TallyTable *t);
 

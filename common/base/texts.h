@@ -1,4 +1,4 @@
-// Small questions about texts.
+// Small tests on texts.
 #ifndef COMMON_BASE_TEXTS_H
 #define COMMON_BASE_TEXTS_H
 
@@ -10,7 +10,7 @@ inline bool text_hasPrefix(const char *text, const char *prefix)
     return std::strncmp(text, prefix, std::strlen(prefix)) == 0;
 }
 
-// Whether it begins with one of `prefixes`, a list that a null ends.
+// Whether it begins with one of `prefixes`, a null-terminated list.
 inline bool text_hasAnyPrefix(const char *text, const char *const *prefixes)
 {
     for (; *prefixes != nullptr; ++prefixes)

@@ -16,7 +16,7 @@ static constexpr uint32_t ITERATORS_KEPT = 8192;
 static Freecache *s_iterators; // created with the first vector; lives to the end of the run
 static uint32_t s_nextSerial;
 
-// A vector without a record counts as alive: nobody can tell.
+// Only a recorded vector knows whether it has been destroyed; any other is taken to be alive.
 static bool is_alive(const Vector *p)
 {
     return p->debug == nullptr || (p->debug->flags & VECTOR_ALIVE) != 0;
@@ -85,7 +85,7 @@ void vec_destroy(Vector *p)
 
 // ---- Growth -----------------------------------------------------------------------------------
 
-// The capacity that holds index `need`. Above 32 bits it is the allocation that fails.
+// The capacity that holds index `need`. A result above 32 bits makes the allocation fail.
 static uint64_t grownCapacity(const Vector *p, uint32_t need)
 {
     if (p->capacity == 0 && need < p->initial_capacity)
@@ -109,7 +109,7 @@ static uint64_t grownCapacity(const Vector *p, uint32_t need)
     }
 }
 
-// Makes room for index `n` and for one element more.
+// Makes room for index `n` and one more element.
 static void ensureCapacity(Vector *p, uint32_t n)
 {
     const uint32_t need = p->count > n ? p->count : n;
@@ -146,7 +146,7 @@ uint32_t vec_addNotPresent(Vector *p, const void *element)
     return index >= 0 ? static_cast<uint32_t>(index) : vec_add(p, element);
 }
 
-// Adds what `n` holds now, so that a vector may be added to itself.
+// Adds only what `n` holds at the start, so that a vector may be added to itself.
 static uint32_t addAll(Vector *p, Vector *n, uint32_t (*add)(Vector *, const void *))
 {
     const uint32_t count = n->count;

@@ -28,14 +28,14 @@ struct VectorIterator {
 
 struct Vector;
 
-// What is remembered of a vector created while recording is on; lives to the end of the run.
+// The record of a vector created while recording is on; it lives to the end of the run.
 struct VectorDebugRecord {
     const Vector *vector; // for printing only: dangles once the vector is destroyed
     uint32_t flags;       // bit 0: the vector is alive
     const char *file;     // where it was created
-    uint32_t line;        //
-    uint32_t capacity;    // slots allocated now
-    uint32_t max_count;   // largest count ever reached
+    uint32_t line;
+    uint32_t capacity;  // slots allocated now
+    uint32_t max_count; // largest count ever reached
 };
 
 struct Vector {
@@ -68,11 +68,11 @@ uint32_t vec_add(Vector *p, const void *element);
 // Returns the index of the first slot holding this very pointer, appending it when there is none.
 uint32_t vec_addNotPresent(Vector *p, const void *element);
 
-// Appends every element of `n` (or each that is not present yet) in order; returns n's count.
+// Appends every element of `n` (or each one not yet present) in order; returns n's count.
 uint32_t vec_addAll(Vector *p, Vector *n);
 uint32_t vec_addAllNotPresent(Vector *p, Vector *n);
 
-// Inserts at `index`, or at the end when the index lies beyond it.
+// Inserts at `index`, or at the end when `index` is beyond it.
 void vec_insert(Vector *p, const void *element, uint32_t index);
 
 // Moves the element at `from` to position `to` (which may lie beyond the count; the two must
@@ -80,9 +80,9 @@ void vec_insert(Vector *p, const void *element, uint32_t index);
 // iterators are not adjusted.
 void vec_move(Vector *p, uint32_t from, uint32_t to);
 
-// Stores at `index`, growing the count to index + 1 when needed. The slots that this skips keep
-// what they hold: null where nothing was stored or it was removed, the old elements after
-// vec_removeAll(). Open iterators are not adjusted.
+// Stores at `index`, growing the count to index + 1 when needed. The slots skipped keep their
+// content: null where nothing was stored or it was removed, the old elements after vec_removeAll().
+// Open iterators are not adjusted.
 void vec_setAt(Vector *p, const void *element, uint32_t index);
 
 // Removes the first equal element, or the one at `index`; 1 when removed, 0 when there is none.
@@ -90,10 +90,10 @@ void vec_setAt(Vector *p, const void *element, uint32_t index);
 int vec_remove(Vector *p, const void *element);
 int vec_removeAt(Vector *p, uint32_t index);
 
-// Empties the vector and keeps its storage with what is in it: see vec_setAt().
+// Empties the vector but keeps its storage and what is in it: see vec_setAt().
 void vec_removeAll(Vector *p);
 
-// The element at `index`, or null when the index lies beyond the end.
+// The element at `index`, or null when `index` is beyond the end.
 void *vec_elementAt(const Vector *p, uint32_t index);
 
 // The first index of this very pointer, or -1.
@@ -109,19 +109,19 @@ void *vec_pop(Vector *p);
 // Sorts the slots in place; not stable. The comparison must not be null.
 void vec_sort(Vector *p, VectorCompare compare);
 
-// The iteration primitives under vec_each(). Each start (or first) pushes an iterator that a
-// vec_iterDone(p, 0) pops. A null vector iterates as an empty one.
+// The iteration primitives below vec_each(). vec_iterStart() and vec_iterFirst() push an iterator,
+// which vec_iterDone(p, 0) pops. A null vector iterates like an empty one.
 //
-// vec_iterStart() stands on the first element; vec_iterFirst() returns it (null when there is none)
-// and stands on the second. vec_iterLook() and vec_iterNext() give the element that the top
-// iterator stands on, null at the end; the latter goes on. vec_iterDone() returns `more`. All but
+// vec_iterStart() begins at the first element; vec_iterFirst() returns it (null when there is none)
+// and moves on to the second. vec_iterLook() and vec_iterNext() return the element at which the top
+// iterator is, null at the end; the latter also moves on. vec_iterDone() returns `more`. All but
 // the two that push an iterator need an open one.
 void vec_iterStart(Vector *p);
 void *vec_iterFirst(Vector *p);
 void *vec_iterLook(Vector *p);
 int vec_iterDone(Vector *p, int more);
 
-// The two that run once an element are compiled into the loop.
+// These two run once per element, so they are inline.
 inline void *vec_iterNext(Vector *p)
 {
     if (p == nullptr)
