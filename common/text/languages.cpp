@@ -7,7 +7,7 @@
 
 static const struct Language {
     LanguageCode code;
-    const char *names;        // what it is called, in one language and another
+    const char *names;        // its names in different languages
     const char *abbreviation; // in the name of a message file
 } languages[] = {
     {LANGUAGE_GERMAN, "German;Deutsch", "de"},

@@ -20,7 +20,7 @@ void lines_start(LineReader *reader, FILE *stream)
     reader->stream = stream;
 }
 
-// Makes room for more input behind what is left of the buffer's content, and for a final NUL.
+// Makes room for more input after the remaining content of the buffer, and for a final NUL.
 static void makeRoom(LineReader *reader)
 {
     if (reader->start != 0) {
@@ -47,8 +47,8 @@ static void readMore(LineReader *reader)
     }
 }
 
-// Takes the `length` characters of the next line out of the buffer; `skipped` more go with them.
-// Null when there are too many.
+// Takes the `length` characters of the next line out of the buffer and drops `skipped` more. Null
+// when the line is too long.
 static const char *takeLine(LineReader *reader, size_t length, size_t skipped)
 {
     reader->failed = length > LINE_LIMIT;

@@ -7,26 +7,26 @@
 //     if (!lines_finish(&reader)) ...          // it ended early
 //
 // A line is everything up to a line feed or the end of the input; the line feed is taken off, a
-// carriage return is kept. A NUL inside a line ends the text of that line for the caller. A null
-// reader or stream is a broken contract and ends the run.
+// carriage return is kept. A NUL inside a line ends its text for the caller. A null reader or
+// stream is a broken contract and ends the run.
 #ifndef COMMON_TEXT_LINE_READER_H
 #define COMMON_TEXT_LINE_READER_H
 
 #include <cstddef>
 #include <cstdio>
 
-// The longest line in characters: far beyond any real one, and a bound on the memory that a file
-// without line ends can take.
+// The longest line in characters: far longer than any real one, and a bound on the memory that a
+// file without line ends can take.
 inline constexpr size_t LINE_LIMIT = 16U << 20;
 
 struct LineReader {
-    FILE *stream;    // the caller's; read ahead of the lines given out
+    FILE *stream;    // the caller's; it is read further than the lines given out
     char *buffer;    // owned, or null
     size_t capacity; // of `buffer`
     size_t start;    // where the next line begins in `buffer`
     size_t end;      // of what has been read
-    size_t length;   // of the line given out last, with what stands behind a NUL in it
-    bool ended;      // there is nothing more to be read
+    size_t length;   // of the last line given out, including anything after a NUL
+    bool ended;      // the input is read to its end
     bool failed;     // a line beyond the limit, or an error of the stream
 };
 

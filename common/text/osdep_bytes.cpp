@@ -4,8 +4,8 @@
 #include "common/base/exitpath.h"
 #include "common/trace/qzdebug.h"
 
-// Metadata files hold millions of these fields and the program has one thread, so the stream's lock
-// is passed by where the library lets it.
+// Metadata files hold millions of these fields and the program has one thread, so the stream is
+// read without its lock where the library allows that.
 #ifdef __GLIBC__
 static size_t readItem(FILE *f, uint8_t *bytes, size_t width)
 {

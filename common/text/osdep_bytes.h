@@ -11,7 +11,7 @@
 //
 // A null stream or value is a broken contract, whose report names the function. The little-endian
 // and 8-bit readers and every writer return the number of items moved (1 or 0). After a failed
-// big-endian read the value is unspecified and the stream's state tells.
+// big-endian read the value is unspecified; the stream's state shows the failure.
 
 size_t osdep_readU8(FILE *f, uint8_t *val);
 size_t osdep_readLEU16(FILE *f, uint16_t *val);
@@ -29,7 +29,7 @@ size_t osdep_writeBEU16(FILE *f, uint16_t val);
 size_t osdep_writeBEU32(FILE *f, uint32_t val);
 size_t osdep_writeBEU64(FILE *f, uint64_t val);
 
-// The number that stands at `bytes` in memory, the little end first.
+// The little-endian number at `bytes` in memory.
 inline uint16_t osdep_getLEU16(const uint8_t *bytes)
 {
     return static_cast<uint16_t>(bytes[0] | bytes[1] << 8);

@@ -38,9 +38,9 @@ char *osdep_pathJoinFor(uint32_t flags, const char *dir, const char *name)
 
 // ---- Normalising ------------------------------------------------------------------------------
 //
-// Components are copied one by one to a result that ends, between two of them, behind a slash (or
-// is empty). Only a "." or ".." with a slash on either side is resolved: one that opens or ends the
-// path is an ordinary component.
+// Components are copied one by one to the result, which between two of them is empty or ends with a
+// slash. Only a "." or ".." with a slash on either side is resolved: at the start or end of the
+// path it is an ordinary component.
 
 namespace {
 struct NormalPath {
@@ -60,8 +60,8 @@ static void append(NormalPath *path, const char *text, size_t length)
     path->length += length;
 }
 
-// Takes the last component off; where there is none to take, a relative path climbs with "..",
-// which has to stay, and an absolute one is at its top already.
+// Removes the last component. Where there is none to remove, a relative path gets a "..", which
+// stays, and an absolute path is already at its root.
 static void climb(NormalPath *path)
 {
     if (path->length == 0) {
@@ -109,8 +109,8 @@ static void dropLastSlash(NormalPath *path)
 static char *normalise(const char *source)
 {
     const size_t source_length = std::strlen(source);
-    // The result is at most as long as the source, but for "." in place of nothing and the one "./"
-    // that becomes "../".
+    // The result is at most as long as the source, except that an empty result becomes "." and one
+    // "./" can become "../".
     NormalPath path = {static_cast<char *>(xmalloc_must(uint64_t{source_length} + 4)), 0};
     if (*source == '/')
         append(&path, "/", 1);
@@ -163,7 +163,7 @@ char *osdep_baseNameCopy(const char *path)
     return TRACE_RETURN("\"%s\"", copy);
 }
 
-// The base name up to its last dot, and `kept` characters of that.
+// The base name up to its last dot, and `kept` more characters.
 static char *stem(const char *path, size_t kept)
 {
     const char *base = baseName(path);

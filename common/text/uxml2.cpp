@@ -11,7 +11,8 @@
 #include "common/base/vector.h"
 #include "common/trace/qzdebug.h"
 
-// What a small block has room for, so that the first growth costs no more than one slot would.
+// As many slots as the smallest heap block has room for: the first allocation costs no more than
+// one slot would.
 static constexpr uint32_t FIRST_SLOTS = 3;
 
 static constexpr size_t BLOCK_SIZE = 65536;
@@ -22,13 +23,13 @@ struct UxmlAttribute {
     const char *value;
 };
 
-// The name follows the record. Most elements lack children, attributes or text, so that each comes
-// into being when it is first needed.
+// The name follows the record. Most elements lack children, attributes or text, so each of these is
+// created when it is first needed.
 struct UxmlNode {
     char *text;                   // null: empty
     mutable Vector *children;     // null until there is one or the vector is asked for
     mutable Vector *attributes;   // the same
-    mutable const UxmlNode *link; // of a walk: the parent, or what is to be freed next
+    mutable const UxmlNode *link; // during a walk: the parent, or the next element to be freed
 };
 
 static char *nameOf(UxmlNode *node)
@@ -72,7 +73,7 @@ static void freeOne(const UxmlNode *node)
     free(const_cast<UxmlNode *>(node));
 }
 
-// What is still to be freed hangs together by its links, so that the depth costs no stack.
+// The elements still to be freed are chained by their links, so that the depth costs no stack.
 void uxml_node_free(UxmlNode *node)
 {
     TRACE_ENTER("node=%p", static_cast<void *>(node));
@@ -173,7 +174,7 @@ void uxml_add_attr(UxmlNode *node, const char *name, const char *value)
 // ---- Output -----------------------------------------------------------------------------------
 
 namespace {
-// What goes to the stream, collected into blocks.
+// The output to the stream, collected into blocks.
 struct Output {
     FILE *stream;
     size_t used;

@@ -30,23 +30,23 @@ struct UxmlAttribute; // a name and a value
 struct UxmlNode;      // an element
 struct Vector;
 
-// Reads a document and returns its root element, owned by the caller, or null for everything that
-// is not a document of the dialect: nothing is reported. The stream is read in blocks, so where it
-// stands afterwards is not defined; what follows the root element is not looked at.
+// Reads a document and returns its root element, owned by the caller, or null for anything that is
+// not a document of the dialect; nothing is reported. The stream is read in blocks, so its position
+// afterwards is not defined. Anything after the root element is ignored.
 //
 // Nothing read is trusted: memory and time grow with the size of the input and with nothing else,
-// at whatever depth. A zero byte behind the first line and outside of a comment ends the input, as
-// does a read error. A name, a value or the texts that are open at one time may take up to 1 GiB;
-// more makes the document unreadable.
+// at whatever depth. A zero byte after the first line and outside a comment ends the input, as does
+// a read error. A name, a value, or the texts of all open elements together may take up to 1 GiB; a
+// document with more is unreadable.
 UxmlNode *uxml_read(FILE *stream);
 
 // Writes the document whose root element is `root`, and flushes the stream so that a full disk is
-// noticed here. False as soon as a write fails. The tree is not changed, but one tree must not be
-// written by two calls at a time.
+// noticed here. False as soon as a write fails. The tree is not changed, but two calls must not
+// write one tree at the same time.
 //
-// Everything is written as it stands. It can be read again, to an equal tree, when every name could
-// come from a file (docs/xml-files.md), no text begins or ends with white space, and every element
-// has an attribute, a child or a text.
+// Everything is written as is, without escapes. It can be read back to an equal tree when every
+// name could come from a file (docs/xml-files.md), no text begins or ends with white space, and
+// every element has an attribute, a child or a text.
 bool uxml_write(FILE *stream, const UxmlNode *root);
 
 // Returns an element with a copy of this name, without text, attributes and children; owned by the
@@ -77,7 +77,8 @@ void uxml_set_text(UxmlNode *node, const char *text);
 // Appends an element that has no parent yet; `node` owns it from now on.
 void uxml_add_child(UxmlNode *node, UxmlNode *child);
 
-// Appends an attribute with copies of both strings. A name may stand there more than once.
+// Appends an attribute with copies of both strings. An element may have several attributes of one
+// name.
 void uxml_add_attr(UxmlNode *node, const char *name, const char *value);
 
 #endif

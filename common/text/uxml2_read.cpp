@@ -1,7 +1,7 @@
 #define MODULE "common/uxml2"
 
 // Reading. The input is one run of characters in which comments are invisible; names, values and
-// texts are collected from it up to a character that ends them. Open elements stand on a vector,
+// texts are collected from it up to a character that ends them. Open elements are kept in a vector,
 // not on the stack.
 
 #include "common/text/uxml2.h"
@@ -17,12 +17,12 @@
 
 static constexpr size_t BLOCK_SIZE = 65536;
 static constexpr size_t LINE_SIZE = 255;                    // of the first line
-static constexpr size_t ENTITY_SIZE = 10;                   // characters behind the '&'
+static constexpr size_t ENTITY_SIZE = 10;                   // characters after the '&'
 static constexpr size_t FIRST_SIZE = 256;                   // of a buffer
 static constexpr size_t LIMIT = size_t{1} << 30;            // of a buffer
-static constexpr char DECLARATION[] = "<?xml version=\"1."; // what a document begins with
+static constexpr char DECLARATION[] = "<?xml version=\"1."; // a document begins with this
 
-static constexpr int END = -1; // in place of a character: the input is over
+static constexpr int END = -1; // returned in place of a character: the input has ended
 
 // ---- Classes of characters --------------------------------------------------------------------
 
@@ -33,7 +33,7 @@ enum : uint8_t {
     ENDS_TEXT = 4,
     ENDS_SINGLE = 8,  // a value in single quotes
     ENDS_DOUBLE = 16, // and one in double quotes
-    PAUSES = 32,      // is looked at more closely wherever it stands
+    PAUSES = 32,      // needs a closer look anywhere
 };
 } // namespace
 
@@ -90,10 +90,10 @@ static bool isOf(int c, uint8_t wanted)
 namespace {
 struct Input {
     FILE *stream;
-    bool ended;                          // nothing is left in the stream
+    bool ended;                          // the stream has been read to its end
     const unsigned char *at;             // the next character
-    const unsigned char *end;            // where a zero byte stands behind the characters
-    unsigned char block[BLOCK_SIZE + 1]; // what was read last
+    const unsigned char *end;            // after the last character; a zero byte is there
+    unsigned char block[BLOCK_SIZE + 1]; // the input read last
 };
 } // namespace
 
@@ -105,14 +105,14 @@ static void inputOpen(Input *in, FILE *stream)
     in->block[0] = '\0';
 }
 
-// Leaves nothing to be read.
+// Discards the rest of the input.
 static void inputEnd(Input *in)
 {
     in->ended = true;
     in->at = in->end;
 }
 
-// Reads more behind what is left of the block, which is far less than all of it.
+// Reads more after the rest of the block, which is far smaller than the block.
 static bool refill(Input *in)
 {
     if (in->ended)
@@ -141,7 +141,7 @@ static bool atComment(Input *in)
     return atLeast(in, 4) && memcmp(in->at, "<!--", 4) == 0;
 }
 
-// False when the input is over before the comment is.
+// False when the input ends before the comment does.
 static bool skipComment(Input *in)
 {
     in->at += 4;
@@ -170,7 +170,7 @@ static int lookCloser(Input *in)
     return END;
 }
 
-// The next character that is not part of a comment, as it stands; END when there is none.
+// The next character that is not part of a comment, not decoded; END when there is none.
 static int look(Input *in)
 {
     const unsigned char c = *in->at;
@@ -206,7 +206,7 @@ static int entityCharacter(const char *name, size_t length)
     return '~';
 }
 
-// Consumes the entity that begins with the next character. END when the input is over before it is.
+// Consumes the entity that begins with the next character. END when the input ends first.
 static int decodeEntity(Input *in)
 {
     char name[ENTITY_SIZE];
@@ -270,7 +270,7 @@ static const unsigned char *runEnd(const unsigned char *at, uint8_t stops)
 }
 
 // Consumes the characters before the next one that is of the class `ends`, or before the end of the
-// input, and adds what they stand for. What does not fit into memory ends the input.
+// input, and adds them, decoded. Running out of memory ends the input.
 static void collect(Input *in, Buffer *buffer, uint8_t ends)
 {
     for (;;) {
@@ -296,14 +296,15 @@ static void collect(Input *in, Buffer *buffer, uint8_t ends)
 namespace {
 struct Reader {
     UxmlNode *root; // once it is complete
-    Vector *open;   // the elements that are not complete, outermost first, each owned here
-    Buffer token;   // the name, or name and value, that is being read
-    Buffer text;    // the texts of the open elements, outermost first, each behind a zero byte
+    Vector *open;   // the incomplete elements, outermost first, owned by this vector
+    Buffer token;   // the name, or name and value, being read
+    Buffer text;    // the texts of the open elements, outermost first, each after a zero byte
     Input in;
 };
 } // namespace
 
-// Reads a name behind white space and adds it to the token with its zero byte. No name is empty.
+// Reads a name after white space and adds it to the token with its zero byte. A name must not be
+// empty.
 static bool readName(Reader *reader)
 {
     skipWhite(&reader->in);
@@ -312,7 +313,7 @@ static bool readName(Reader *reader)
     return reader->token.size != start && bufferAddOne(&reader->token, '\0');
 }
 
-// The value behind a '='. The end of the input ends it, too; what follows then fails.
+// Reads the value after a '='. The end of the input ends it as well; the next read then fails.
 static bool readValue(Reader *reader)
 {
     const int quote = look(&reader->in);
@@ -351,12 +352,12 @@ static Tag readAttributes(Reader *reader, UxmlNode *node)
             return accept(&reader->in, '>') ? TAG_EMPTY : TAG_BROKEN;
         if (accept(&reader->in, '>'))
             return TAG_OPEN;
-        if (!readAttribute(reader, node)) // there is no name at the end of the input, either
+        if (!readAttribute(reader, node)) // fails at the end of the input, too
             return TAG_BROKEN;
     }
 }
 
-// The innermost open element is complete: gives it to the one around it.
+// The innermost open element is complete: adds it to its parent.
 static void closeElement(Reader *reader)
 {
     UxmlNode *node = static_cast<UxmlNode *>(vec_pop(reader->open));
@@ -367,7 +368,7 @@ static void closeElement(Reader *reader)
         reader->root = node;
 }
 
-// Reads an opening tag behind its '<'.
+// Reads an opening tag after its '<'.
 static bool readOpeningTag(Reader *reader)
 {
     reader->token.size = 0;
@@ -381,8 +382,8 @@ static bool readOpeningTag(Reader *reader)
     return tag == TAG_EMPTY || (tag == TAG_OPEN && bufferAddOne(&reader->text, '\0'));
 }
 
-// Takes the text of the innermost open element off the buffer and stores it without the white space
-// around it.
+// Moves the text of the innermost open element from the buffer to the element, without the white
+// space around it.
 static bool storeText(Buffer *text, UxmlNode *node)
 {
     size_t end = text->size;
@@ -399,7 +400,7 @@ static bool storeText(Buffer *text, UxmlNode *node)
     return true;
 }
 
-// Reads a closing tag behind its "</".
+// Reads a closing tag after its "</".
 static bool readClosingTag(Reader *reader)
 {
     UxmlNode *node = static_cast<UxmlNode *>(vec_top(reader->open));
@@ -411,8 +412,8 @@ static bool readClosingTag(Reader *reader)
     return true;
 }
 
-// Reads text up to the next tag, and that tag. White space that a text begins with is not kept in
-// the first place, so that the blanks between elements are not collected.
+// Reads text up to the next tag, and that tag. Leading white space is never stored, so that the
+// blanks between elements are not collected.
 static bool readContent(Reader *reader)
 {
     if (reader->text.data[reader->text.size - 1] == '\0')
