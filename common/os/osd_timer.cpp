@@ -40,10 +40,10 @@ void osd_timer_stop(OsdTimer *timer)
     }
 }
 
-// The time between two readings of a clock, in units of which a second has `perSecond`; `divisor`
-// turns the clock's fractions into them. The fractions are divided on their own, so that an
-// interval across the turn of a second may read as one unit more. A clock that was set back in
-// between gives an interval beyond any real one.
+// The time between two readings of a clock, in units of 1/`perSecond` seconds; `divisor` converts
+// the clock's fractions to these units. Each fraction is divided on its own, so an interval across
+// the turn of a second may read as one unit more. A clock that was set back in between gives an
+// absurdly long interval.
 static uint64_t difference(const OsdepTime *start, const OsdepTime *stop, uint64_t perSecond,
                            int64_t divisor)
 {

@@ -1,5 +1,5 @@
-// osd_timer: how long something took, by the wall clock, or by the process's own time where the
-// wall clock shows no millisecond.
+// osd_timer: measures how long something took, by the wall clock, or by the processor time when the
+// wall clock shows less than a millisecond.
 //
 //     OsdTimer *timer = osd_timer_new();
 //     osd_timer_start(timer);
@@ -7,7 +7,7 @@
 //     osd_timer_stop(timer);
 //     printf("%s seconds\n", osd_timer_elapsedString(timer));
 //
-// A null timer is ignored and reads as not started.
+// A null timer is ignored and counts as not started.
 #ifndef COMMON_OS_OSD_TIMER_H
 #define COMMON_OS_OSD_TIMER_H
 
@@ -30,11 +30,11 @@ OsdTimer *osd_timer_new();
 // Starts the timer, forgetting what it held.
 void osd_timer_start(OsdTimer *timer);
 
-// Stops a started timer; otherwise only traces.
+// Stops the timer; on one that was not started it only traces.
 void osd_timer_stop(OsdTimer *timer);
 
-// The seconds between start and stop, in steps of a millisecond, or, below one, of a nanosecond of
-// processor time. 0 for a timer that has not run; beyond any real time when the wall clock was set
+// The seconds between start and stop, to the millisecond; below one millisecond, the processor time
+// to the nanosecond. 0 for a timer that has not run; absurdly large when the wall clock was set
 // back in between.
 long double osd_timer_elapsed(const OsdTimer *timer);
 

@@ -41,11 +41,11 @@ char *osdep_absolutePath(const char *path)
     return TRACE_RETURN("\"%s\"", absolutePath(path));
 }
 
-// The part of `path` that lies below `dir`; null when it lies elsewhere.
+// The part of `path` below `dir`; null when `path` is not below it.
 static const char *below(const char *path, const char *dir)
 {
     size_t length = std::strlen(dir);
-    if (length == 1) // the root: its slash is the one in front of the name
+    if (length == 1) // the root: its slash is the one before the name
         length = 0;
     if (std::strncmp(path, dir, length) != 0)
         return nullptr;

@@ -1,5 +1,5 @@
-// Questions about the host and its clocks, and the environment. Strings that a function returns are
-// new and the caller's to free() unless it says otherwise.
+// The host, its clocks, and the environment. Strings that a function returns are new and the
+// caller's to free() unless it says otherwise.
 #ifndef COMMON_OS_OSDEP_HOST_H
 #define COMMON_OS_OSDEP_HOST_H
 
@@ -16,8 +16,8 @@ uint32_t osdep_osFlags();
 // The longest command line, in characters, that the host accepts.
 size_t osdep_maxCommandLine();
 
-// The number of processors, at least 1. With the hint asked for, a build server's advertised
-// capability ("bamboo_capability_Cores") wins when it is a non-zero number.
+// The number of processors, at least 1. With the hint, a build server's advertised capability
+// ("bamboo_capability_Cores") takes precedence when it is a non-zero number.
 int osdep_numCores(int useBuildServerHint);
 
 // The host's name; "localhost" when it cannot be read.
@@ -26,7 +26,7 @@ char *osdep_hostName();
 // The path of the running executable, or null.
 char *osdep_exePath();
 
-// The current directory; null when it cannot be told or is longer than 20,479 characters.
+// The current directory; null when it is unknown or longer than 20,479 characters.
 char *osdep_cwd();
 
 // Sets an environment variable for this process and its children; a null value counts as empty. 0

@@ -27,9 +27,9 @@
 
 namespace {
 struct HostInfo {
-    bool known;      // the rest is filled in
-    int error;       // of the failed inquiry, or 0
-    utsname names;   //
+    bool known; // the rest is filled in
+    int error;  // of the failed call, or 0
+    utsname names;
     char text[1024]; // empty until it is asked for
 };
 } // namespace
@@ -161,7 +161,7 @@ int osdep_inputIsTerminal()
     return TRACE_RETURN("%d", isatty(STDIN_FILENO));
 }
 
-// Asks the descriptor, which still knows when the failed write and its errno are long past.
+// Asks the descriptor: it still tells long after the failed write and its errno are gone.
 int osdep_outputIsAbandoned()
 {
     TRACE_ENTER();
@@ -178,7 +178,7 @@ int osdep_writeAtEnd(FILE *stream)
     return TRACE_RETURN("%d", set ? 0 : -1);
 }
 
-// What the stream has read ahead belongs to the input that goes.
+// The data that the stream has read ahead belongs to the old input.
 static void discardInput()
 {
 #ifdef __GLIBC__
@@ -195,14 +195,15 @@ static bool isOpenDirectory(int descriptor)
     return fstat(descriptor, &info) != 0 || S_ISDIR(info.st_mode);
 }
 
-// Makes standard input the open file. A duplicate of the old one, or -1 with nothing changed.
+// Makes the open file standard input. Returns a duplicate of the old one, or -1 with nothing
+// changed.
 static int replaceInput(int opened)
 {
     TRACE_ENTER("opened=%d", opened);
     const int saved = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     if (saved < 0)
         return TRACE_RETURN("%d", -1);
-    std::fflush(stdin); // gives back what was read ahead, where that can be done
+    std::fflush(stdin); // returns the data read ahead to the input, where possible
     if (dup2(opened, STDIN_FILENO) < 0) {
         close(saved);
         return TRACE_RETURN("%d", -1);
@@ -214,7 +215,7 @@ static int replaceInput(int opened)
 int osdep_redirectInput(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
-    // Opened once only: a second look at a pipe would find it empty.
+    // Opened only once: a second open of a pipe would find it empty.
     const int opened = path == nullptr ? -1 : open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY);
     if (opened < 0)
         return TRACE_RETURN("%d", -1);
@@ -271,7 +272,7 @@ int osdep_isRegularFile(const char *path)
 int osdep_fileReadable(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
-    // Without O_NONBLOCK a named pipe that nobody writes to would hold us up.
+    // Without O_NONBLOCK, opening a named pipe without a writer would wait.
     const int opened =
         path == nullptr ? -1 : open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
     if (opened < 0)
@@ -290,13 +291,13 @@ int osdep_sameFile(const char *a, const char *b)
     return TRACE_RETURN("%d", left.st_dev == right.st_dev && left.st_ino == right.st_ino);
 }
 
-// Somebody else may create the same directory at the same moment, which is as good.
+// Another process may create the same directory at the same moment, which is just as good.
 static bool makeDirectory(const char *path)
 {
     return mkdir(path, 0777) == 0 || (errno == EEXIST && isDirectory(path));
 }
 
-// Creates what is missing in front of the last component. `path` is changed on the way and
+// Creates the missing directories above the last component. `path` is modified meanwhile and
 // restored.
 static bool makeParents(char *path)
 {
@@ -320,7 +321,7 @@ int osdep_mkdirs(const char *path)
     if (stat(path, &info) == 0)
         return TRACE_RETURN("%d", S_ISDIR(info.st_mode) ? 0 : 1);
     if (std::strlen(path) >= PATH_MAX)
-        return TRACE_RETURN("%d", 1); // no use in creating the part that fits
+        return TRACE_RETURN("%d", 1); // creating the part that fits would be of no use
     char *copy = xstrdup_must(path);
     int result = 1;
     if (makeParents(copy))

@@ -1,4 +1,4 @@
-// What the POSIX halves of osdep share; not for other modules.
+// Shared by the POSIX sources of osdep; not for other modules.
 #ifndef COMMON_OS_OSDEP_POSIX_H
 #define COMMON_OS_OSDEP_POSIX_H
 
@@ -8,31 +8,33 @@
 
 struct OsdepOpenDirectory;
 
-// What the system's ...at() functions take for an open directory, or for the current one (null).
+// The descriptor to pass to the system's ...at() functions for an open directory, or (null) for the
+// current one.
 int osdep_descriptorOf(const OsdepOpenDirectory *directory);
 
-// Holds the asynchronous signals that the crash handler answers back, and lets them in again: for
-// the moments in which the registry of temporary objects is being changed. `saved` takes the mask
-// as it was.
+// Blocks the asynchronous signals that the crash handler handles, and unblocks them again: for the
+// moments in which the registry of temporary objects is being changed. `saved` receives the old
+// mask.
 void osdep_holdSignals(sigset_t *saved);
 void osdep_releaseSignals(const sigset_t *saved);
 
-// The same with the signals of a crash, for the moments in which a child starts or is reaped. (Held
-// back, a crash of our own ends the process at once and leaves its temporary objects behind.)
+// The same including the signals of a crash, for the moments in which a child starts or is reaped.
+// (While they are blocked, a crash of this process ends it at once and leaves its temporary objects
+// in place.)
 void osdep_holdAllSignals(sigset_t *saved);
 
-// Names the child that is being waited for, or 0: a signal is handed on to it before it ends the
-// run. To be changed only while signals are held back, and while nothing else is half done.
+// Names the child that is being waited for, or 0: a signal is passed on to it before it ends the
+// run. To be changed only while signals are blocked and nothing else is half done.
 void osdep_setWaitedFor(pid_t child);
 
-// Installs the handler again where it has been installed.
+// Installs the handler again if it has been installed.
 void osdep_reinstallHandler();
 
-// The signals that are ignored here and that children are to have back at their default.
+// The signals that this process ignores and that are set back to their default in children.
 const sigset_t *osdep_signalsForChildren();
 
 // Makes the descriptor `to` a duplicate of `from`; and returns a duplicate that children do not
-// inherit, clear of the standard descriptors, or -1.
+// inherit and that is not a standard descriptor, or -1.
 bool osdep_redirect(int from, int to);
 int osdep_duplicate(int descriptor);
 
@@ -52,11 +54,11 @@ void osdep_removeReplacement(const char *name);
 // Whether a directory's entry is "." or "..".
 bool osdep_isSelfOrParent(const char *name);
 
-// What a symbolic link holds: a new string, or null when it is no link.
+// The target of a symbolic link: a new string, or null when it is not a link.
 char *osdep_readLink(const char *link);
 
-// What a signal handler that is about to exit may do about the temporary objects: removes them
-// (unless they are kept or another process's) and disowns them, without touching the heap.
+// For a signal handler that is about to exit: removes the temporary objects (unless they are kept
+// or belong to another process) and disowns them, without touching the heap.
 void osdep_removeTempFilesOnSignal();
 
 #endif

@@ -53,7 +53,7 @@ Vector *osdep_readDirectoryAt(const OsdepOpenDirectory *directory, const char *p
             vec_add(names, xstrdup_must(entry->d_name));
     const int error = errno;
     closedir(stream);
-    if (error != 0) { // some of the names would look like all of them
+    if (error != 0) { // an incomplete list would look like a complete one
         osdep_freeNames(names);
         names = nullptr;
     }
@@ -77,13 +77,13 @@ void osdep_freeNames(Vector *names)
 
 // ---- Open directories -------------------------------------------------------------------------
 
-// A system that cannot look names up in an open directory would keep the absolute path beside the
-// handle, and join: a handle there keeps the directory from being moved.
+// A system that cannot look up names in an open directory would store the absolute path next to the
+// handle, and join paths: there, an open handle keeps the directory from being moved.
 struct OsdepOpenDirectory {
     int descriptor;
 };
 
-// Without the right to read, which a directory may deny to who may access what is in it.
+// Opened without the right to read: a directory may be searchable and not readable.
 #if defined(O_SEARCH)
 static constexpr int FOR_SEARCH = O_SEARCH;
 #elif defined(O_PATH)
@@ -92,7 +92,8 @@ static constexpr int FOR_SEARCH = O_PATH;
 static constexpr int FOR_SEARCH = O_RDONLY;
 #endif
 
-// O_PATH asks for no right at all; what may not be searched would be found out name by name.
+// O_PATH needs no right at all, so a directory that may not be searched would fail only later, at
+// each name.
 static bool mayBeSearched(int descriptor)
 {
     struct stat info;

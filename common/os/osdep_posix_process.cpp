@@ -19,7 +19,7 @@
 #include "common/os/osdep_temp.h"
 #include "common/trace/qzdebug.h"
 
-// The status of a captured child that could not become its program.
+// The status of a captured child whose program could not be executed.
 static constexpr int EXEC_FAILED = 255;
 static constexpr uint32_t STATUS_BUCKETS = 5;
 
@@ -37,8 +37,9 @@ static HashTable *s_pipeStatus; // FILE * -> exit status of its command
 
 // ---- Running ----------------------------------------------------------------------------------
 
-// In a new child: becomes the program, or returns. Until then the handler of this process stays in
-// place, so that a terminal stop ends the child: stopped, it would stop the parent of a vfork, too.
+// In a new child: executes the program, or returns. Until then the handler of this process stays in
+// place, so that a terminal stop ends the child: a stopped child would block the parent of a vfork
+// as well.
 static void becomeProgram(const char *program, char *const *argv, const sigset_t *mask)
 {
     for (int number = 1; number < NSIG; ++number)
@@ -48,9 +49,9 @@ static void becomeProgram(const char *program, char *const *argv, const sigset_t
     execve(program, argv, environ);
 }
 
-// Starts a child without copying this process, which takes most of a fork's time: it runs in the
-// memory of this one, which waits, until it is the program. Returns its process number, or -1 with
-// errno set, also when it could not become the program.
+// Starts a child without copying this process, which takes most of a fork's time: until it executes
+// the program, it runs in the memory of this process, which waits. Returns its process number, or
+// -1 with errno set, also when the program could not be executed.
 [[gnu::noinline]] static pid_t vforkChild(const char *program, char *const *argv,
                                           const sigset_t *mask)
 {
@@ -69,7 +70,8 @@ static void becomeProgram(const char *program, char *const *argv, const sigset_t
     return -1;
 }
 
-// The same by way of a copy, in which the result is 0 when it could not become the program.
+// The same with a copy of this process. In the copy, the result is 0 when the program could not be
+// executed.
 static pid_t forkChild(const char *program, char *const *argv, const sigset_t *mask)
 {
     const pid_t child = fork();
@@ -79,17 +81,17 @@ static pid_t forkChild(const char *program, char *const *argv, const sigset_t *m
 }
 
 // Returns the child's process number; -1 when it could not be forked; and in the child itself 0
-// when it could not become the program.
-// A signal that comes when there is a child already, and before that is known here, is held back.
+// when the program could not be executed. A signal that arrives after the child exists, but before
+// its number is known here, is held back.
 static pid_t startChild(const char *program, char *const *argv)
 {
-    // A parent that ignores its children's ends hands that on to us, and the status would be lost.
+    // A parent that ignores SIGCHLD passes that on to this process, and the status would be lost.
     std::signal(SIGCHLD, SIG_DFL);
     sigset_t before;
     osdep_holdAllSignals(&before);
     pid_t child = vforkChild(program, argv, &before);
     const int error = child < 0 ? errno : 0;
-    if (child < 0) // the caller is owed a child that finds out for itself
+    if (child < 0) // the contract: the call returns in a child that finds the failure itself
         child = forkChild(program, argv, &before);
     if (child == 0)
         return 0;
@@ -107,8 +109,8 @@ static void reportSignal(const char *program, int status)
                  WCOREDUMP(status) ? "- Core dumped" : "");
 }
 
-// Waits for the end of a child. It is not reaped yet: while a signal could be handed on to it, its
-// number must not become another process's.
+// Waits for the end of a child without reaping it: while a signal could be passed on to it, its
+// number must not be reused for another process.
 static bool waitForEnd(pid_t child)
 {
     siginfo_t info;
@@ -128,7 +130,7 @@ static pid_t reap(pid_t child, int *status)
     return ended;
 }
 
-// Waits for the child just started. Its exit status, or -1 when it ended in any other way.
+// Waits for the child just started. Returns its exit status, or -1 when it ended in any other way.
 static int finishChild(const char *program, pid_t child)
 {
     waitForEnd(child);
@@ -150,7 +152,7 @@ int osdep_spawn(const char *program, char *const *argv)
     TRACE_ENTER("program=\"%s\"", program);
     const pid_t child = startChild(program, argv);
     if (child == 0) {
-        // The trace is the parent's: this copy on its way out must not write into it.
+        // The trace belongs to the parent: this exiting copy must not write to it.
         gDebugFlags = 0;
         gDebugOut = nullptr;
         gFilePath = nullptr;
@@ -172,7 +174,7 @@ static void closeDuplicates()
     }
 }
 
-// After a failed capture the duplicates of that one are still the ones to go back to.
+// After a failed capture, its duplicates are still the ones to restore.
 static bool saveOutput()
 {
     if (s_captureOutput.out >= 0)
@@ -186,7 +188,7 @@ static bool saveOutput()
 }
 
 namespace {
-// What a capture takes of a command.
+// The output of a command that is captured.
 enum class Captured { OutputAndError, OutputAlone };
 } // namespace
 
@@ -246,7 +248,7 @@ static FILE *openCapture(const char *name, int status)
     return fp;
 }
 
-// Runs the command with 1 and 2 on the capture file; its exit status or -1.
+// Runs the command with descriptors 1 and 2 on the capture file. Returns its exit status, or -1.
 static int runCaptured(char *const *argv)
 {
     errno = 0;
@@ -268,11 +270,11 @@ static FILE *capture(char *const *argv, Captured what)
     const int status = redirected ? runCaptured(argv) : -1;
     if (descriptor >= 0)
         close(descriptor);
-    // A command that did not end by itself leaves the output where it is: see the header.
+    // After a command that did not exit normally the output stays redirected: see the header.
     if (status >= 0 || !redirected)
         osdep_restoreOutput();
     FILE *stream = status >= 0 ? openCapture(name, status) : nullptr;
-    osdep_discardTemp(name); // what was captured lives as long as somebody has it open
+    osdep_discardTemp(name); // the captured output lives as long as the file is open
     std::free(name);
     return stream;
 }

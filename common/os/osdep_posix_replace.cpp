@@ -22,8 +22,8 @@ FILE *osdep_openRegularFileAt(const OsdepOpenDirectory *directory, const char *p
                               OsdepFileFacts *facts)
 {
     TRACE_ENTER("directory=%p, path=\"%s\"", static_cast<const void *>(directory), path);
-    // Opened once and looked at then, so that nothing else can have come in between. Without
-    // O_NONBLOCK a named pipe would hold us up; on a file it changes nothing.
+    // Opened first and examined then, so that the file cannot be replaced in between. Without
+    // O_NONBLOCK, opening a named pipe would wait; for a file it changes nothing.
     const int opened = path == nullptr ? -1
                                        : openat(osdep_descriptorOf(directory), path,
                                                 O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
@@ -63,7 +63,7 @@ static char *linkTarget(const char *path)
 char *osdep_followLinks(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
-    const int limit = 40; // as many as the system follows
+    const int limit = 40; // as many links as the system follows
     char *reached = path == nullptr ? nullptr : xstrdup_must(path);
     for (int followed = 0; reached != nullptr; ++followed) {
         char *target = linkTarget(reached);
@@ -81,11 +81,11 @@ char *osdep_followLinks(const char *path)
 
 // ---- Replacing --------------------------------------------------------------------------------
 
-// Absolute, so that the removal at the end finds the file wherever the process is then.
+// Absolute, so that the removal at the end of the run finds the file from any current directory.
 static char *templateBeside(const char *path)
 {
     static constexpr char ENDING[] = ".XXXXXX";
-    const int longest = 200; // of the part of the old name: no system makes a name beyond 255
+    const int longest = 200; // characters of the old name: no system has names longer than 255
     char *start = osdep_isAbsolute(path) ? xstrdup_must("") : osdep_cwd();
     if (start == nullptr)
         return nullptr;
@@ -151,7 +151,7 @@ int osdep_commitReplacement(OsdepReplacement *replacement)
     TRACE_ENTER("name=\"%s\", path=\"%s\"", replacement->name, replacement->path);
     bool complete = std::ferror(replacement->stream) == 0;
     complete = std::fflush(replacement->stream) == 0 && complete;
-    // Renamed first and written later, it could be empty after a failure of the system.
+    // If the rename reached the disk before the content, a system crash could leave an empty file.
     complete = fsync(fileno(replacement->stream)) == 0 && complete;
     complete = std::fclose(replacement->stream) == 0 && complete;
     if (!complete || osdep_renameReplacement(replacement->name, replacement->path) != 0) {

@@ -21,9 +21,10 @@
 static constexpr int HANDLED_SIGNALS[] = {SIGHUP,  SIGQUIT, SIGKILL, SIGTSTP, SIGINT,
                                           SIGTERM, SIGABRT, SIGSEGV, SIGFPE};
 
-// Signals that a write of ours can draw: a reader that has gone away, a limit on the size of files.
-// Their default action would end the program and leave its temporary files behind. Ignored, they
-// let the write fail, as any other would; children get the default action back.
+// Signals that a write of this process can cause: the reader has gone away, or a limit on file
+// sizes is reached. Their default action would end the program and leave its temporary files in
+// place. When they are ignored, the write fails like any other; children get the default action
+// back.
 static constexpr int WRITING_SIGNALS[] = {SIGPIPE, SIGXFSZ};
 
 static constexpr int PATIENCE = 1000;      // milliseconds for a child that was told to end
@@ -37,8 +38,8 @@ static bool s_installed;
 static pid_t s_owner;                      // the process that installed the handler
 static void (*s_signalRoutine)();          // or null
 static volatile sig_atomic_t s_child;      // the child that is being waited for, or 0
-static volatile sig_atomic_t s_exitStatus; // of a run that a signal is ending
-static sigset_t s_ignored; // the writing signals that we have ignored; empty at first
+static volatile sig_atomic_t s_exitStatus; // of a run that a signal ends
+static sigset_t s_ignored; // the writing signals that are ignored now; empty at first
 
 void osdep_holdSignals(sigset_t *saved)
 {
@@ -92,20 +93,20 @@ int osdep_duplicate(int descriptor)
 //
 // A signal may have interrupted anything: malloc(), a stream that is being written, exit() itself
 // with its lock held. So nothing below takes a lock, touches the heap or runs an exit handler,
-// unless a child was being waited for: then everything else is at rest.
+// unless the process was waiting for a child: then nothing else was in progress.
 
-// Whether a short text can be written without waiting for a reader, who may have been stopped.
+// Whether a short text can be written without waiting for the reader, which may be stopped.
 static bool hasRoom(int descriptor)
 {
     pollfd asked = {descriptor, POLLOUT, 0};
     return poll(&asked, 1, 0) > 0;
 }
 
-// Past the stream, which may have no buffer yet and would ask the heap for one.
+// Bypasses the stream, which may have no buffer yet and would allocate one.
 static void writeText(int descriptor, const char *text)
 {
     if (hasRoom(descriptor) && write(descriptor, text, std::strlen(text)) < 0)
-        return; // there is nobody left to tell
+        return; // nobody is left to be told
 }
 
 // A pipe with room takes at least PIPE_BUF bytes. fflush() would take the stream's lock.
@@ -123,9 +124,9 @@ static void putBack(FILE *stream, int descriptor, int *saved)
     *saved = -1;
 }
 
-// Hands the signal on to the child and waits for its end: it would go on without its command file
-// and write its output after ours has been removed. A signal that does not ask for an end is
-// handed on as one that does, and a child that has been stopped is woken up to hear of it.
+// Passes the signal on to the child and waits for its end: otherwise the child would go on without
+// its command file and write its output after the temporary files are gone. A signal that does not
+// ask the child to end is replaced by one that does, and a stopped child is woken up to receive it.
 static void endChild(pid_t child, int number)
 {
     const bool asksToEnd =
@@ -144,7 +145,7 @@ static void endChild(pid_t child, int number)
 }
 
 // A lock that another process holds or a terminal that has been stopped must not keep a run from
-// ending: all signals but this one are held back by now.
+// ending: all signals but this one are blocked by now.
 static void setLastResort(int status)
 {
     s_exitStatus = status;
@@ -160,12 +161,12 @@ static bool isCrash(int number)
 static void onSignal(int number)
 {
     if (getpid() != s_owner)
-        _exit(number); // a child that has not become its program yet
+        _exit(number); // a child that has not executed its program yet
     const pid_t child = s_child;
     setLastResort(number);
     if (child != 0)
         endChild(child, number);
-    // First of all: the rest may find a stream in the middle of a change.
+    // This comes first: the rest may find a stream in the middle of a change.
     osdep_removeTempFilesOnSignal();
     if (s_savedOut >= 0) {
         putBack(stdout, STDOUT_FILENO, &s_savedOut);
@@ -184,7 +185,7 @@ static void onSignal(int number)
 
 // ---- Installing -------------------------------------------------------------------------------
 
-// All are held back while one is handled: a second one must not enter the removal again.
+// All are blocked while one is handled: a second one must not enter the removal again.
 static void installHandler()
 {
     struct sigaction action = {};
@@ -219,8 +220,9 @@ void osdep_reinstallHandler()
         installHandler();
 }
 
-// A closed standard descriptor would be given to the next file that is opened, and what is meant
-// for the terminal would be written into that file. The stand-ins fail as the closed ones did.
+// The next file opened would get a closed standard descriptor, and output for the terminal would be
+// written into that file. Reads and writes of the stand-ins fail as those of the closed descriptors
+// did.
 static void fillStandardDescriptors()
 {
     for (int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})

@@ -18,11 +18,11 @@
 
 static constexpr char NAME_TEMPLATE[] = "/tmp/qzXXXXXXX";
 static constexpr size_t TEMPLATE_LENGTH = sizeof NAME_TEMPLATE - 1;
-static constexpr size_t LONGEST_SUFFIX = 4096; // no system makes a longer name
+static constexpr size_t LONGEST_SUFFIX = 4096; // no system has longer names
 
 namespace {
 // The names of the temporary objects. The signal handler reads it: it changes only while signals
-// are held back.
+// are blocked.
 struct Registry {
     Vector *files;       // of char *, owned
     Vector *directories; // of char *, owned
@@ -37,19 +37,20 @@ static bool s_removalAtExit;
 // ---- Removing a tree --------------------------------------------------------------------------
 //
 // A tree may be deeper than there are descriptors or characters in a path. So nothing recurses: the
-// directories found inside a directory of the root are moved up into the root, where they get their
-// turn. readdir() would need the heap, which the signal that brought us here may have interrupted.
+// directories found inside a directory of the root are moved up into the root and removed from
+// there later. readdir() is not used: it needs the heap, which the signal that led here may have
+// interrupted.
 
 namespace {
 struct TreeRemoval {
     int root;              // descriptor of the tree's root
-    unsigned long renamed; // number in the last name given to a directory moved up
+    unsigned long renamed; // number in the name of the directory moved up last
 };
 
 using EntryVisitor = bool (*)(TreeRemoval *removal, int directory, const char *name);
 } // namespace
 
-// Removes whatever is no directory, or is an empty one.
+// Removes anything but a directory that is not empty.
 static bool removeSimple(int directory, const char *name)
 {
     if (unlinkat(directory, name, 0) == 0)
@@ -79,7 +80,7 @@ static bool moveUp(TreeRemoval *removal, int directory, const char *name)
     return false;
 }
 
-// Visits the entries of a directory in one pass; their number, or -1 when a visit failed.
+// Visits the entries of a directory in one pass. Returns their number, or -1 when a visit failed.
 static long visitEntries(TreeRemoval *removal, int directory, EntryVisitor visit)
 {
     alignas(dirent64) char buffer[4096];
@@ -100,8 +101,8 @@ static long visitEntries(TreeRemoval *removal, int directory, EntryVisitor visit
     }
 }
 
-// Each visit takes its entry away, and a pass may miss some while that happens: it is repeated
-// until it finds nothing.
+// Each visit removes its entry, and a pass may miss some meanwhile, so it is repeated until it
+// finds nothing.
 static bool emptyDirectory(TreeRemoval *removal, int directory, EntryVisitor visit)
 {
     long visited = 0;
@@ -134,7 +135,7 @@ static bool clearRootEntry(TreeRemoval *removal, int root, const char *name)
 
 static int removeTree(const char *path)
 {
-    if (rmdir(path) == 0) // empty, and no descriptor was needed: there may be none left
+    if (rmdir(path) == 0) // an empty one needs no descriptor, and none may be left
         return 0;
     const int root = open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (root < 0)
@@ -181,7 +182,7 @@ static bool startRegistry()
     return s_removalAtExit;
 }
 
-// Leaves the lists as they are: they may be walked in the middle of anything.
+// Leaves the lists unchanged: a signal may have interrupted anything that uses them.
 static void removeObjects()
 {
     for (uint32_t i = 0; i < vec_size(s_registry.files); ++i)
@@ -209,7 +210,8 @@ void osdep_removeTempFiles()
     }
 }
 
-// The place of `path` in the list, or -1. The objects given up early are mostly the youngest.
+// The index of `path` in the list, or -1. Searched from the end: objects discarded early are mostly
+// the newest.
 static int64_t indexOf(Vector *list, const char *path)
 {
     for (uint32_t i = vec_size(list); i-- > 0;)
@@ -228,8 +230,8 @@ static void forget(Vector *list, const char *path)
     std::free(name);
 }
 
-// Removes `path` if it is on the list. What cannot be removed now stays on it, for the end of the
-// run: by then there may be a descriptor again.
+// Removes `path` if it is on the list. An object that cannot be removed now stays on it until the
+// end of the run: a descriptor may be free by then.
 static void discard(Vector *list, const char *path, int (*removeObject)(const char *))
 {
     if (indexOf(list, path) >= 0 && (removeObject(path) == 0 || errno == ENOENT))
@@ -252,7 +254,7 @@ void osdep_removeTempFilesOnSignal()
 {
     if (s_registry.owner == getpid() && !s_keep)
         removeObjects();
-    s_registry.owner = 0; // the exit handler, which frees, is to find nothing of its own
+    s_registry.owner = 0; // so the exit handler, which would free the lists, does nothing
 }
 
 // ---- Creating ---------------------------------------------------------------------------------
@@ -286,7 +288,7 @@ char *osdep_createTempFile(const char *suffix, int *descriptor)
     int created = -1;
     char *name = nullptr;
     if (suffix_length <= LONGEST_SUFFIX) {
-        // A signal between the creation and the registration would leave the file behind.
+        // A signal between creation and registration would leave the file on the disk.
         sigset_t saved;
         osdep_holdSignals(&saved);
         if (startRegistry())

@@ -1,5 +1,5 @@
-// A file that must never be seen half-written is written beside the old one and takes its place. A
-// null replacement is a broken contract and ends the run.
+// Replaces a file that must never be seen half-written: the new one is written beside the old one
+// and then takes its place. A null replacement is a broken contract and ends the run.
 //
 //     OsdepReplacement replacement;
 //     if (osdep_openReplacement(&replacement, path) == 0) {
@@ -17,19 +17,19 @@
 struct OsdepReplacement {
     FILE *stream; // open for reading and writing
     char *name;   // ".NAME.XXXXXX" beside `path`, six characters chosen by the system; owned
-    char *path;   // what it is to replace; owned
+    char *path;   // the file to replace; owned
 };
 
 // Creates an empty file in the directory of `path`, with the permissions of `path`, or those of a
 // new file when there is none. It is registered as a temporary object until it takes its place. 0
-// on success; -1 otherwise, with nothing to be dropped.
+// on success; else -1, and there is nothing to drop.
 int osdep_openReplacement(OsdepReplacement *replacement, const char *path);
 
-// Brings what was written to the disk, closes the stream and puts the file in the place of `path`
-// in one step. 0 on success. -1 when any of it fails: the replacement is gone, `path` as it was.
+// Flushes the replacement to the disk, closes the stream and renames the file to `path` in one
+// step. 0 on success. -1 when any of this fails: the replacement is then gone and `path` unchanged.
 int osdep_commitReplacement(OsdepReplacement *replacement);
 
-// Closes and removes the replacement; `path` stays as it was.
+// Closes and removes the replacement; `path` is unchanged.
 void osdep_dropReplacement(OsdepReplacement *replacement);
 
 #endif

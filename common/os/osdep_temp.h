@@ -18,7 +18,8 @@ char *osdep_tempFile();
 // Creates an empty directory. Null on failure.
 char *osdep_tempDir();
 
-// Keeps (non-zero) the temporary objects at the end of the run, or removes them (the default).
+// Whether to keep (non-zero) the temporary objects at the end of the run or to remove them (the
+// default).
 void osdep_keepTempFiles(int keep);
 
 // Removes the registered objects (unless they are kept) and forgets them. Runs at exit; failures
@@ -26,12 +27,13 @@ void osdep_keepTempFiles(int keep);
 void osdep_removeTempFiles();
 
 // Removes one temporary object of this process (a directory with its contents) now instead of at
-// the end, and forgets it; one that cannot be removed now is tried again at the end. Does nothing
-// while they are kept, and for any other path.
+// the end, and forgets it. One that cannot be removed now is tried again at the end. Does nothing
+// while temporary objects are kept, or for any other path.
 void osdep_discardTemp(const char *path);
 
-// Removes a directory with all its contents. 0 on success; -1 when `path` is no directory or cannot
-// be examined; otherwise the first failing status. Symbolic links are removed, never followed.
+// Removes a directory with all its contents. 0 on success; -1 when `path` is not a directory or
+// cannot be examined; otherwise the first failing status. Symbolic links are removed, never
+// followed.
 int osdep_removeTree(const char *path);
 
 #endif
