@@ -13,13 +13,13 @@
 // ---- Vectors ----------------------------------------------------------------------------------
 
 namespace {
-// Vectors and their capacity, summed.
+// A number of vectors and their total capacity.
 struct Tally {
     uintmax_t vectors;
     uintmax_t capacity;
 };
 
-// What the vectors of one creation place come to. Only the row of totals fills `total`.
+// The sums for the vectors created at one place. Only the row of totals uses `total`.
 struct SummaryRow {
     const char *file;
     uint32_t line;
@@ -30,7 +30,7 @@ struct SummaryRow {
 };
 } // namespace
 
-// Largest storage first; among equals the emptiest first, then by place.
+// Largest storage first, then the emptiest, then by place.
 static int compareVectors(const void *slotA, const void *slotB)
 {
     const auto *a = *static_cast<const VectorDebugRecord *const *>(slotA);
@@ -48,7 +48,7 @@ static int compareVectors(const void *slotA, const void *slotB)
     return addressA == addressB ? 0 : addressA > addressB ? -1 : 1;
 }
 
-// The row of a creation place, new at the head of the list when it has none yet.
+// The row of a creation place; a new one is added at the head of the list.
 static SummaryRow *summaryRow(SummaryRow **head, const char *file, uint32_t line)
 {
     for (SummaryRow *row = *head; row != nullptr; row = row->next) {
@@ -88,7 +88,7 @@ static void printRow(const SummaryRow *row)
                  row->dead.vectors, row->dead.capacity, row->total.vectors, row->total.capacity);
 }
 
-// Prints the rows from the head and frees all but the totals, which stand last.
+// Prints the rows from the head and frees all but the totals, the last row.
 static void printSummary(SummaryRow *head, const SummaryRow *totals)
 {
     trace_puts("# Vector Master List Summary:");

@@ -21,7 +21,7 @@ const char *gAlertSrc = nullptr;
 static constexpr uint32_t DEFAULT_WIDTH = 20;
 static constexpr uint32_t MINIMUM_WIDTH = 4;
 
-// Beyond this many columns blanks say nothing any more, and a saturated indent would be gigabytes.
+// More blanks than this are of no use to a reader, and a saturated indent would be gigabytes.
 static constexpr uint32_t MOST_BLANKS = 65536;
 
 static const char *s_application = "qzm-cc";
@@ -32,8 +32,8 @@ static uint32_t s_step = 4;
 static uint32_t s_level = 0;
 static uint32_t s_indent = 0;
 
-// Set while a complaint of this module is on its way: the message functions are traced themselves,
-// so that one complaint could otherwise raise the next without end.
+// Set while this module emits a complaint: the message functions trace as well, so one complaint
+// could otherwise cause the next without end.
 static bool s_complaining = false;
 
 // ---- Writing ----------------------------------------------------------------------------------
@@ -73,8 +73,8 @@ static FILE *echoStream()
     return length;
 }
 
-// Every operation ends here, so that the log is complete when the program dies, and errno is what
-// it was before the operation.
+// Every operation ends here, so that the log is complete when the program crashes, and errno is
+// unchanged.
 static void finish(int savedErrno)
 {
     if (gDebugEcho != 0 && gDebugTty != nullptr)
@@ -105,7 +105,7 @@ static void putPrefix(const char *src, uint32_t line)
 // ---- Complaints -------------------------------------------------------------------------------
 
 namespace {
-// What the message functions trace on the way must leave the indentation as it is.
+// The message functions trace as well; this saves the indentation from their changes.
 struct ComplaintState {
     bool complaining;
     uint32_t level;
@@ -143,8 +143,9 @@ static void complaintEnd(const ComplaintState &before)
     complaintEnd(before);
 }
 
-// A complaint of the trace itself. Unlike qzdebug_warning(), which others call and which is always
-// shown (also on the way out after a fatal complaint), it is dropped inside another complaint.
+// A complaint of the trace itself. It is dropped inside another complaint, unlike
+// qzdebug_warning(), which other modules call and which is always shown (even on the way out after
+// a fatal complaint).
 [[gnu::format(printf, 1, 2)]] static void complain(const char *format, ...)
 {
     if (s_complaining)
@@ -167,7 +168,7 @@ void trace_checkFailed(const char *expression, const char *source, uint32_t line
     complaintEnd(before);
 }
 
-// Containers check by the same mode.
+// The checks of containers follow the same mode.
 constinit CheckFailedHook gCheckFailed = trace_checkFailed;
 
 static void check(bool holds, const char *expression, uint32_t line)
@@ -349,7 +350,7 @@ static void putLine(const char *src, uint32_t line, const char *text)
     put("\n");
 }
 
-// The first line of a format is a format itself; what follows it is text.
+// Only the first line is used as a format; the others are plain text.
 [[gnu::format(printf, 3, 0)]] static void putLinesValues(const char *src, uint32_t line,
                                                          const char *format, va_list values)
 {
@@ -371,7 +372,7 @@ static void putLine(const char *src, uint32_t line, const char *text)
     vec_destroy(lines);
 }
 
-// A single line, which nearly every trace is, needs no splitting.
+// A single line, as nearly every trace is, needs no splitting.
 static bool isSingleLine(const char *text)
 {
     return text[0] != '\0' && strchr(text, '\n') == nullptr;

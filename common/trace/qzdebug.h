@@ -1,6 +1,6 @@
 // The debug trace: a readable log of the run for the suite's own developers.
 //
-// A function that is to trace opens with TRACE_ENTER and, when it has a result, returns it through
+// A function that traces begins with TRACE_ENTER and, when it has a result, returns it through
 // TRACE_RETURN:
 //
 //     int fileid_isObject(const char *name)
@@ -12,9 +12,9 @@
 //         ...
 //     }
 //
-// While debugging is off each costs one load and test of a global word and evaluates no argument;
-// errno survives them; every format is checked by the compiler. The modules that the trace itself
-// is built on (memory helpers, containers, string cache, the trace) do not trace.
+// While debugging is off, each costs one load and test of a global word and evaluates no argument.
+// They keep errno. The compiler checks every format. The modules that the trace itself is built on
+// (memory helpers, containers, string cache, the trace) do not trace.
 #ifndef COMMON_TRACE_QZDEBUG_H
 #define COMMON_TRACE_QZDEBUG_H
 
@@ -34,16 +34,16 @@ enum DebugFlag : uint32_t {
     DEBUG_CONTAINERS = 16, // record containers and report on them
 };
 
-extern uint32_t gDebugFlags;      // feature mask; zero: debugging is off
+extern uint32_t gDebugFlags;      // feature mask; 0: debugging is off
 extern FILE *gDebugOut;           // the debug-out file; nothing is written while it is null
 extern const char *gFilePath;     // path of the debug-out file, interned, or null
 extern int gDebugEcho;            // also write everything to /dev/tty
 extern FILE *gDebugTty;           // /dev/tty, opened when an echo is first needed
-extern uint32_t gDebugAssertMode; // a null argument is: 0 ignored, 1 fatal, 2 an error, 3 a warning
+extern uint32_t gDebugAssertMode; // null arguments: 0 ignored, 1 fatal, 2 an error, 3 a warning
 extern const char *gAlertSrc;     // where the message being emitted was raised, or null
 
 // Writes "ENTER function(arguments)", then goes one level deeper. The form without a format is for
-// a function without arguments.
+// functions without arguments.
 [[gnu::cold, gnu::noinline]] void trace_enter(const char *src, uint32_t line, const char *function);
 [[gnu::cold, gnu::noinline, gnu::format(printf, 4, 5)]] void
 trace_enter(const char *src, uint32_t line, const char *function, const char *format, ...);
@@ -54,7 +54,7 @@ trace_enter(const char *src, uint32_t line, const char *function, const char *fo
 trace_exit(const char *src, uint32_t line, const char *function, const char *format, ...);
 
 // Writes one prefixed line per line of the format; the values go to the first line, later lines are
-// written as they stand. trace() takes plain text.
+// written unchanged. trace() takes plain text.
 [[gnu::cold, gnu::noinline, gnu::format(printf, 3, 4)]] void tracef(const char *src, uint32_t line,
                                                                     const char *format, ...);
 [[gnu::cold, gnu::noinline]] void trace(const char *src, uint32_t line, const char *text);
@@ -64,7 +64,7 @@ trace_exit(const char *src, uint32_t line, const char *function, const char *for
 void trace_hexdump(const char *name, const void *address, uint32_t length, uint32_t per_row,
                    int show_chars, const char *src, uint32_t line);
 
-// Echoes a message that is being emitted; it carries its own line end.
+// Echoes a message that is being emitted; the text includes its line end.
 void trace_alert(const char *message);
 
 // Calls `emitter(format, values)` with src and line recorded as the place the message comes from.
@@ -78,7 +78,7 @@ void trace_setApplication(const char *name);
 const char *trace_application();
 void trace_setApplicationHeader(int on);
 
-// Writes the argument list, behind the application's header.
+// Writes the argument list, after the application's header.
 void trace_args(Vector *args);
 void trace_argv(int argc, char *const *argv);
 
@@ -92,13 +92,13 @@ void trace_puts(const char *text);
 [[gnu::format(printf, 1, 2)]] void qzdebug_warning(const char *format, ...);
 
 // Raises the message that gDebugAssertMode asks for (a fatal one ends the run; nothing in mode 0):
-// `expression` did not hold at the check with the fixed number `line` in `source`. The caller
-// carries on. For the checks that are to be no more than that; no argument may be null.
+// `expression` was false at the check with the fixed number `line` in `source`. The caller carries
+// on. Only for checks whose failure the caller can survive; no argument may be null.
 [[gnu::cold, gnu::noinline]] void trace_checkFailed(const char *expression, const char *source,
                                                     uint32_t line);
 
 // Indentation and the width of the location column. The level and the indent saturate; at most
-// 65536 blanks are written for either. A width below 4 draws a warning and is stored all the same.
+// 65536 blanks are written for either. A width below 4 gives a warning and is stored all the same.
 uint32_t trace_indentIn();
 uint32_t trace_indentOut();
 void trace_setIndentLevel(uint32_t level);
@@ -109,8 +109,8 @@ uint32_t trace_indent();
 void trace_setWidth(uint32_t width);
 uint32_t trace_width();
 
-// How the trace speaks to the user, whose messages lie above it: the message module defines this
-// variable with its functions, as for the hooks in hooks.h. Null functions: a warning goes to
+// How the trace reaches the user. Messages are a layer above it, so the message module defines this
+// variable with its functions, as for the hooks in hooks.h. While they are null, a warning goes to
 // standard error, and a failed check is not reported.
 struct TraceMessages {
     void (*warn)(const char *text); // shows "QZDEBUG (warning): TEXT"
@@ -118,14 +118,14 @@ struct TraceMessages {
 };
 extern TraceMessages gTraceMessages;
 
-// Whether to trace now. QZM_NO_TRACE takes all calls out of the program, to measure what they cost.
+// Whether to trace now. QZM_NO_TRACE removes all calls from the program, to measure their cost.
 #ifdef QZM_NO_TRACE
 #define TRACE_IS_ON false
 #else
 #define TRACE_IS_ON (gDebugFlags != 0)
 #endif
 
-// The name that a source file has in its locations: its own, without folder and extension.
+// The name of a source file in trace locations: its file name without folder and extension.
 struct TraceSource {
     char name[64] = {};
     template <size_t N> consteval explicit TraceSource(const char (&path)[N])
@@ -140,8 +140,8 @@ struct TraceSource {
 };
 static constexpr TraceSource TRACE_SOURCE(__BASE_FILE__);
 
-// An entry that has been traced and whose exit has not: left by a function that returns nothing, it
-// traces the exit.
+// A traced entry whose exit has not been traced yet. Its destructor traces the exit of a function
+// that returns nothing.
 struct TraceScope {
     const char *source;
     const char *function;
@@ -155,22 +155,23 @@ struct TraceScope {
     }
 };
 
-// Traces the entry, and the exit of a function that returns nothing, at the same place. The exit is
-// traced only where the entry was.
+// Traces the entry and, for a function that returns nothing, the exit, at the same location. The
+// exit is traced only if the entry was.
 #define TRACE_ENTER(...)                                                                           \
     TraceScope traceScope_ = {TRACE_SOURCE.name, __func__, __LINE__, TRACE_IS_ON};                 \
     if (traceScope_.open) [[unlikely]]                                                             \
     trace_enter(TRACE_SOURCE.name, __LINE__, __func__ __VA_OPT__(, ) __VA_ARGS__)
 
-// The value as the formatter gets it. A null string is a value like any other here (it shows as
-// "(null)"), so the compiler must not warn where it can tell that one is returned.
+// The value as passed to the formatter. A null string is a value like any other here (it shows as
+// "(null)"), so the compiler must not warn where it can see that null is returned.
 template <class T> inline T trace_shown(T value)
 {
     volatile T shown = value;
     return shown;
 }
 
-// Traces the result with `format` and is that result. The value is evaluated once.
+// Traces the result with `format`; the expression's value is that result. The value is evaluated
+// once.
 #define TRACE_RETURN(format, value)                                                                \
     __extension__({                                                                                \
         auto traceResult_ = (value);                                                               \
