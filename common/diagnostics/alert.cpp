@@ -14,7 +14,7 @@
 #include "common/os/osdep_host.h"
 #include "common/trace/qzdebug.h"
 
-// The level that everything but a warning has where the threshold is concerned.
+// The level that the threshold sees for everything but a warning.
 static constexpr int32_t LEVEL_OF_OTHERS = 10;
 
 static constexpr uint32_t MESSAGE_TOO_MANY_ERRORS = 1;
@@ -24,10 +24,10 @@ static constexpr uint32_t MESSAGE_OUT_OF_MEMORY = 296;
 static AlertTable *s_base;
 static AlertTable *s_current;
 static const char *s_loadedFile; // interned; null while the built-in catalogue is in use
-static bool s_loading;           // a message raised now must not load in its turn
+static bool s_loading;           // a message raised now must not load a file itself
 
 static uint32_t s_errors;
-static uint32_t s_warnings; // those shown
+static uint32_t s_warnings; // the number shown
 static uint32_t s_errorLimit = 20;
 static int32_t s_threshold;
 static int s_countWarnings;
@@ -64,7 +64,7 @@ static const char *fileBesideProgram()
     return TRACE_RETURN("\"%s\"", path);
 }
 
-// The message file to use, or null for the built-in catalogue.
+// The path of the message file to use, or null for the built-in catalogue.
 static const char *findFile()
 {
     TRACE_ENTER();
@@ -107,7 +107,7 @@ static int load(const char *path)
 }
 
 // Loads the message file at the first call that needs one. A file that cannot be read is not tried
-// again: every number is then one without a description.
+// again: every number then has no description.
 static void needTables()
 {
     TRACE_ENTER();
@@ -295,7 +295,7 @@ void alert_control(uint32_t number, AlertOperation operation)
     }
 }
 
-// Applies one item of a list, "45" or "45:off". Anything else says nothing.
+// Applies one item of a list, "45" or "45:off". Anything else is ignored.
 static void disableItem(const char *item, const char *end)
 {
     TRACE_ENTER("item=\"%.*s\"", static_cast<int>(end - item), item);
@@ -354,7 +354,7 @@ static void applyRule(AlertRecord *record)
 
 // ---- Lookup -----------------------------------------------------------------------------------
 
-// What is known of a number. The text belongs to a table.
+// The record of a number. Its text belongs to a table.
 static AlertRecord lookUp(uint32_t number)
 {
     TRACE_ENTER("number=%u", number);
@@ -384,7 +384,7 @@ AlertRecord *alert_lookup(uint32_t number)
 // ---- Raising ----------------------------------------------------------------------------------
 
 // The text comes from a table, which has compared its conversions with the built-in text's. No rule
-// applies: nothing else says why the run ends.
+// applies: this is the only message that says why the run ends.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 [[noreturn]] static void endAtLimit()
@@ -395,7 +395,7 @@ AlertRecord *alert_lookup(uint32_t number)
 }
 #pragma GCC diagnostic pop
 
-// Counts an error; the one that passes the limit ends the run.
+// Counts an error and ends the run when the limit is passed.
 static void countError()
 {
     TRACE_ENTER();
@@ -410,7 +410,7 @@ static void countError()
     if (message->kind == ALERT_ERROR)
         countError();
     const bool warning = message->kind == ALERT_WARNING;
-    // A threshold above every level hides what can be hidden; a fatal message still ends the run.
+    // Even a threshold above every level does not hide a fatal message, which ends the run.
     if ((warning ? level : LEVEL_OF_OTHERS) < s_threshold && message->kind != ALERT_FATAL)
         return TRACE_RETURN("%d", 0);
     if (warning)
@@ -421,7 +421,7 @@ static void countError()
     return TRACE_RETURN("%d", 1);
 }
 
-// What the raising functions that are given a kind have in common. Keeps errno.
+// The common part of the raising functions that take a kind. Keeps errno.
 [[gnu::format(printf, 4, 0)]] static int raiseByKind(uint32_t number, const char *kind, int noLine,
                                                      const char *format, va_list values)
 {
@@ -481,7 +481,7 @@ int alert_raiseNumber(uint32_t number, ...)
     return TRACE_RETURN("%d", shown);
 }
 
-// ---- What lower layers have to say ------------------------------------------------------------
+// ---- Hooks of the lower layers -----------------------------------------------------------------
 
 static void raiseExhausted()
 {

@@ -11,10 +11,10 @@ static constexpr const char *NO_LINE = "Non line specific message";
 constinit AlertSettings gAlertSettings = {};
 
 namespace {
-// A text under construction; what does not fit is dropped.
+// A text under construction; the part that does not fit is dropped.
 struct Output {
     char *data;
-    size_t size; // characters that fit, the final zero not counted
+    size_t size; // characters that fit, without the final zero
     size_t used;
 };
 } // namespace
@@ -66,7 +66,7 @@ void alert_chooseFormat(AlertFormat which, const char *text)
 {
     TRACE_ENTER("which=%u, text=\"%s\"", which, text != nullptr ? text : "(null)");
     const FormatSource *source = &FORMAT_SOURCES[which];
-    // Remembering a text can itself raise a message, which then needs a format.
+    // Interning a text can itself raise a message, which then needs a format.
     gAlertSettings.formats[which] = source->text;
     const char *environment = std::getenv(source->variable);
     if (environment != nullptr)
@@ -98,7 +98,7 @@ static AlertFormat formatOf(uint32_t kind)
 
 // ---- The message's own text -------------------------------------------------------------------
 
-// Adds the system's error text to a format, where its own percent signs must not count.
+// Adds the system's error text to a format, with its percent signs escaped.
 static void addEscapedSystemError(Output *output, int systemError)
 {
     const char *at = systemError != 0 ? std::strerror(systemError) : "";
@@ -106,8 +106,8 @@ static void addEscapedSystemError(Output *output, int systemError)
         addPart(output, *at == '%' ? "%%" : at, *at == '%' ? 2 : 1);
 }
 
-// Copies `format` with "%m" replaced. Conversions are copied whole or not at all: half a one would
-// spoil everything that was formatted before it.
+// Copies `format` with "%m" replaced. Conversions are copied whole or not at all: half of one would
+// spoil the whole text.
 static void expandSystemError(Output *output, const char *format, int systemError)
 {
     TRACE_ENTER("format=\"%s\", systemError=%d", format, systemError);
@@ -160,7 +160,7 @@ static void addExpanded(Output *output, const char *format, va_list values)
         addNumber(output, message->number);
         addText(output, ") ");
     }
-    // Longer than the text can be, so that a cut here cuts nothing that would be seen.
+    // Longer than the text can become, so that a cut here is never visible.
     char expanded[4 * ALERT_TEXT_LENGTH];
     Output expansion = {expanded, sizeof expanded - 1, 0};
     expanded[0] = '\0';
@@ -258,8 +258,8 @@ void alert_render(const AlertMessage *message, const char *format, va_list value
 
 // ---- Output -----------------------------------------------------------------------------------
 //
-// The trace's own warnings come through here: these functions do not trace, and an echo does not
-// echo what it has to say itself.
+// The trace's own warnings come through here, so these functions do not trace, and warnings about
+// the echo are not echoed.
 
 void alert_emit(const char *text, size_t length)
 {

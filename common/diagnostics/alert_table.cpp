@@ -9,27 +9,28 @@
 #include "common/os/osdep_temp.h"
 #include "common/trace/qzdebug.h"
 
-// Reading a catalogue is most of what a run spends that shows one warning. So a line is looked at
-// once, nothing is allocated for it, and its text stays where it was read until somebody asks.
+// In a run that shows one warning, most of the time is spent reading the catalogue. So each line is
+// looked at once, nothing is allocated for it, and its text stays where it was read until it is
+// asked for.
 
 namespace {
-// A message of a table; all zero when there is none of its number.
+// A message of a table; all zero when the table has no such number.
 struct Entry {
-    const char *text;    // as read; once `checked` is set it is safe to format
+    const char *text;    // as read; safe to format once `checked` is set
     const char *builtin; // the kind field and text of the built-in message of the number, or null
     int8_t level;        // of a warning, else 0
     uint8_t kind;        // AlertKind
     bool fromFile;       // not from the built-in catalogue
     bool checked;        // the text has been compared with the built-in one
     bool ownsText;       // the text is an allocation of its own
-    bool listed;         // it has been at some time: the entry is in the table's list of these
-    uint16_t nextListed; // the number of the next in that list; 0 ends it
+    bool listed;         // the entry is in the table's list of those that may own their text
+    uint16_t nextListed; // the number of the next entry in that list; 0 ends it
 };
 } // namespace
 
 struct AlertTable {
-    char *fileText;                      // what the file's texts point into, or null
-    char *builtinText;                   // the same of the built-in catalogue
+    char *fileText;                      // the memory that the file's texts point into, or null
+    char *builtinText;                   // the same for the built-in catalogue
     bool complete;                       // the built-in messages have been added
     uint16_t firstListed;                // of the entries that may own their text; 0: none
     Entry entries[ALERT_MAX_NUMBER + 1]; // by number
@@ -44,7 +45,7 @@ struct Reader {
     uint32_t malformed; // malformed lines so far
     bool fromFile;      // not the built-in catalogue
     bool copyTexts;     // the buffer will be used again
-    bool skipping;      // inside the part of a line that is cut off
+    bool skipping;      // in the part of a line that is cut off
 };
 } // namespace
 
@@ -61,7 +62,7 @@ const char *alert_conversionEnd(const char *percent)
     return *at != '\0' ? at + 1 : nullptr;
 }
 
-// The next conversion that takes a value, or null behind the last.
+// The next conversion that takes a value, or null after the last.
 static const char *nextConversion(const char *at)
 {
     for (;;) {
@@ -108,7 +109,7 @@ static bool isBlank(char c)
     return c == ' ' || c == '\t';
 }
 
-// A level of any size; one with more digits than make a difference is taken as it stands so far.
+// Reads a level of any size; digits beyond those that make a difference are ignored.
 static uint32_t levelOf(const char *field, int32_t *level)
 {
     const bool negative = *field == '-';
@@ -125,7 +126,7 @@ static uint32_t levelOf(const char *field, int32_t *level)
 static uint32_t kindOf(const char *field, int32_t *level)
 {
     *level = 0;
-    const char letter = static_cast<char>(*field | 0x20); // in lower case, should it be one
+    const char letter = static_cast<char>(*field | 0x20); // in lower case, if it is a letter
     if (letter == 'e')
         return ALERT_ERROR;
     if (letter == 'f')
@@ -135,7 +136,7 @@ static uint32_t kindOf(const char *field, int32_t *level)
     return levelOf(field, level);
 }
 
-// The kind that a file gives, where levels have a range.
+// The kind that a file gives; in a file, levels have a range.
 static uint32_t fileKindOf(const char *field, int32_t *level)
 {
     const uint32_t kind = kindOf(field, level);
@@ -161,8 +162,8 @@ uint32_t alert_kindOf(const char *field, int32_t *level)
                 reader->name);
 }
 
-// The number at the start of a line, and in `behind` where it ends; 0 when it is not one from 1 to
-// the highest, or nothing follows it.
+// The number at the start of a line, with the position after it in `behind`; 0 when it is not from
+// 1 to the highest number, or nothing follows it.
 static uint32_t numberOf(const char *at, const char **behind)
 {
     while (isBlank(*at))
@@ -194,7 +195,7 @@ static void dropText(Entry *entry)
     entry->ownsText = false;
 }
 
-// Has the end of the table find the entry without a look at all the others, which most often are
+// Lists the entry, so that destroying the table need not visit all the others, most of them on
 // pages that were never touched.
 static void list(AlertTable *table, Entry *entry)
 {
@@ -221,7 +222,7 @@ static void store(const Reader *reader, Entry *entry, const char *kindField, con
         list(reader->table, entry);
 }
 
-// Takes the line `text`, which a zero ends.
+// Takes the line `text`, which ends with a zero.
 static void parseLine(Reader *reader, const char *text)
 {
     const char *kindField;
@@ -243,7 +244,7 @@ static void parseLine(Reader *reader, const char *text)
     store(reader, entry, kindField, message, kind, level);
 }
 
-// Takes the line from `start` to `end`, where a character can be overwritten.
+// Takes the line from `start` to `end`; the character at `end` may be overwritten.
 static void takeLine(Reader *reader, char *start, char *end)
 {
     ++reader->line;
@@ -257,7 +258,8 @@ static void takeLine(Reader *reader, char *start, char *end)
     parseLine(reader, start);
 }
 
-// Whether the file is evidently none of messages, so that reading on would only fill the terminal.
+// Whether the file is evidently not a message file, so that reading on would only fill the
+// terminal.
 static bool isHopeless(const Reader *reader)
 {
     return reader->malformed >= ALERT_MAX_MALFORMED;
@@ -288,8 +290,8 @@ static void takeAllLines(Reader *reader, char *at, char *end)
 
 // ---- Files ------------------------------------------------------------------------------------
 
-// Takes the first lines of what is a long file and moves the unfinished one to the front of the
-// buffer. Returns that one's length; a line that is too long is taken as far as it counts.
+// Takes the first lines of a long file and moves the unfinished one to the front of the buffer.
+// Returns the length of that one; a line that is too long is taken up to its limit.
 static size_t takePart(Reader *reader, char *buffer, char *end)
 {
     char *rest = takeLines(reader, buffer, end);
@@ -314,9 +316,9 @@ namespace {
 enum ReadResult { READ_FAILED, READ_FILE, READ_BUILTIN };
 } // namespace
 
-// Reads the stream through `buffer`, which holds size + 1 characters. The built-in catalogue, which
-// an installed file most often is, is left as it is: it may not be wanted, and has nothing to
-// report.
+// Reads the stream through `buffer`, which holds size + 1 characters. A file equal to the built-in
+// catalogue, as an installed one most often is, is not parsed: its texts may not be needed, and it
+// has no malformed lines.
 static ReadResult readStream(Reader *reader, FILE *stream, char *buffer, size_t size)
 {
     TRACE_ENTER("name=\"%s\"", reader->name);
@@ -338,7 +340,7 @@ static ReadResult readStream(Reader *reader, FILE *stream, char *buffer, size_t 
     }
 }
 
-// A buffer that is filled at once needs no zeroes.
+// Not zeroed: the buffer is filled at once.
 static char *newBuffer(size_t size)
 {
     void *buffer = std::malloc(size);
@@ -405,8 +407,8 @@ static int readBuiltin(const char *path, char *text)
     return TRACE_RETURN("%d", isBuiltin(text, got));
 }
 
-// The catalogue in a buffer of its own. What is not in its file as it was written is taken from the
-// program: the built-in texts are what others are checked against.
+// The catalogue in a buffer of its own. If its file was changed after it was written, the program's
+// copy is used, because other texts are checked against the built-in ones.
 static char *makeBuiltinText()
 {
     TRACE_ENTER();
@@ -417,7 +419,7 @@ static char *makeBuiltinText()
     return TRACE_RETURN("%p", text);
 }
 
-// Fills the numbers that the table lacks, when a number is first asked for.
+// Adds the built-in messages that the table lacks, when a number is first asked for.
 static void complete(AlertTable *table)
 {
     TRACE_ENTER();
@@ -430,7 +432,7 @@ static void complete(AlertTable *table)
 
 // ---- Tables -----------------------------------------------------------------------------------
 
-// So large that it comes zeroed from the system, page by page as it is used.
+// The table is so large that the system provides it zeroed, page by page as it is used.
 static AlertTable *newTable()
 {
     return static_cast<AlertTable *>(xmalloc_must(sizeof(AlertTable)));
@@ -473,7 +475,7 @@ AlertTable *alert_tableLoad(const char *path)
     return TRACE_RETURN("%p", table);
 }
 
-// The check of a file's text against the built-in one waits until the text is wanted.
+// A file's text is checked against the built-in one only when it is asked for.
 static const char *checkedText(Entry *entry)
 {
     if (entry->checked)

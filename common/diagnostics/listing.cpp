@@ -11,7 +11,7 @@ bool listing_written()
 {
     TRACE_ENTER();
     const bool written = std::fflush(stdout) == 0 && ferror(stdout) == 0;
-    // A reader that has seen enough is nothing to complain of.
+    // No complaint when the reader has simply seen enough.
     if (!written && !osdep_outputIsAbandoned())
         alert_raiseNumber(MESSAGE_NOT_WRITTEN, "standard output");
     return TRACE_RETURN("%d", written);

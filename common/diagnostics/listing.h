@@ -1,4 +1,4 @@
-// Listings on standard output: whether they could be written.
+// Checks that listings on standard output could be written.
 //
 //     puts(device);
 //     ...
@@ -8,10 +8,10 @@
 
 #include <cstdint>
 
-constexpr uint32_t MESSAGE_NOT_WRITTEN = 105; // takes what could not be written
+constexpr uint32_t MESSAGE_NOT_WRITTEN = 105; // its value names the output
 
-// Whether what was printed on standard output could be written; when not, MESSAGE_NOT_WRITTEN says
-// so, and nothing does when its reader has gone away.
+// Whether the output printed so far could be written. If not, MESSAGE_NOT_WRITTEN is raised, unless
+// the reader has simply gone away.
 bool listing_written();
 
 // To be called after a listing on standard output: ends the run with status 1 when it could not be

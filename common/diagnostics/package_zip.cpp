@@ -24,21 +24,21 @@ enum PackageStage : unsigned {
 } // namespace
 
 struct Package {
-    char *path;                   // of the package, links followed; owned; null when it has none
-    int lock;                     // on its directory, or -1
-    PackageStage stage;           //
-    bool failed;                  // a step has failed: the result is not to take its place
+    char *path; // of the package, links followed; owned; null when it has none
+    int lock;   // on its directory, or -1
+    PackageStage stage;
+    bool failed;                  // a step has failed: the new package must not replace the old one
     uint64_t added;               // members
-    PackageView view;             // holds the existing package, open
+    PackageView view;             // through which the existing package is read
     PackageDirectory directory;   // of the existing package
-    OsdepReplacement replacement; // the growing package; its stream is null when there is none
-    PackageZip *zip;              // the implementation's, or null
+    OsdepReplacement replacement; // the growing package; its stream is null while there is none
+    PackageZip *zip;              // the implementation's state, or null
 };
 
 static constexpr size_t CHUNK = 65536;
 static constexpr size_t LONGEST_NAME = 0xffff;
 
-// The format's dates are local and go from 1980 to 2107; with a day in hand for the time zones.
+// The format's dates are local and go from 1980 to 2107; this leaves a day for time zones.
 static constexpr int64_t FIRST_TIME = 315619200;
 static constexpr int64_t LAST_TIME = 4354732800;
 
@@ -64,7 +64,7 @@ size_t packageView_write(const PackageView *view, uint64_t offset, const void *d
 {
     if (view->fresh == nullptr)
         return 0;
-    // A seek to where the stream stands would empty its buffer.
+    // A seek to the current position would empty the stream's buffer.
     const uint64_t position = view->front + offset;
     if (static_cast<uint64_t>(std::ftell(view->fresh)) != position &&
         !seekTo(view->fresh, position))
@@ -129,7 +129,7 @@ void package_release(Package *package)
     std::free(package);
 }
 
-// What every step ends with.
+// Called at the end of every step.
 static int concluded(Package *package, bool good)
 {
     package->failed = package->failed || !good;
@@ -163,7 +163,7 @@ int package_openReader(Package *package)
     return TRACE_RETURN("%d", concluded(package, good));
 }
 
-// A file that may not be written to is not to be replaced either.
+// A file that may not be written to must not be replaced either.
 static bool isWritable(const char *path)
 {
     FILE *stream = std::fopen(path, "r+b");
@@ -178,7 +178,7 @@ static bool startReplacement(Package *package)
     return true;
 }
 
-// Copies `size` bytes from `offset` of one stream to where the other stands.
+// Copies `size` bytes from `offset` of one stream to the position of the other.
 static bool copyBytes(FILE *from, uint64_t offset, uint64_t size, FILE *to)
 {
     auto *buffer = static_cast<char *>(xmalloc_must(CHUNK));
@@ -233,8 +233,8 @@ int package_startWriter(Package *package)
 
 // ---- Adding -----------------------------------------------------------------------------------
 
-// The length of the UTF-8 sequence at `text`, or 0 when there is none. Only what matters to readers
-// that decode names: overlong forms and surrogates are none.
+// The length of the UTF-8 sequence at `text`, or 0 when there is none. Overlong forms and
+// surrogates are not sequences, as readers that decode names see it.
 static size_t sequenceLength(const unsigned char *text)
 {
     const unsigned first = text[0];
@@ -300,7 +300,7 @@ int package_addFile(Package *package, const char *member, const char *path)
 
 // ---- Finishing --------------------------------------------------------------------------------
 
-// The implementations drop the comment; its length is the last value of the end record.
+// The implementations drop the comment. Its length is the last value of the end record.
 static bool restoreComment(Package *package)
 {
     FILE *fresh = package->view.fresh;

@@ -23,7 +23,7 @@ enum : uint32_t {
 };
 } // namespace
 
-static constexpr uint64_t DIRECTORY_LIMIT = 64U << 20; // it is held in memory
+static constexpr uint64_t DIRECTORY_LIMIT = 64U << 20; // it is kept in memory
 
 static bool readAt(FILE *stream, uint64_t offset, void *buffer, size_t size)
 {
@@ -33,8 +33,8 @@ static bool readAt(FILE *stream, uint64_t offset, void *buffer, size_t size)
 
 // ---- The end of the archive -------------------------------------------------------------------
 
-// The last record in `tail` whose comment ends where the file does, or null. Looked for from the
-// end: an earlier one may be part of a member or of the comment.
+// The last record in `tail` whose comment ends where the file does, or null. The search runs from
+// the end: an earlier match may be part of a member or of the comment.
 static const uint8_t *findEnd(const uint8_t *tail, size_t size)
 {
     if (size < END_SIZE)
@@ -48,7 +48,8 @@ static const uint8_t *findEnd(const uint8_t *tail, size_t size)
     }
 }
 
-// Takes the values of the end record over. `entriesEnd` is where the entries must end in the file.
+// Takes over the values of the end record. `entriesEnd` is the position in the file at which the
+// entries must end.
 static bool takePlace(PackageDirectory *directory, uint64_t entriesEnd)
 {
     if (directory->size > entriesEnd || directory->offset > entriesEnd - directory->size)
@@ -66,7 +67,7 @@ static bool takeEnd(const uint8_t *end, uint64_t position, PackageDirectory *dir
     return oneDisk && osdep_getLEU16(end + 8) == directory->count && takePlace(directory, position);
 }
 
-// The zip64 record stands directly before its locator, and that before the end record.
+// The zip64 record is directly before its locator, which is directly before the end record.
 static bool takeEnd64(const uint8_t *end64, uint64_t position, PackageDirectory *directory)
 {
     const uint8_t *locator = end64 + END64_SIZE;
@@ -130,7 +131,7 @@ static bool checkEntries(FILE *stream, const PackageDirectory *directory)
             !isPlaced(entry, directory->offset))
             return false;
         left -= rest;
-        // Nearly always within what the stream has read ahead.
+        // These bytes are nearly always in the stream's buffer already.
         for (uint32_t skipped = 0; skipped < rest; ++skipped)
             if (std::fgetc(stream) == EOF)
                 return false;

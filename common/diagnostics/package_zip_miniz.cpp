@@ -28,7 +28,7 @@ static size_t writeView(void *view, mz_uint64 offset, const void *data, size_t s
     return packageView_write(static_cast<const PackageView *>(view), offset, data, size);
 }
 
-// Called for one part of the file after the other.
+// Called for the parts of the file in sequence.
 static size_t readSource(void *source, mz_uint64 offset, void *buffer, size_t size)
 {
     (void)offset;
@@ -79,8 +79,7 @@ bool packageZip_addFile(PackageZip *zip, const char *member, PackageName name,
                         PackageSource *source)
 {
     TRACE_ENTER("zip=%p, member=\"%s\"", static_cast<void *>(zip), member);
-    // Without this flag a name is marked as UTF-8, and readers refuse the whole package when it is
-    // not.
+    // Without this flag a name is marked as UTF-8; readers refuse the whole package when it is not.
     const mz_uint flags = name == PACKAGE_NAME_BYTES ? mz_uint{MZ_ZIP_FLAG_ASCII_FILENAME} : 0;
     const auto modified = static_cast<MZ_TIME_T>(source->modified);
     const mz_bool good = mz_zip_writer_add_read_buf_callback(

@@ -13,15 +13,15 @@
 namespace {
 enum : unsigned {
     LEVEL = 6,
-    MADE_ON_UNIX = 3 << 8 | 20, // so that the attributes are permissions; format 2.0
+    MADE_ON_UNIX = 3 << 8 | 20, // makes the attributes Unix permissions; format 2.0
     ATTRIBUTES = 0100644,       // a regular file, readable by all
-    FLAG_UTF8_NAME = 1 << 11,   //
-    MOST_ENTRIES = 0xfffe,      // beyond, minizip writes a wrong count
-    CHUNK = 65536,              //
+    FLAG_UTF8_NAME = 1 << 11,
+    MOST_ENTRIES = 0xfffe, // with more, minizip writes a wrong count
+    CHUNK = 65536,
 };
 } // namespace
 
-static constexpr uint64_t ZIP64_SIZE = 0xffffffff - CHUNK; // a safe distance for what grows
+static constexpr uint64_t ZIP64_SIZE = 0xffffffff - CHUNK; // a margin for data that grows
 
 struct PackageZip {
     zlib_filefunc64_def functions;
@@ -76,7 +76,7 @@ static long ZCALLBACK seekView(voidpf opaque, voidpf stream, ZPOS64_T offset, in
     return 0;
 }
 
-// The files are the caller's, and so are their errors.
+// The caller owns the files and checks them for errors.
 static int ZCALLBACK doNothing(voidpf opaque, voidpf stream)
 {
     (void)opaque;
@@ -95,8 +95,8 @@ static PackageZip *newZip(PackageView *view, uint64_t count)
 
 // ---- The steps --------------------------------------------------------------------------------
 
-// minizip reads and writes at once: what it would look at has been checked, and it opens when it is
-// to write.
+// minizip opens an archive for reading and writing at once. So nothing is opened yet: the common
+// half has checked the directory, and minizip opens the archive when it is to write.
 PackageZip *packageZip_openReader(PackageView *view, const PackageDirectory *directory)
 {
     TRACE_ENTER("view=%p", static_cast<void *>(view));
@@ -184,6 +184,6 @@ void packageZip_end(PackageZip *zip)
 {
     TRACE_ENTER("zip=%p", static_cast<void *>(zip));
     if (zip != nullptr && zip->file != nullptr)
-        zipClose(zip->file, ""); // frees what it holds
+        zipClose(zip->file, ""); // frees its memory
     std::free(zip);
 }

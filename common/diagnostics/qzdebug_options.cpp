@@ -19,7 +19,7 @@
 #include "common/trace/qzdebug.h"
 
 static constexpr uint32_t BUCKETS = 13;
-static constexpr uint32_t TOP_CALLEES = 1; // nobody asks for the most frequent ones
+static constexpr uint32_t TOP_CALLEES = 1; // the least: the top list is not used
 static constexpr uint32_t MESSAGE_NOT_OPENED = 141;
 static const char DEFAULT_PACKAGE[] = "qzm_package.zip";
 
@@ -32,10 +32,10 @@ struct SubOption;
 } // namespace
 
 namespace {
-// Takes the text behind an item's first ":", or null.
+// Takes the text after an item's first ":", or null.
 using SubOptionHandler = void (*)(const char *argument);
 
-// What the sub-option becomes in a child's option; null: nothing.
+// Gives the sub-option's text in a child's option; null: nothing.
 using SubOptionGenerator = const char *(*)(const SubOption *row, DebugCaller caller,
                                            const char *callee);
 
@@ -54,11 +54,11 @@ static const char *defaultPath()
     return cache_sprintf("%s-%u.out", trace_application(), gDebugSettings.number);
 }
 
-// A child that is told to append to the same file moves its end while this run has it open.
+// A child that appends to the same file moves the file's end while this run has it open.
 static bool openOut(const char *path, const char *mode)
 {
     if (gDebugOut != nullptr)
-        fclose(gDebugOut); // what it was told is flushed; there is nothing left to lose
+        fclose(gDebugOut); // everything is flushed already; nothing can be lost
     gDebugOut = nullptr;
     gFilePath = path;
     FILE *stream = fopen(path, mode);
@@ -154,7 +154,8 @@ static void takePackage(const char *argument)
         return;
     qzdebug_warning("Package zip \"%s\" already exists and will be over-written",
                     gDebugSettings.package);
-    // Of what is no file, remove() would take an empty directory, and from root a device.
+    // If this is not a regular file, remove() could delete an empty directory or, run by root, a
+    // device.
     if (!osdep_isRegularFile(gDebugSettings.package) || remove(gDebugSettings.package) != 0)
         qzdebug_warning("Unable to remove \"%s\", it will be updated if possible",
                         gDebugSettings.package);
@@ -185,7 +186,7 @@ static const char *handAssert(const SubOption *row, DebugCaller, const char *)
                                  : cache_sprintf("%s:%s", row->name, assertWords[gDebugAssertMode]);
 }
 
-// The compilers are started by the legacy driver, which must not be told to debug them.
+// The legacy driver starts the compilers and must not be told to debug them.
 static bool isCompiler(const char *name)
 {
     return strncmp(name, "orbc", 4) == 0;

@@ -16,12 +16,13 @@
 
 static const char DEBUGGER[] = "/usr/bin/lldb";
 
-// Stops where an assertion fails and at the start of the program, which is told where it runs.
+// Stops at a failed assertion and at the start of the program, which is told that it runs under a
+// debugger.
 static const char SCRIPT[] = "break set --name db_assert\nbreak set --name main\n"
                              "break command add 2\nexpr gInDebugger=1\nDONE\nrun";
 static_assert(sizeof SCRIPT - 1 == 96);
 
-// Lends the arguments a null entry at their end for the run.
+// Adds a null entry to the arguments for the run and removes it again.
 static int execute(const char *program, Vector *args)
 {
     TRACE_ENTER("program=\"%s\"", program);

@@ -19,9 +19,9 @@
 #include "common/trace/container_report.h"
 
 static const char DRIVER[] = "qzm-cc";
-static const char ROOT[] = "SYSTEM_ROOT"; // in a package, the place of the root directory
+static const char ROOT[] = "SYSTEM_ROOT"; // in a package, replaces the root directory
 
-static const char *s_component; // null until the run has got that far
+static const char *s_component; // null until the run has started its work
 
 void qzdebug_setComponent(const char *name)
 {
@@ -39,7 +39,7 @@ static const char *memberName(const char *path)
     return TRACE_RETURN("\"%s\"", cache_separators(path, '/'));
 }
 
-// Opens the package for one more member. 0 when there is nothing to write to.
+// Opens the package for one more member. 0 when it cannot be written to.
 static int openPackage(Package *package, const char *name, const char *member)
 {
     TRACE_ENTER("name=\"%s\", member=\"%s\"", name, member);
@@ -78,8 +78,8 @@ static void pack(const char *name, const char *path)
     package_release(package);
 }
 
-// False only when it is known to be gone: a file that cannot be looked at is packed, or the package
-// says why not.
+// False only when the file is known to be gone. One that cannot be examined is packed, or the
+// package reports why not.
 static bool isTraceThere()
 {
     TRACE_ENTER();
@@ -87,8 +87,8 @@ static bool isTraceThere()
     return TRACE_RETURN("%d", there);
 }
 
-// Whether the run is in the directory where the option was read, or could go back to it. The way
-// there is not taken when it is not needed: it may be closed.
+// Whether the run is in the directory where the option was read, or could change back to it.
+// Changes only when necessary: the directory may have become inaccessible.
 static bool isWhereItBegan()
 {
     TRACE_ENTER();
@@ -99,8 +99,8 @@ static bool isWhereItBegan()
     return TRACE_RETURN("%d", !elsewhere || osdep_changeDirectory(there) == 0);
 }
 
-// The paths are those of the directory where the option was read, wherever the run ends; and there
-// it stays, since nothing comes after it.
+// Paths are relative to the directory where the option was read, wherever the run ends. The run
+// stays there, since nothing comes after this.
 static void packTrace()
 {
     TRACE_ENTER();
@@ -122,8 +122,8 @@ static void reportContainers()
     vec_report();
 }
 
-// A debug-out file that the user named belongs to the whole suite: the driver packs it when all is
-// done, and nobody else does.
+// A debug-out file that the user named is shared by the whole suite: only the driver packs it, when
+// everything is done.
 static bool isOurs()
 {
     const bool isDriver = s_component != nullptr && strcmp(s_component, DRIVER) == 0;
@@ -134,12 +134,12 @@ void qzdebug_shutdown()
 {
     static bool done;
     if (done)
-        return; // a check that fails below ends the run by the same way
+        return; // a failed check below ends the run through here again
     done = true;
     if (!isOurs())
         return;
     if (gDebugOut == nullptr) {
-        fflush(stdout); // a fatal message ends the run without it when that is on its way out
+        fflush(stdout); // a fatal message below may end the run without flushing
         trace_checkFailed("gFile != NULL", MODULE, 250);
     }
     if (gDebugSettings.package != nullptr)
