@@ -13,7 +13,8 @@
 #include "common/text/osdep_path.h"
 #include "common/trace/qzdebug.h"
 
-// By kind. The first two only name their kind: their directories are stored whole.
+// By kind. The names of the first two kinds are not used in paths: their directories are stored
+// whole.
 static const char *const kindNames[QZINSTDIR_LAST] = {
     "qzm", "v*", "bin", "docs", "include", "etc", "orb", "elm", "legasm", "orb-as",
 };
@@ -21,10 +22,10 @@ static const char *const kindNames[QZINSTDIR_LAST] = {
 static const char *s_versionDirectory = nullptr;
 static const char *s_installDirectory = nullptr;
 
-// Set once the version directory was seen to hold "orb".
+// Set once "orb" was found in the version directory.
 static bool s_orbSeen = false;
 
-// The directory above `path`, the caller's to free; null above a root and a lone name.
+// The directory above `path`, the caller's to free; null for a root and for a single name.
 static char *parentDirectory(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
@@ -79,7 +80,7 @@ static char *programDirectory()
     return TRACE_RETURN("\"%s\"", directory);
 }
 
-// Takes a "bin" directory and returns the one above it, or null; `path` is freed.
+// Takes a "bin" directory and returns the one above it, or null. Frees `path`.
 static char *leaveBin(char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
@@ -94,7 +95,7 @@ static char *leaveBin(char *path)
 }
 
 // Takes the directory above "bin" and returns the version directory, which is the same one or the
-// one above; null on failure. `path` is freed.
+// one above; null on failure. Frees `path`.
 static char *leaveToolTree(char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
@@ -113,7 +114,7 @@ static char *leaveToolTree(char *path)
     return TRACE_RETURN("\"%s\"", upFrom(path));
 }
 
-// 1 when `version` holds the directory "orb".
+// 1 when `version` contains the directory "orb".
 static int holdsOrb(const char *version)
 {
     TRACE_ENTER("version=\"%s\"", version);
@@ -127,7 +128,7 @@ static int holdsOrb(const char *version)
     return TRACE_RETURN("%d", found);
 }
 
-// Stores both directories; takes `version` over. 0 when it has no parent, with nothing stored.
+// Stores both directories and takes over `version`. 0, with nothing stored, when it has no parent.
 static int storeDirectories(char *version)
 {
     TRACE_ENTER("version=\"%s\"", version);
@@ -142,7 +143,7 @@ static int storeDirectories(char *version)
     return TRACE_RETURN("%d", 1);
 }
 
-// Works the two directories out from where the program runs. 1 on success.
+// Determines the two directories from the location of the program. 1 on success.
 static int setQzinstallPaths()
 {
     TRACE_ENTER();

@@ -2,10 +2,10 @@
 //
 //     const char *driver = qzinstdir(QZINSTDIR_ELM);      // ".../v2.32/elm"
 //
-// The executable lives in a directory "bin" of the version directory, or of its "orb" or "orb-as";
-// the version directory holds "orb" in every case. The two directories are worked out once; a
-// failure stores nothing, so the next call tries again. Nothing here reports to the user: failures
-// are null (or 1) and a line in the trace.
+// The executable is in the directory "bin" of the version directory, or of its "orb" or "orb-as";
+// the version directory always contains "orb". The two directories are determined once; a failure
+// stores nothing, so the next call tries again. Nothing here reports to the user: a failure gives
+// null (or 1) and a line in the trace.
 #ifndef COMMON_INSTALL_QZINSTDIR_H
 #define COMMON_INSTALL_QZINSTDIR_H
 
@@ -28,8 +28,8 @@ enum InstallDirKind : int {
 // not exist. A kind outside the table is a broken contract.
 const char *qzinstdir(int kind);
 
-// 1 when the version directory is known and holds the directory "orb". Once seen, it is not looked
-// for again.
+// 1 when the version directory is known and contains the directory "orb". Once found, it is not
+// looked for again.
 int qzinstdir_hasOrb();
 
 // Uses `path` (which must exist, as must its parent) as version directory and its parent as

@@ -13,8 +13,8 @@ namespace {
 struct RegistryRow {
     const char *subdirectory; // below the kind's root; null: the root itself
     const char *overrideName; // what the trace calls the kind's own root; null: it has none
-    int rootKind;             // the kind whose own root this one lies under
-    bool holdsLibraries;      // its directories are split by standard C library
+    int rootKind;             // the kind under whose own root this one lies
+    bool holdsLibraries;      // it has a subdirectory per standard C library
 };
 } // namespace
 
@@ -35,7 +35,7 @@ static const char *s_overrides[KINDS];
 
 static const char *s_standardLibrary = nullptr;
 
-// The directory that all kinds without a root of their own lie under, or null.
+// The directory above all kinds without a root of their own, or null.
 static const char *baseDirectory()
 {
     TRACE_ENTER();

@@ -1,4 +1,4 @@
-// The tool's own data directories (bin, lib, include, dat, sources ...) on top of the installation
+// The tool's own data directories (bin, lib, include, dat, sources ...) within the installation
 // directories, with overrides by kind and the selected standard C library.
 //
 //     const char *messages = reg_mkpath(REG_DAT, "en_msgs.txt");
@@ -28,10 +28,12 @@ const char *reg_instdir(int kind);
 const char *reg_mkpath(int kind, const char *name);
 
 // Overrides the root of the kinds bin, lib, include, dat or sources with an existing directory, or
-// (null) clears the override. 1 on success; 0 when the path is no directory or the kind has none.
+// (null) clears the override. 1 on success; 0 when the path is not a directory or the kind has no
+// override.
 int reg_set_path(int kind, const char *path);
 
-// The standard C library name that lib, sources and the C include directory lie under, or null.
+// Set and return the standard C library's name, under which lib, sources and the C include
+// directory lie; null for none.
 void reg_set_c_stdlib(const char *name);
 const char *reg_get_c_stdlib();
 
