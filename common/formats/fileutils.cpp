@@ -12,7 +12,7 @@
 
 // ---- Extensions -------------------------------------------------------------------------------
 
-// The text behind the last "." of a name, or null when there is no ".".
+// The text after the last "." of a name, or null when there is no ".".
 static const char *extensionOf(const char *name)
 {
     const char *dot = strrchr(name, '.');
@@ -54,8 +54,8 @@ int valid_ext(const char *name, const char *list)
 
 // ---- The classifier ---------------------------------------------------------------------------
 
-// Looks for what may be in a file of any name: the word of an intermediate file, an object file or
-// an ELF file, or FILEID_UNKNOWN.
+// Tests for the types that do not depend on the name: returns the word of an intermediate file, an
+// object file or an ELF file, or FILEID_UNKNOWN.
 static uint64_t scanStream(FILE *stream)
 {
     TRACE_ENTER("stream=%p", static_cast<void *>(stream));
@@ -130,8 +130,8 @@ static uint64_t classifyP1(const char *name)
 namespace {
 struct ExtensionRow {
     const char *extension;
-    uint64_t type;                          // its word, where the extension says it all
-    uint64_t (*classify)(const char *name); // what looks into the file, where it does not
+    uint64_t type;                          // its word, when the extension is enough
+    uint64_t (*classify)(const char *name); // examines the file, when it is not
 };
 } // namespace
 
@@ -223,8 +223,8 @@ uint64_t fileid(const char *name)
 int fileid_is_asm_fid(uint64_t flags)
 {
     TRACE_ENTER("flags=0x%lX", static_cast<unsigned long>(flags));
-    // The bits that tell the assembly sources from all other types: what is left of their words
-    // without the properties they share with ".inc".
+    // The bits that only the assembly sources have: their words without the properties that they
+    // share with ".inc".
     constexpr uint64_t shared = 0xFFFF;
     constexpr uint64_t assembly =
         (FILEID_AS | FILEID_ASM | FILEID_S | FILEID_S_PREPROCESS) & ~shared;
@@ -247,7 +247,7 @@ static bool copyBytes(FILE *source, FILE *destination)
     return TRACE_RETURN("%d", ferror(source) == 0 && fflush(destination) == 0);
 }
 
-// Copies between two open streams and closes both; whether all of it went well.
+// Copies between two open streams and closes both. Whether all of it succeeded.
 static bool copyStreams(FILE *source, const char *sourceName, FILE *destination,
                         const char *destinationName)
 {
@@ -266,7 +266,7 @@ static bool copyStreams(FILE *source, const char *sourceName, FILE *destination,
     return TRACE_RETURN("%d", ok);
 }
 
-// How the destination is opened in a mode of copyfile_helper(); null when there is no such mode.
+// The fopen() mode of the destination for a mode of copyfile_helper(); null for an unknown mode.
 static const char *openingOf(const char *mode)
 {
     TRACE_ENTER("mode=\"%s\"", mode == nullptr ? "(null)" : mode);
@@ -319,7 +319,7 @@ namespace {
 enum : uint32_t { STRING_FIRST_SIZE = 64, STRING_LIMIT = 65535 };
 } // namespace
 
-// Replaces a full buffer of `size` bytes by one of twice the size. The old one is freed in any
+// Replaces a full buffer of `size` bytes with one of twice the size. The old one is freed in any
 // case.
 static char *largerBuffer(char *buffer, uint32_t size)
 {

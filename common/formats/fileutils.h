@@ -1,50 +1,50 @@
-// fileutils: what a file is, by its extension and, where that is not enough, by its content; and
-// copying files.
+// fileutils: determines the type of a file, by its extension and, if necessary, its content; and
+// copies files.
 //
 //     uint64_t type = fileid("main.p1");
 //     if (type & FILE_INTERMEDIATE) ...
 //     if (fileid_is_asm_fid(type)) ...
 //
 // Every predicate returns a plain answer and explains itself in the trace only; nothing here
-// reports to the user. A null name, stream or record is answered with 0 (or null). Files are looked
-// at, never changed, and are not trusted: lying counts and sizes, endless names and truncated data
-// get the answer "no", in time and memory bounded by the bytes really there. Named pipes, devices
-// and directories are there, but never opened: they get the answer of a file that cannot be read.
-// The formats are described in docs/object-files.md.
+// reports to the user. A null name, stream or record is answered with 0 (or null). Files are
+// examined, never changed, and not trusted: wrong counts and sizes, endless names and truncated
+// data give the answer "no", in time and memory bounded by the bytes actually present. Named pipes,
+// devices and directories exist, but are never opened: they get the answer of a file that cannot be
+// read. The formats are described in docs/object-files.md.
 #ifndef COMMON_FORMATS_FILEUTILS_H
 #define COMMON_FORMATS_FILEUTILS_H
 
 #include <cstdint>
 #include <cstdio>
 
-// What the low bits of a file-type word say, and the bits that name the processor of an ELF file.
-// The bits between them tell the extensions apart.
+// The low bits of a file-type word are properties; the high ones here name the processor of an ELF
+// file. The bits in between distinguish the extensions.
 enum FileProperty : uint64_t {
-    FILE_SOURCE = 0x1,               // goes to a compiler or assembler
-    FILE_C = 0x2,                    // C, or listed with it
-    FILE_PREPROCESSOR = 0x4,         // has to do with the preprocessor: its input or its output
-    FILE_ASSEMBLY = 0x8,             // assembly language
-    FILE_LIBRARY = 0x10,             //
-    FILE_OBJECT = 0x20,              //
-    FILE_INTERMEDIATE = 0x40,        // the compiler's intermediate code
-    FILE_PROGRAM = 0x80,             // a linked program
-    FILE_BINARY = 0x100,             //
-    FILE_TEXT = 0x200,               //
-    FILE_DATA = 0x400,               // a listing or data that the suite writes
-    FILE_HEADER = 0x800,             // a C header
-    FILE_MISSING = 0x1000,           // does not exist
-    FILE_HAS_INTERMEDIATE = 0x2000,  // library: with intermediate modules
-    FILE_HAS_OBJECT = 0x4000,        // library: with object modules
-    FILE_BAD_LIBRARY = 0x8000,       // called a library, but is none
-    FILE_ELF_ORB = 0x400000000000,   //
-    FILE_ELF_ELM = 0x800000000000,   //
-    FILE_ELF_KORB = 0x1000000000000, //
-    FILE_ELF_MIPS = 0x2000000000000, //
-    FILE_ELF_ARM = 0x4000000000000,  //
+    FILE_SOURCE = 0x1,       // goes to a compiler or assembler
+    FILE_C = 0x2,            // C, or listed with it
+    FILE_PREPROCESSOR = 0x4, // the preprocessor's input or output
+    FILE_ASSEMBLY = 0x8,     // assembly language
+    FILE_LIBRARY = 0x10,
+    FILE_OBJECT = 0x20,
+    FILE_INTERMEDIATE = 0x40, // the compiler's intermediate code
+    FILE_PROGRAM = 0x80,      // a linked program
+    FILE_BINARY = 0x100,
+    FILE_TEXT = 0x200,
+    FILE_DATA = 0x400,              // a listing or data that the suite writes
+    FILE_HEADER = 0x800,            // a C header
+    FILE_MISSING = 0x1000,          // does not exist
+    FILE_HAS_INTERMEDIATE = 0x2000, // library: with intermediate modules
+    FILE_HAS_OBJECT = 0x4000,       // library: with object modules
+    FILE_BAD_LIBRARY = 0x8000,      // named like a library, but is not one
+    FILE_ELF_ORB = 0x400000000000,
+    FILE_ELF_ELM = 0x800000000000,
+    FILE_ELF_KORB = 0x1000000000000,
+    FILE_ELF_MIPS = 0x2000000000000,
+    FILE_ELF_ARM = 0x4000000000000,
 };
 
-// The words that fileid() answers, FILE_MISSING left out (but for the C sources, which always carry
-// it: they are never looked for).
+// The words that fileid() returns, without FILE_MISSING (except for the C sources, which always
+// have it because they are never looked for).
 enum FileType : uint64_t {
     FILEID_UNKNOWN = 0,
     FILEID_LIBRARY_OBJECT = 0x4010,
@@ -109,17 +109,17 @@ struct ObjectRecord {
 };
 
 // The type word of a file: by its extension, by content where the extension is shared or unknown,
-// with FILE_MISSING added when it does not exist. ".c" and ".usb" are answered without a look at
+// with FILE_MISSING added when it does not exist. ".c" and ".usb" are answered without access to
 // the disk.
 uint64_t fileid(const char *name);
 
-// 1 if the name has an extension and it is one of the list's, which ",", ";" and ":" separate
-// ("p1:o"). Upper and lower case differ. A null list is an empty one: nothing is on it.
+// 1 if the name has an extension and it is in the list, whose entries are separated by ",", ";" or
+// ":" ("p1:o"). Case matters. A null list counts as empty.
 int valid_ext(const char *name, const char *list);
 
 // The type word of a 32-bit ELF file (FILEID_ELF_ORB ...), or 0. The number of the machine is read
 // with its low byte first, whatever byte order the file's header names. The stream form reads from
-// where the stream stands, as do all stream forms here, and leaves it anywhere.
+// the current position, as do all stream forms here, and leaves the position undefined.
 uint64_t which_elf(const char *name);
 uint64_t which_elf_fp(FILE *stream);
 
@@ -131,8 +131,9 @@ int fileid_is_p1_fp(FILE *stream);
 int fileid_is_obj(const char *name);
 int fileid_is_obj_fp(FILE *stream);
 
-// What a library holds: 1 object modules, 2 intermediate modules, 3 both; 0 when neither or when it
-// is no library. Its extension must be "lib", "lpp" or "a". The stream must stand at its start.
+// The modules in a library: 1 for object modules, 2 for intermediate modules, 3 for both; 0 for
+// neither or when it is not a library. Its extension must be "lib", "lpp" or "a". The stream must
+// be at its start.
 int fileid_is_library(const char *name);
 int fileid_is_library_fp(FILE *stream);
 
@@ -146,11 +147,10 @@ int fileid_is_asm_fid(uint64_t flags);
 int getrec(FILE *stream, ObjectRecord *record);
 
 // Copies (mode "copied") or appends (mode "appended") one file to another. 1 when every byte is
-// written and both files are closed without an error, else 0: also for any other mode, null among
-// them, when both names mean the same file, by whatever path or link, or the source is not a
-// regular file; the destination is then untouched. A copy that fails half-way leaves the part it
-// has written. The destination may be anything that can be written to; a named pipe there is waited
-// for.
+// written and both files are closed without an error, else 0. For any other mode (or null), when
+// both names lead to the same file, or when the source is not a regular file, it returns 0 and does
+// not touch the destination. A copy that fails halfway leaves the part it has written. The
+// destination may be anything that can be written to; opening a named pipe waits for its reader.
 int copyfile_helper(const char *source, const char *destination, const char *mode);
 
 // Reads a NUL-terminated string of at most 65535 characters. The result is the caller's to free();

@@ -1,6 +1,6 @@
 #define MODULE "common/fileutils"
 
-// What a file is by its content: ELF, intermediate code, object records, library, metadata.
+// The type of a file by its content: ELF, intermediate code, object records, library, metadata.
 
 #include "common/formats/fileutils.h"
 
@@ -39,7 +39,7 @@ enum : uint32_t {
 struct MachineRow {
     uint16_t machine;
     uint64_t type;
-    const char *found; // what the trace says
+    const char *found; // the text for the trace
 };
 } // namespace
 
@@ -135,7 +135,7 @@ static bool hasMarkers(const char *text, size_t length)
            memcmp(text + at, markerText, sizeof markerText - 1) == 0;
 }
 
-// Tests a stream of which only the next `limit` bytes belong to the file or module in question.
+// Tests the file or module that consists of the next `limit` bytes of the stream.
 static int isIntermediate(FILE *stream, uint64_t limit)
 {
     TRACE_ENTER("stream=%p", static_cast<void *>(stream));
@@ -224,7 +224,7 @@ int getrec(FILE *stream, ObjectRecord *record)
     return TRACE_RETURN("%d", 1);
 }
 
-// Tests a stream of which only the next `limit` bytes belong to the file or module in question.
+// Tests the file or module that consists of the next `limit` bytes of the stream.
 static int isObject(FILE *stream, uint64_t limit)
 {
     TRACE_ENTER("stream=%p", static_cast<void *>(stream));
@@ -282,8 +282,8 @@ enum : uint32_t {
     MODULE_ENTRY_SIZE = 12,
     MODULE_SYMBOLS_AT = 2,
     MODULE_SIZE_AT = 4,
-    LIBRARY_OBJECT = 1,       // bits of the answer
-    LIBRARY_INTERMEDIATE = 2, //
+    LIBRARY_OBJECT = 1, // bits of the answer
+    LIBRARY_INTERMEDIATE = 2,
 };
 } // namespace
 
@@ -330,7 +330,7 @@ static int kindOfModule(FILE *stream, long offset, uint32_t size)
 }
 
 // Tests the modules, which follow the directory back to back, until both kinds have been seen.
-// Modules do not overlap, so that together they are read once at most.
+// Modules do not overlap, so nothing is read more than once.
 static int visitModules(FILE *stream, const uint32_t *sizes, uint32_t count)
 {
     TRACE_ENTER("count=%u", count);

@@ -57,7 +57,7 @@ static_assert(sizeof errorTexts / sizeof errorTexts[0] == METADATA_ERROR_COUNT);
 namespace {
 struct KeyRow {
     const char *key;  // its name in the file
-    uint64_t missing; // its value while it is not there
+    uint64_t missing; // its value while it is absent
 };
 } // namespace
 
@@ -85,8 +85,8 @@ const char *metadata_errorText(uint32_t code)
     return TRACE_RETURN("\"%s\"", code < METADATA_ERROR_COUNT ? errorTexts[code] : "Unknown error");
 }
 
-// The bucket counts are small for a large file; the hash module finds its entries without walking
-// the chains.
+// The bucket counts are small for a large file, but the hash module then finds entries without
+// walking the chains.
 static HashTable *newTable(uint32_t buckets)
 {
     return hash_new_func(buckets, hash_string, hash_stringCompare, MODULE, __LINE__);
@@ -351,7 +351,7 @@ MetadataFunction *metadata_functionByName(const Metadata *metadata, const char *
     return static_cast<MetadataFunction *>(TRACE_RETURN("%p", function));
 }
 
-// Adds the record; null as metadata_keepFunction() says.
+// Adds the record; null in the cases of metadata_keepFunction().
 static MetadataFunction *addFunctionRecord(Metadata *metadata, const MetadataFunction *function)
 {
     if (hash_haskey(metadata->functions_by_name, function->name))
@@ -372,7 +372,7 @@ MetadataFunction *metadata_keepFunction(Metadata *metadata, const MetadataFuncti
     return static_cast<MetadataFunction *>(TRACE_RETURN("%p", kept));
 }
 
-// Adds the record; null as metadata_keepLevel() says.
+// Adds the record; null in the cases of metadata_keepLevel().
 static MetadataLevel *addLevelRecord(Metadata *metadata, const MetadataLevel *level)
 {
     const auto slot = static_cast<uint32_t>(std::countr_zero(level->mask));

@@ -1,6 +1,6 @@
-// metadata: the suite's binary program-metadata file: what the compiler knows about a built
-// program's functions, their call graph, its interrupt roots and interrupt levels, with two sets of
-// named numbers. The layout of the file is described in docs/metadata-format.md.
+// metadata: the suite's binary program-metadata file. It holds what the compiler knows about a
+// built program: functions and their call graph, interrupt roots and interrupt levels, and two sets
+// of named numbers. The layout of the file is described in docs/metadata-format.md.
 //
 //     Metadata *metadata = metadata_create(NULL);
 //     MetadataFunction *entry = metadata_addFunction(metadata, "main");
@@ -14,11 +14,12 @@
 // An object owns all its records; a record is valid until its object is destroyed. Texts in records
 // are interned strings or null (absent), and texts handed in are interned by the functions that
 // take them. Fields of a record may be set directly, except for its id and its vectors. Every
-// operation reports failure by its result and leaves one of the codes below in the object; nothing
-// is printed but by metadata_dump(), and a success leaves the code as it was.
+// operation reports failure by its result and leaves one of the codes below in the object; success
+// leaves the code unchanged. Only metadata_dump() prints.
 //
-// Nothing read is trusted: no byte sequence makes a read crash or run for long, and what a read
-// allocates is bounded by what the stream really held, whatever its count and id fields say.
+// Nothing read is trusted: no byte sequence makes a read crash or run for long, and the memory that
+// a read allocates is bounded by the actual size of the input, whatever its count and id fields
+// say.
 #ifndef COMMON_FORMATS_METADATA_H
 #define COMMON_FORMATS_METADATA_H
 
@@ -30,8 +31,9 @@ struct Metadata;
 struct MetadataFunction;
 struct Vector;
 
-// The code an operation leaves in its object. Where codes speak of reading and writing, the section
-// they name could not be read (its bytes are missing or break a rule of the format) or written.
+// The code that a failed operation leaves in its object. Codes about reading and writing mean that
+// the section they name could not be read (its bytes are missing or break a rule of the format) or
+// written.
 enum MetadataError : uint32_t {
     METADATA_OK = 0,
     METADATA_NULL_ARGUMENT = 1,
@@ -47,7 +49,7 @@ enum MetadataError : uint32_t {
     METADATA_PRINTF_LIST = 11,
     METADATA_BAD_LINE = 12,       // a source file with line 0
     METADATA_STACK_CONFLICT = 13, // a function both reentrant and on the compiled stack
-    METADATA_CIRCULAR = 14,       // a function that duplicates itself, directly or through others
+    METADATA_CIRCULAR = 14,       // a function that duplicates itself, directly or indirectly
     METADATA_FUNCTION_MAGIC = 15, // also: a callee section with another magic
     METADATA_FUNCTION_LIST = 16,
     METADATA_CALLEE_WITHOUT_FUNCTION = 17,
@@ -66,7 +68,7 @@ enum MetadataError : uint32_t {
 
 enum : uint32_t {
     METADATA_VERSION_MAJOR = 1, // of the format
-    METADATA_VERSION_MINOR = 0, //
+    METADATA_VERSION_MINOR = 0,
     METADATA_TITLE_SIZE = 128,
     METADATA_RESERVED_SIZE = 128,
     METADATA_LEVEL_SLOTS = 32, // one for each bit of a mask
@@ -78,8 +80,8 @@ inline constexpr char METADATA_COMPILER_VERSION[] = "2.32";
 // The two sets of named numbers.
 enum MetadataTable : uint32_t { METADATA_GENERAL, METADATA_PRINTF, METADATA_TABLE_COUNT };
 
-// The general attributes that the suite itself knows, a row each: the name of its enumerator, its
-// key in the file, and the value it has while it is missing.
+// The general attributes that the suite itself knows, a row each: its enumerator, its key in the
+// file, and its value while it is missing.
 #define METADATA_KEYS(ROW)                                                                         \
     ROW(STBISYPW, "stbisypw", 9)                                                                   \
     ROW(STKOPT, "stkopt", 0)                                                                       \
@@ -119,21 +121,21 @@ struct MetadataCallee {
 };
 
 struct MetadataFunction {
-    uint32_t id;                 // not 0; unique among the functions
-    uint32_t interrupt_levels;   // mask of the levels it may run on
-    const char *source_file;     // or null when it is unknown
-    uint32_t source_line;        //
-    const char *text;            // a second text, kept as it is; or null
-    const char *name;            // never null; unique among the functions
-    uint32_t hardware_stack;     // used, in levels
-    uint32_t software_stack;     // used, in bytes
-    bool is_extern;              //
-    bool uses_cstack;            // keeps its data on the compiled stack
-    bool is_recursive;           //
-    bool is_reentrant;           //
-    bool has_extern_call;        //
+    uint32_t id;               // not 0; unique among the functions
+    uint32_t interrupt_levels; // mask of the levels it may run on
+    const char *source_file;   // or null when it is unknown
+    uint32_t source_line;
+    const char *text;        // a second text, kept unchanged; or null
+    const char *name;        // never null; unique among the functions
+    uint32_t hardware_stack; // used, in levels
+    uint32_t software_stack; // used, in bytes
+    bool is_extern;
+    bool uses_cstack; // keeps its data on the compiled stack
+    bool is_recursive;
+    bool is_reentrant;
+    bool has_extern_call;
     uint32_t duplicate_id;       // id of the function below, as read; 0 for none
-    Vector *callees;             // of MetadataCallee, not owned; null while there is none
+    Vector *callees;             // of MetadataCallee, not owned; null while there are none
     MetadataFunction *duplicate; // the function this one duplicates, or null
     Metadata *owner;             // the object it belongs to
     uint32_t walk;               // scratch of metadata_verify()
@@ -155,7 +157,7 @@ struct MetadataLevel {
     uint32_t hardware_stack;  // used, in levels
     uint32_t software_stack;  // used, in bytes
     uint32_t stack_allocated; // software stack set aside, in bytes
-    Vector *roots;            // of MetadataRoot, not owned; null while there is none
+    Vector *roots;            // of MetadataRoot, not owned; null while there are none
 };
 
 struct Metadata {
@@ -166,10 +168,10 @@ struct Metadata {
     MetadataList roots;
     HashTable *functions_by_name;                // name to MetadataFunction
     MetadataLevel *levels[METADATA_LEVEL_SLOTS]; // null where a slot is empty
-    uint32_t level_count;                        // slots in use, empty ones between them included
-    char *buffer;                                // where a string is put together while it is read
-    size_t buffer_size;                          //
-    uint32_t error;                              // the last failure's code
+    uint32_t level_count;                        // slots in use, including empty ones between them
+    char *buffer;                                // holds a string while it is read
+    size_t buffer_size;
+    uint32_t error; // the last failure's code
 };
 
 // Creates an object without attributes and records, owned by the caller. Its title names
@@ -180,25 +182,25 @@ Metadata *metadata_create(const char *compiler_version);
 // Frees the object with all its records. Null is allowed.
 void metadata_destroy(Metadata *metadata);
 
-// Fills the object from a binary stream that stands at the start of the file. A failure leaves what
-// was read so far in the object. A null stream is code 1; a null object only fails.
+// Fills the object from a binary stream, which must be at the start of the file. A failure leaves
+// what was read so far in the object. A null stream is code 1; a null object only fails.
 //
-// What the object already holds stays: the file's records are added to its own, attributes replace
-// those of the same name, and the file's header replaces the old one. The rules of the format hold
-// for all together, so that an id, a function's name or a level's slot that is in use makes the
-// read fail as if the file named it twice. Read into a new object to get what the file holds and no
-// more.
+// The object keeps its content: the file's records are added to its own, attributes replace those
+// of the same name, and the file's header replaces the old one. The rules of the format apply to
+// all of it together: an id, a function's name or a level's slot that is already in use makes the
+// read fail as if the file contained it twice. Read into a new object to get the file's content
+// alone.
 bool metadata_read(Metadata *metadata, FILE *in);
 
 // Writes the object to a binary stream and flushes it, so that a full disk is noticed here.
 bool metadata_write(Metadata *metadata, FILE *out);
 
-// Prints the object for a reader and flushes the stream. Fails for a null argument or when the
-// stream has an error, a full disk among them.
+// Prints the object in readable form and flushes the stream. Fails for a null argument or when the
+// stream has an error, such as a full disk.
 bool metadata_dump(Metadata *metadata, FILE *out);
 
 // The code that the last failure left in the object (1 for null), and the text of a code ("Unknown
-// error" for a number that is no code). The text is static.
+// error" for any other number). The text is static.
 uint32_t metadata_error(const Metadata *metadata);
 const char *metadata_errorText(uint32_t code);
 
@@ -207,12 +209,12 @@ const char *metadata_errorText(uint32_t code);
 bool metadata_setAttribute(Metadata *metadata, MetadataTable table, const char *name,
                            uint64_t value);
 
-// The value of an attribute, or `missing` when it is not there; and whether it is there.
+// The value of an attribute, or `missing` when it is absent; and whether it is present.
 uint64_t metadata_getAttribute(const Metadata *metadata, MetadataTable table, const char *name,
                                uint64_t missing);
 bool metadata_hasAttribute(const Metadata *metadata, MetadataTable table, const char *name);
 
-// The same for the known general attributes; a missing one reads as its row says.
+// The same for the known general attributes; a missing one has the value in its row.
 bool metadata_setKey(Metadata *metadata, MetadataKey key, uint32_t value);
 uint64_t metadata_getKey(const Metadata *metadata, MetadataKey key);
 bool metadata_hasKey(const Metadata *metadata, MetadataKey key);
@@ -239,9 +241,9 @@ bool metadata_addLevelRoot(Metadata *metadata, MetadataLevel *level, MetadataRoo
 MetadataFunction *metadata_functionById(const Metadata *metadata, uint32_t id);
 MetadataFunction *metadata_functionByName(const Metadata *metadata, const char *name);
 
-// Checks an object that was put together by hand for what the format allows but the suite does not
-// mean: codes 12, 13, 14, 17, 18, 21, 24 and 27. Reading and writing do not ask for it: a file is
-// data, and what could be read can be written again.
+// Checks an object that was built by hand for content that the format allows but that makes no
+// sense: codes 12, 13, 14, 17, 18, 21, 24 and 27. Reading and writing do not call it: a file is
+// data, and anything that could be read can be written again.
 bool metadata_verify(Metadata *metadata);
 
 #endif

@@ -116,8 +116,8 @@ static void dumpCallees(FILE *out, const Metadata *metadata)
         dumpCallee(out, static_cast<MetadataCallee *>(metadata->callees.records->data[i]));
 }
 
-// The function this one duplicates: one step, so that functions duplicating one another in a circle
-// are printed like any other.
+// Prints the function that this one duplicates. It follows only one step, so functions that
+// duplicate one another in a circle are printed like any other.
 static void dumpDuplicate(FILE *out, const MetadataFunction *duplicate)
 {
     TRACE_ENTER("out=%p", static_cast<void *>(out));

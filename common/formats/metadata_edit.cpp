@@ -11,7 +11,7 @@
 
 // ---- Adding -----------------------------------------------------------------------------------
 
-// Appends to a vector that is made when it is first needed.
+// Appends to a vector that is created when it is first needed.
 static void addTo(Vector **vector, const void *element)
 {
     if (*vector == nullptr)
@@ -19,7 +19,7 @@ static void addTo(Vector **vector, const void *element)
     vec_add(*vector, element);
 }
 
-// The code that keeps a list from taking another record, or METADATA_OK.
+// The code that says why the list cannot take another record, or METADATA_OK.
 static uint32_t checkList(const MetadataList *list, uint32_t list_code)
 {
     return list->next_id == 0 ? list_code : METADATA_OK;
@@ -160,7 +160,7 @@ bool metadata_addLevelRoot(Metadata *metadata, MetadataLevel *level, MetadataRoo
 
 // ---- Checking ---------------------------------------------------------------------------------
 
-// What is wrong with a function by itself, or METADATA_OK.
+// The code of a mistake within a function record, or METADATA_OK.
 static uint32_t checkFunction(const Metadata *metadata, const MetadataFunction *function)
 {
     TRACE_ENTER("function=(%u) %s", function->id, function->name);
@@ -176,8 +176,9 @@ static uint32_t checkFunction(const Metadata *metadata, const MetadataFunction *
     return TRACE_RETURN("%u", METADATA_OK);
 }
 
-// Whether the chain of duplicates from `function` comes back to itself. Each walk marks what it
-// passes and stops at what an earlier walk has passed, so that all walks together are linear.
+// Whether the chain of duplicates from `function` comes back to itself. Each walk marks the
+// functions it passes and stops at one that an earlier walk has marked, so that all walks together
+// take linear time.
 static bool isCircular(MetadataFunction *function, uint32_t walk)
 {
     while (function != nullptr && function->walk == 0) {
@@ -204,7 +205,7 @@ static uint32_t checkFunctions(const Metadata *metadata)
     return TRACE_RETURN("%u", METADATA_OK);
 }
 
-// Checks the function of a callee or a root: `code` when it is missing.
+// Checks the function of a callee or a root. Gives `code` when it is missing.
 static uint32_t checkTarget(const Metadata *metadata, const MetadataFunction *function,
                             uint32_t code)
 {

@@ -1,4 +1,4 @@
-// What the files of the metadata module share; not for its callers.
+// Shared by the files of the metadata module; not for its callers.
 #ifndef COMMON_FORMATS_METADATA_INTERNAL_H
 #define COMMON_FORMATS_METADATA_INTERNAL_H
 
@@ -7,7 +7,7 @@
 
 #include "common/formats/metadata.h"
 
-// A magic's eight characters as the number that is read and written for them.
+// The eight characters of a magic as the number that is read and written.
 consteval uint64_t metadata_magic(const char (&text)[9])
 {
     uint64_t magic = 0;
@@ -17,7 +17,7 @@ consteval uint64_t metadata_magic(const char (&text)[9])
 }
 
 // The magics of the sections, as docs/metadata-format.md lists them; the test
-// MetadataFormat.LayoutIsPinned holds both to the bytes.
+// MetadataFormat.LayoutIsPinned checks both against the bytes.
 inline constexpr uint64_t METADATA_MAGIC_HEADER = metadata_magic("!QZMMETA");
 inline constexpr uint64_t METADATA_MAGIC_GENERAL = metadata_magic("GENATTRS");
 inline constexpr uint64_t METADATA_MAGIC_PRINTF = metadata_magic("PRFATTRS");
@@ -26,28 +26,28 @@ inline constexpr uint64_t METADATA_MAGIC_FUNCTIONS = metadata_magic("FUNCTNS ");
 inline constexpr uint64_t METADATA_MAGIC_ROOTS = metadata_magic("INTROOTS");
 inline constexpr uint64_t METADATA_MAGIC_LEVELS = metadata_magic("INTLVLS ");
 
-// What an attribute table holds for a name. The hash table cannot hold the number itself: its own
-// idea of a missing value is 0.
+// The entry of an attribute table. The hash table cannot hold the number itself, because there a
+// value of 0 means a missing entry.
 struct MetadataAttribute {
     const char *name;
     uint64_t value;
 };
 
-// Leaves `code` in the object. Returns false, for returning it.
+// Leaves `code` in the object. Returns false, which the caller can return in turn.
 bool metadata_fail(Metadata *metadata, uint32_t code);
 
 // Sets an attribute whose name is interned and not empty; false when memory runs out.
 bool metadata_keepAttribute(Metadata *metadata, MetadataTable table, const char *name,
                             uint64_t value);
 
-// Appends a copy of the `size` bytes of `record`, whose first field is its id, and moves the list's
-// next id behind that id. Returns the copy, or null when memory runs out.
+// Appends a copy of the `size` bytes of `record`, whose first field is its id, and sets the list's
+// next id to follow that id. Returns the copy, or null when memory runs out.
 void *metadata_listAdd(MetadataList *list, const void *record, size_t size);
 
-// Puts the records in the order of their ids; false when two have the same.
+// Sorts the records by their ids; false when two ids are equal.
 bool metadata_listOrder(MetadataList *list);
 
-// The record with this id in a list in order, or null.
+// The record with this id in a sorted list, or null.
 void *metadata_listFind(const MetadataList *list, uint32_t id);
 
 // The number of records.

@@ -2,8 +2,8 @@
 
 // Reading. Each function has its twin in metadata_write.cpp, in the same order.
 //
-// Counts are only upper limits of loops: a record is allocated when its bytes have been read, so
-// that a count of four billion costs no more than the stream holds.
+// Counts are only upper limits of loops: a record is allocated once its bytes have been read, so a
+// count of four billion costs no more than the stream's actual content.
 
 #include "common/formats/metadata.h"
 
@@ -18,7 +18,7 @@
 namespace {
 enum : size_t {
     BUFFER_STEP = 32,
-    STRING_LIMIT = 16 * 1024 * 1024, // a longer one is damage; to keep it might end the run
+    STRING_LIMIT = 16 * 1024 * 1024, // a longer one means damage; interning it might end the run
 };
 } // namespace
 
@@ -33,8 +33,8 @@ static bool readFlag(FILE *in, bool *flag)
     return true;
 }
 
-// Makes the string buffer larger: by the small step that suits names at first, and by half once it
-// is large, as small steps would make one long string quadratic.
+// Makes the string buffer larger: first by a small step, which suits names, and by half once it is
+// large, because small steps would take quadratic time for a long string.
 static bool growBuffer(Metadata *metadata)
 {
     const size_t half = metadata->buffer_size / 2;
@@ -126,8 +126,8 @@ static bool readCallee(Metadata *metadata, FILE *in)
 static bool readCallees(Metadata *metadata, FILE *in)
 {
     TRACE_ENTER("in=%p", static_cast<void *>(in));
-    // A section with another magic answers with the function list's code: readers of these files
-    // have come to know it.
+    // A section with another magic gives the function list's code, because programs that read these
+    // files expect it.
     if (!readMagic(metadata, in, METADATA_MAGIC_CALLEES, METADATA_CALLEE_MAGIC,
                    METADATA_FUNCTION_MAGIC))
         return TRACE_RETURN("%d", false);
@@ -141,7 +141,8 @@ static bool readCallees(Metadata *metadata, FILE *in)
 
 // ---- Functions --------------------------------------------------------------------------------
 
-// Reads a list of ids of records in `list` into a vector, which is made when there is one.
+// Reads a list of ids and adds their records in `list` to a vector, which is created for the first
+// one.
 static bool readReferences(FILE *in, const MetadataList *list, Vector **records)
 {
     uint32_t count;
@@ -189,7 +190,7 @@ static bool readFunction(Metadata *metadata, FILE *in)
     return true;
 }
 
-// Finds the functions that callees and duplicates name.
+// Finds the functions that callees and duplicates refer to.
 static bool resolveFunctions(Metadata *metadata)
 {
     TRACE_ENTER("metadata=%p", static_cast<void *>(metadata));
@@ -263,7 +264,7 @@ static bool readLevelFields(Metadata *metadata, FILE *in, MetadataLevel *level)
            readReferences(in, &metadata->roots, &level->roots);
 }
 
-// Reads a slot; the code of what is wrong with it, or METADATA_OK.
+// Reads a slot. Returns the code of an error, or METADATA_OK.
 static uint32_t readLevel(Metadata *metadata, FILE *in)
 {
     TRACE_ENTER("in=%p", static_cast<void *>(in));
@@ -290,7 +291,7 @@ static bool readLevels(Metadata *metadata, FILE *in)
     if (!readMagic(metadata, in, METADATA_MAGIC_LEVELS, METADATA_LEVEL_MAGIC, METADATA_LEVEL_MAGIC))
         return TRACE_RETURN("%d", false);
     uint32_t count;
-    // A mask has 32 bits, so there are no more slots than that.
+    // A mask has 32 bits, so there are at most 32 slots.
     if (!osdep_readLEU32(in, &count) || count > METADATA_LEVEL_SLOTS)
         return TRACE_RETURN("%d", metadata_fail(metadata, METADATA_LEVEL_LIST));
     uint32_t code = METADATA_OK;

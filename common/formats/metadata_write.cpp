@@ -74,7 +74,7 @@ static bool writeAttributes(Metadata *metadata, FILE *out, MetadataTable table, 
 
 // ---- Callees ----------------------------------------------------------------------------------
 
-// Writes a callee; the code of what went wrong, or METADATA_OK.
+// Writes a callee. Returns the code of an error, or METADATA_OK.
 static uint32_t writeCallee(FILE *out, const MetadataCallee *callee)
 {
     if (callee->function == nullptr)
@@ -130,7 +130,7 @@ static bool writeFunctions(Metadata *metadata, FILE *out)
     TRACE_ENTER("out=%p", static_cast<void *>(out));
     if (!writeMagic(metadata, out, METADATA_MAGIC_FUNCTIONS, METADATA_FUNCTION_MAGIC))
         return TRACE_RETURN("%d", false);
-    // Every function has a name, so the named ones are the records of the list.
+    // Every function has a name, so the table by name has as many entries as the list.
     const uint32_t count = hash_count(metadata->functions_by_name);
     bool ok = osdep_writeLEU32(out, count) != 0;
     for (uint32_t i = 1; ok && i <= count; ++i)
@@ -141,7 +141,7 @@ static bool writeFunctions(Metadata *metadata, FILE *out)
 
 // ---- Interrupt roots and levels ---------------------------------------------------------------
 
-// Writes a root; the code of what went wrong, or METADATA_OK.
+// Writes a root. Returns the code of an error, or METADATA_OK.
 static uint32_t writeRoot(FILE *out, const MetadataRoot *root)
 {
     TRACE_ENTER("root=%u", root->id);

@@ -34,8 +34,7 @@ struct Words256 {
 };
 } // namespace
 
-// The standard's rotations by 2, 13 and 22, and by 6, 11 and 25: one inside the other they need no
-// copies of x.
+// The standard's rotations by 2, 13 and 22, and by 6, 11 and 25: nested, they need no copies of x.
 static inline uint32_t sigmaA(uint32_t x)
 {
     return std::rotr(std::rotr(std::rotr(x, 9) ^ x, 11) ^ x, 2);
@@ -46,7 +45,7 @@ static inline uint32_t sigmaE(uint32_t x)
     return std::rotr(std::rotr(std::rotr(x, 14) ^ x, 5) ^ x, 6);
 }
 
-// The word that takes the place of w[i], sixteen rounds on.
+// The word that replaces w[i], sixteen rounds later.
 static inline uint32_t expand256(const uint32_t *w, size_t i)
 {
     const uint32_t early = w[(i + 1) % 16];
@@ -55,8 +54,8 @@ static inline uint32_t expand256(const uint32_t *w, size_t i)
            (std::rotr(late, 17) ^ std::rotr(late, 19) ^ late >> 10);
 }
 
-// One round. Instead of moving every word one letter on, which would cost more than the arithmetic,
-// the caller names the words anew; only d and h get new values.
+// One round. Moving every word one letter on would cost more than the arithmetic, so the caller
+// renames the words instead; only d and h get new values.
 [[gnu::always_inline]] static inline void round256(uint32_t a, uint32_t b, uint32_t c, uint32_t &d,
                                                    uint32_t e, uint32_t f, uint32_t g, uint32_t &h,
                                                    uint32_t wk)
@@ -66,7 +65,7 @@ static inline uint32_t expand256(const uint32_t *w, size_t i)
     h = t + sigmaA(a) + ((a & b) | (c & (a | b)));
 }
 
-// Rounds `at` to `at` + 7, after which every word bears its own letter again.
+// Rounds `at` to `at` + 7, after which every word has its own letter again.
 template <bool Expanding, size_t At>
 [[gnu::always_inline]] static inline void eightRounds(Words256 &s, uint32_t *w, const uint32_t *k)
 {

@@ -1,5 +1,5 @@
 // The two digests with the SHA instructions of x86 processors. The functions here are the innermost
-// loops: they do not trace. Their callers have asked sha_hasExtensions().
+// loops: they do not trace. Their callers have checked sha_hasExtensions().
 #include "common/formats/sha.h"
 
 #if defined(__x86_64__) && !defined(QZM_PORTABLE_SHA)
@@ -27,7 +27,7 @@ SHA_TARGET static inline void store(uint32_t *words, __m128i value)
     _mm_storeu_si128(reinterpret_cast<__m128i *>(words), value);
 }
 
-// A block as four vectors, their bytes put in order by `order`.
+// A block as four vectors, with their bytes arranged by `order`.
 SHA_TARGET static inline Schedule loadBlock(const uint8_t *data, __m128i order)
 {
     const auto *block = reinterpret_cast<const __m128i *>(data);
@@ -50,7 +50,7 @@ SHA_TARGET static inline void advance256(Schedule &w)
 SHA_TARGET void sha256_blocksExtensions(uint32_t *state, const uint8_t *data, size_t blocks)
 {
     const __m128i order = _mm_set_epi64x(0x0c0d0e0f08090a0b, 0x0405060700010203);
-    // The instructions want the words as ABEF and CDGH, highest first.
+    // The instructions expect the words as ABEF and CDGH, highest first.
     const __m128i cdab = _mm_shuffle_epi32(load(state), 0xB1);
     const __m128i efgh = _mm_shuffle_epi32(load(state + 4), 0x1B);
     __m128i abef = _mm_alignr_epi8(cdab, efgh, 8);
@@ -63,7 +63,7 @@ SHA_TARGET void sha256_blocksExtensions(uint32_t *state, const uint8_t *data, si
             const __m128i wk = _mm_add_epi32(w.first, load(sha256_constants + i));
             cdgh = _mm_sha256rnds2_epu32(cdgh, abef, wk);
             abef = _mm_sha256rnds2_epu32(abef, cdgh, _mm_shuffle_epi32(wk, 0x0E));
-            advance256(w); // for nothing in the last four turns, which is cheaper than to ask
+            advance256(w); // useless in the last four turns, but cheaper than a test
         }
         abef = _mm_add_epi32(abef, oldAbef);
         cdgh = _mm_add_epi32(cdgh, oldCdgh);
@@ -77,7 +77,7 @@ SHA_TARGET void sha256_blocksExtensions(uint32_t *state, const uint8_t *data, si
 // ---- SHA-1 ------------------------------------------------------------------------------------
 
 namespace {
-// The words A to D, highest first, and what gives E: A four rounds ago, in the highest word.
+// The words A to D, highest first, and the source of E: A four rounds ago, in the highest word.
 struct Words1 {
     __m128i abcd, before;
 };
@@ -110,7 +110,7 @@ SHA_TARGET void sha1_blocksExtensions(uint32_t *state, const uint8_t *data, size
     __m128i abcd = _mm_shuffle_epi32(load(state), 0x1B);
     uint32_t e = state[4];
     for (; blocks != 0; --blocks, data += SHA_BLOCK_SIZE) {
-        // What is added for E is rotated by 30 bits on the way.
+        // The instruction rotates the word added for E by 30 bits.
         Words1 s = {abcd, inHighest(std::rotl(e, 2))};
         Schedule w = loadBlock(data, order);
         twentyRounds<0>(s, w);

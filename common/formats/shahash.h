@@ -6,10 +6,10 @@
 //     shahash_writeList(style, ".", "manifest");       // one line "DIGEST *NAME" per file
 //     if (!shahash_checkList(root, "manifest")) ...
 //
-// A path style is a flag word of which OSFLAG_WINDOWS selects the backslash as the separator inside
-// listed names; files themselves are always reached with "/". A file that exists but cannot be
-// opened or read for digesting ends the run with status 1 and a message. The formats are described
-// in docs/hash-list.md and docs/xml-files.md.
+// A path style is a flag word in which OSFLAG_WINDOWS selects the backslash as separator in listed
+// names; files themselves are always opened with "/". A file that exists but cannot be opened or
+// read for digesting ends the run with status 1 and a message. The formats are described in
+// docs/hash-list.md and docs/xml-files.md.
 #ifndef COMMON_FORMATS_SHAHASH_H
 #define COMMON_FORMATS_SHAHASH_H
 
@@ -35,7 +35,7 @@ bool sha256_file(FILE *file, uint8_t digest[SHA256_SIZE]);
 bool sha1_file(FILE *file, uint8_t digest[SHA1_SIZE]);
 
 // The digest text of a file, interned. Ends the run with status 1 when it cannot be opened or read,
-// or is no regular file: a named pipe or device is never opened.
+// or is not a regular file: a named pipe or device is never opened.
 const char *sha256_path(const char *path);
 const char *sha1_path(const char *path);
 
@@ -49,29 +49,29 @@ void process_dir(uint32_t style, Vector *files, const char *dir, const char *pre
 void shahash_freeEntries(Vector *entries);
 
 // Writes the hash list of `dir` to the file `destination`, which is replaced only when the whole
-// list has been made. False when it did not reach the destination, after a message when a name has
-// a line end in it and cannot be listed.
+// list has been written. False when that failed; if the reason is a name with a line end, which
+// cannot be listed, after a message.
 bool shahash_writeList(uint32_t style, const char *dir, const char *destination);
 bool shahash_writeListDefault(const char *dir, const char *destination);
 
 // The same for an open directory, with names that begin with ".". A directory that cannot be opened
-// or read to its end is not in the list; `unread` (or null) gets a text for a message about each:
+// or read to its end is not in the list; for each, `unread` (or null) gets a text for a message:
 // its path in quotes and the system's reason, interned. Where that leaves nothing to list, nothing
 // is written.
 bool shahash_writeListOf(uint32_t style, const OsdepOpenDirectory *directory,
                          const char *destination, Vector *unread);
 
-// The entries of a hash list in the order of its lines, each name behind `prefix` (or as listed,
-// when null or empty), for shahash_freeEntries(). Null when it cannot be read, is empty, or holds a
-// line without a blank, with a NUL or beyond the limit of common/text/line_reader.h.
+// The entries of a hash list in the order of its lines, each name joined to `prefix` (or as listed,
+// when that is null or empty), for shahash_freeEntries(). Null when it cannot be read, is empty, or
+// holds a line without a blank, with a NUL or beyond the limit of common/text/line_reader.h.
 Vector *shahash_readList(const char *path, const char *prefix);
 
 // 1 when every file of the list matches, else 0; the check stops at the first that does not. With a
-// directory the names are looked up there; the current directory stays what it is. An empty list
-// gives 0: it would vouch for nothing.
+// directory, the names are looked up there; the current directory does not change. An empty list
+// gives 0, since it proves nothing.
 int shahash_checkList(const char *directory, const char *path);
 
-// Whether there is such a regular file and it has this digest. Null arguments give false.
+// Whether the regular file exists and has this digest. Null arguments give false.
 bool shahash_checkFile(const char *digest, const char *path);
 
 // 1 when all entries match, else 0; every existing file is digested. Null gives 0, as does a null
@@ -81,16 +81,16 @@ int shahash_checkEntries(Vector *entries);
 
 // Writes the manifest of `dir` as "vxpSECONDS.xml" into `outputDirectory`, with the nodes `extra`
 // (a vector of UxmlNode, or null; they become part of the document and are freed with it) before
-// the files. False when it could not be written whole; the run ends when it cannot be opened.
+// the files. False when it could not be written completely; the run ends when it cannot be opened.
 bool shahash_writeManifest(uint32_t style, const char *dir, const char *outputDirectory,
                            Vector *extra);
 bool shahash_writeManifestDefault(const char *dir, const char *outputDirectory, Vector *extra);
 
-// 1 when all files named by the manifests in `manifestDirectory` match, the newest manifest that
-// names a file deciding (of two of one age, the one whose file name sorts first); 0 otherwise and
-// without any manifest. A file "vxp...xml" that is not wholly of a manifest's shape is none; one
-// that cannot be opened ends the run. With a directory the names are looked up there; the
-// current directory stays what it is.
+// 1 when all files named by the manifests in `manifestDirectory` match, where the newest manifest
+// that names a file decides (of two of the same age, the one whose file name sorts first); else 0,
+// and also without any manifest. A file "vxp...xml" that does not have a manifest's structure
+// throughout is ignored; one that cannot be opened ends the run. With a directory, the names are
+// looked up there; the current directory does not change.
 int shahash_checkManifests(const char *directory, const char *manifestDirectory);
 
 #endif

@@ -1,4 +1,4 @@
-// What the sources of the module share.
+// Shared by the sources of the module.
 #ifndef COMMON_FORMATS_SHAHASH_INTERNAL_H
 #define COMMON_FORMATS_SHAHASH_INTERNAL_H
 
@@ -6,7 +6,7 @@
 
 struct OsdepOpenDirectory;
 
-// Ends the run with status 1: there is a file, but it cannot be opened or read.
+// Ends the run with status 1: the file exists, but cannot be opened or read.
 [[noreturn]] void shahash_cannotOpen(const char *path);
 
 // A new entry, the caller's to free(), with interned copies of both strings.
@@ -17,7 +17,7 @@ FileEntry *shahash_newEntry(const char *name, const char *digest);
 char *shahash_join(uint32_t style, const char *prefix, const char *name);
 
 // Opens the directory in which the names of a list are looked up, for osdep_closeDirectory(). Null
-// stays null, which is the current one. False when it cannot be opened.
+// stays null and means the current one. False when it cannot be opened.
 bool shahash_openDirectory(const char *directory, OsdepOpenDirectory **opened);
 
 // shahash_checkFile(), shahash_checkEntries() and process_dir() with the names looked up in `from`

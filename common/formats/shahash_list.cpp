@@ -34,7 +34,7 @@ static bool writeLines(FILE *file, Vector *entries)
 }
 
 namespace {
-// The tree that a list is of.
+// The tree that a list describes.
 struct ListedTree {
     uint32_t style;
     const OsdepOpenDirectory *from; // `dir` is looked up in it; null: in the current directory
@@ -43,7 +43,7 @@ struct ListedTree {
 };
 } // namespace
 
-// Writes the list of the tree to the file `path`, which is there.
+// Writes the list of the tree to the existing file `path`.
 static bool writeListTo(const ListedTree *tree, const char *path)
 {
     TRACE_ENTER("dir=\"%s\", path=\"%s\"", tree->dir, path);
@@ -68,7 +68,7 @@ static bool writeList(const ListedTree *tree, const char *destination)
     const bool reached = temporary != nullptr && writeListTo(tree, temporary) &&
                          copyfile_helper(temporary, destination, "copied") != 0;
     if (!reached && isNew)
-        std::remove(destination); // a part of a list is worse than none
+        std::remove(destination); // a partial list is worse than none
     std::free(temporary);
     return TRACE_RETURN("%d", reached);
 }
@@ -109,8 +109,7 @@ static bool isWhiteSpace(char character)
     return character != '\0' && std::strchr(" \t\n\v\f\r", character) != nullptr;
 }
 
-// Takes a line apart; its text is `length` characters long unless there is a NUL in it. False when
-// there is one, or no blank.
+// Splits a line of `length` characters. False when it contains a NUL or no blank.
 static bool splitLine(const char *line, size_t length, ListLine *parts)
 {
     TRACE_ENTER("line=\"%s\"", line);
@@ -126,7 +125,7 @@ static bool splitLine(const char *line, size_t length, ListLine *parts)
     return TRACE_RETURN("%d", true);
 }
 
-// An empty name stays one: with a prefix it would be the directory's.
+// An empty name stays empty: with a prefix it would name the directory.
 static FileEntry *entryOf(const ListLine *parts, const char *prefix)
 {
     TRACE_ENTER("name=\"%s\", prefix=\"%s\"", parts->name, prefix);
@@ -173,7 +172,7 @@ static bool lineMatches(const OsdepOpenDirectory *from, const char *line, size_t
     return TRACE_RETURN("%d", matches);
 }
 
-// 1 when there are lines and all match.
+// 1 when there is at least one line and all match.
 static int checkLines(const OsdepOpenDirectory *from, FILE *file)
 {
     TRACE_ENTER("file=%p", static_cast<void *>(file));

@@ -39,7 +39,7 @@ static UxmlNode *fileNode(const FileEntry *entry)
     return TRACE_RETURN("%p", file);
 }
 
-// The document, the caller's to free; the nodes of `extra` go over to it.
+// The document, the caller's to free; it takes over the nodes of `extra`.
 static UxmlNode *makeDocument(const char *datestamp, Vector *extra, Vector *entries)
 {
     TRACE_ENTER("datestamp=\"%s\"", datestamp);
@@ -98,8 +98,8 @@ static bool isNamed(const UxmlNode *node, const char *name)
     return std::strcmp(uxml_name(node), name) == 0;
 }
 
-// The value of the first attribute of that name, or null. Of one that is given twice the first
-// counts, as it does for everything else that a manifest should have once.
+// The value of the first attribute of that name, or null. If it is given twice, the first one
+// counts, as for everything else that a manifest should have once.
 static const char *attribute(const UxmlNode *node, const char *name)
 {
     TRACE_ENTER("node=%p, name=\"%s\"", static_cast<const void *>(node), name);
@@ -127,7 +127,7 @@ static bool isContent(const UxmlNode *node)
     return TRACE_RETURN("%d", good);
 }
 
-// Whether the document is a manifest all through.
+// Whether the whole document is a manifest.
 static bool isManifest(const UxmlNode *package)
 {
     TRACE_ENTER("package=%p", static_cast<const void *>(package));
@@ -159,7 +159,7 @@ static void freeManifests(Vector *manifests)
     vec_destroy(manifests);
 }
 
-// A file without a digest gets an empty one, which nothing matches.
+// A file without a digest gets an empty one, which never matches.
 static FileEntry *entryOf(const UxmlNode *file)
 {
     TRACE_ENTER("file=%p", static_cast<const void *>(file));
@@ -168,7 +168,7 @@ static FileEntry *entryOf(const UxmlNode *file)
                                                hash == nullptr ? "" : uxml_text(hash)));
 }
 
-// What there is to keep of a document, so that one of them is in memory at a time.
+// The part of a document to be kept. Only one document is in memory at a time.
 static Manifest *manifestOf(const UxmlNode *package, const char *name)
 {
     TRACE_ENTER("package=%p, name=\"%s\"", static_cast<const void *>(package), name);
@@ -195,7 +195,7 @@ static bool isManifestName(const char *name)
            std::strcmp(name + length - suffixLength, nameSuffix) == 0;
 }
 
-// The document in the file, or null when it is none; the caller's to free.
+// The document in the file, the caller's to free; null when it is not one of the dialect.
 static UxmlNode *readDocument(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
@@ -224,7 +224,8 @@ static void readManifest(Vector *manifests, const char *directory, const char *n
     std::free(path);
 }
 
-// Newest first, and by name among those of one age, so that the order never depends on the system.
+// Newest first, and by name among those of the same age, so that the order never depends on the
+// system.
 static int compareAges(const void *slotA, const void *slotB)
 {
     const auto *a = *static_cast<const Manifest *const *>(slotA);
@@ -249,7 +250,7 @@ static Vector *readManifests(const char *directory)
 
 // ---- Checking ---------------------------------------------------------------------------------
 
-// A new vector of the entries that decide; they stay the manifests'.
+// A new vector of the entries that decide; the manifests still own them.
 static Vector *mergeManifests(Vector *manifests)
 {
     TRACE_ENTER("manifests=%p", static_cast<void *>(manifests));

@@ -1,5 +1,5 @@
-// The walk over a directory tree. The directories being walked are kept on a stack of our own, each
-// with its names read whole: neither the C stack nor the descriptors limit the depth.
+// The walk over a directory tree. The directories being walked are kept on an explicit stack, each
+// with all its names read: so neither the C stack nor the number of descriptors limits the depth.
 #define MODULE "common/shahash"
 #include "common/formats/shahash.h"
 
@@ -18,16 +18,16 @@
 #include "common/trace/qzdebug.h"
 
 namespace {
-// What is remembered of a directory to the end of the walk.
+// The record of a directory, kept to the end of the walk.
 struct WalkedDirectory {
-    OsdepIdentity identity; // the key of the table it is in
+    OsdepIdentity identity; // its key in the table of directories
     bool open;              // is being walked by its own name
-    bool behindLink;        // is being or has been walked by a path with a link in it
+    bool behindLink;        // is being or was walked by a path that contains a link
 };
 
 // A directory being walked.
 struct WalkLevel {
-    char *path;                 // by which its files are reached; owned
+    char *path;                 // by which its files are opened; owned
     char *listed;               // its listed name, or null; owned
     Vector *names;              // of its entries; owned
     uint32_t next;              // index of the next name
@@ -83,7 +83,7 @@ static int freeDirectory(void *context, const void *key, void *value)
 
 // ---- Levels -----------------------------------------------------------------------------------
 
-// The names in a directory, or null; errno tells why.
+// The names in a directory, or null with errno set.
 static Vector *readNames(const Walk *walk, const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
@@ -94,7 +94,7 @@ static Vector *readNames(const Walk *walk, const char *path)
 }
 
 // Takes over the two names and begins to walk the directory, unless it cannot be read or a link
-// leads to where the walk has been (docs/hash-list.md has the rule).
+// leads to a directory already walked (docs/hash-list.md has the rule).
 static void enterDirectory(Walk *walk, char *path, char *listed, const OsdepIdentity *identity,
                            bool behindLink)
 {
@@ -139,7 +139,7 @@ static void visitEntry(Walk *walk, WalkLevel *level, const char *name)
     case OSDEP_FILE:
         vec_add(walk->files, shahash_newEntry(listed, shahash_digestAt(walk->from, path)));
         break;
-    case OSDEP_OTHER: // to open it might wait for ever
+    case OSDEP_OTHER: // opening it might wait for ever
         TRACE("\"%s\" is no file", path);
         break;
     case OSDEP_NOTHING:
@@ -166,7 +166,7 @@ void shahash_walk(const OsdepOpenDirectory *from, uint32_t style, Vector *files,
     OsdepFileInfo info;
     osdep_fileInfoAt(from, dir, &info);
     enterDirectory(&walk, xstrdup_must(dir), prefix == nullptr ? nullptr : xstrdup_must(prefix),
-                   &info.identity, false); // which finds out whether it is one
+                   &info.identity, false); // which finds out whether it is a directory
     while (auto *level = static_cast<WalkLevel *>(vec_top(walk.levels))) {
         if (level->next < vec_size(level->names))
             visitEntry(&walk, level,
