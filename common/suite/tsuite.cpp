@@ -15,7 +15,7 @@
 #include "common/trace/qzdebug.h"
 
 static int32_t s_unnamedSuites;
-static TestPrint s_print; // of the run that is going on, or the last one
+static TestPrint s_print; // of the current run, or the last one
 static int32_t s_verbosity = TSUITE_PROGRESS;
 
 // ---- Suites and cases -------------------------------------------------------------------------
@@ -94,7 +94,7 @@ void tsuite_setVerbosity(int32_t level)
     s_verbosity = level;
 }
 
-// For the first and the last line of a run, which the verbosity does not concern.
+// Prints the first and the last line of a run, which do not depend on the verbosity.
 static void printAlways(const char *text)
 {
     TRACE_ENTER("text=\"%s\"", text);
@@ -121,7 +121,7 @@ static void printErasure(size_t count)
     std::free(text);
 }
 
-// Takes `line` off the console, where the display erases; else ends it.
+// Erases `line` from the console if the display erases; otherwise ends the line.
 static void eraseLine(const char *line)
 {
     TRACE_ENTER("line=\"%s\"", line);
@@ -136,21 +136,21 @@ static void eraseLine(const char *line)
 // ---- The run ----------------------------------------------------------------------------------
 
 namespace {
-// How far a run has come.
+// The progress of a run.
 struct Progress {
     TestSuite *suite;
     double workFactor;
     int32_t run;           // cases run so far
     bool groupPassed;      // no case of the current group has failed
     const char *lastGroup; // null before the first case
-    const char *line;      // what is shown behind the group, or null
+    const char *line;      // the text shown after the group, or null
     double percent;
     long double eta; // seconds
 };
 } // namespace
 
-// The whole part of a number, held to what "%d" can show: a clock that was set back in a test makes
-// the estimate absurd.
+// The whole part of a number, limited to the range of "%d": a clock that was set back during a test
+// makes the estimate absurd.
 static int32_t wholePart(long double number)
 {
     if (!(number < INT32_MAX))
@@ -178,7 +178,7 @@ static void endGroup(const Progress *at)
     tsuite_print(at->groupPassed ? "pass\n" : "fail\n");
 }
 
-// Ends the group before and shows the new one, when the case is the first of a group.
+// If the case is the first of a group, ends the previous group and shows the new one.
 static void showGroup(Progress *at, const TestCase *test)
 {
     TRACE_ENTER("group=\"%s\", name=\"%s\"", test->group, test->name);
@@ -194,7 +194,7 @@ static void showGroup(Progress *at, const TestCase *test)
     }
 }
 
-// Shows the case in the place of the one before. The line of a group's first case is there already.
+// Shows the case in place of the previous one. The line of a group's first case is there already.
 static void showTest(Progress *at, const TestCase *test)
 {
     TRACE_ENTER("name=\"%s\"", test->name);
@@ -217,8 +217,8 @@ static void runTest(TestSuite *suite, TestCase *test)
     suite->totalTime += osd_timer_elapsed(test->timer);
 }
 
-// The mean time of the tests so far, and a share of the work factor that shrinks as the run
-// proceeds, for each test that is left.
+// The mean time of the tests so far, plus a share of the work factor that shrinks as the run
+// proceeds, for each remaining test.
 static void estimate(Progress *at)
 {
     TRACE_ENTER("run=%d", at->run);
@@ -274,7 +274,8 @@ int32_t tsuite_runCases(TestSuite *suite, TestPrint print, double workFactor)
 
 static void countTo(uint64_t limit)
 {
-    // The empty statement may change the counter for all that the compiler knows, so it must count.
+    // As far as the compiler knows, the empty statement may change the counter, so it cannot remove
+    // the loop.
     for (uint64_t i = 0; i < limit; ++i)
         asm volatile("" : "+r"(i));
 }

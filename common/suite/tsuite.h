@@ -1,5 +1,5 @@
 // tsuite: the small test framework of the installation self-test. A suite is created, filled with
-// cases, run once with a progress display, then reported.
+// cases, run once with a progress display, and then reported.
 //
 //     TestSuite *suite = tsuite_new("QZM-CC self test");
 //     tsuite_addtest(suite, tsuite_newtest("docs", "check if readme file exists", docTest, data));
@@ -10,7 +10,7 @@
 //
 // A test function records a failure with TSUITE_FAIL (the last record of a case stays). All strings
 // are interned copies. Suites, cases and timers are never freed: the process ends soon after. Every
-// operation takes null and says so by its result; a text that is missing shows as an empty one.
+// operation accepts null and reports it by its result; a missing text shows as an empty one.
 #ifndef COMMON_SUITE_TSUITE_H
 #define COMMON_SUITE_TSUITE_H
 
@@ -23,15 +23,15 @@ struct Vector;
 // Runs one case; the result is ignored.
 using TestFunction = int (*)(TestCase *test);
 
-// Prints one text as it stands.
+// Prints one text unchanged.
 using TestPrint = void (*)(const char *text);
 
 struct TestCase {
     const char *file;           // where the failure was recorded, or null
     uint32_t line;              // the line there, or 0
-    const char *group;          // or null: shown as a group with an empty name
+    const char *group;          // null: shown as a group with an empty name
     const char *name;           // need not be unique
-    const char *failureType;    // set: the case has failed
+    const char *failureType;    // not null: the case has failed
     const char *failureMessage; // or null
     const char *output;         // of the step that failed, or null
     const char *systemOutput;   // for the XML report, or null
@@ -47,18 +47,18 @@ struct TestSuite {
     int32_t tests;         // the length of the list
     int32_t failed;        // of the cases that have run
     int32_t skipped;       // cases without a function; in no report
-    long double totalTime; // seconds that the cases of the last run took together
-    const char *hostName;  // as it was when the suite was made
+    long double totalTime; // total seconds of the cases in the last run
+    const char *hostName;  // at the time the suite was created
     Vector *list;          // of TestCase, in the order added
 };
 
-// The console display. The numbers are bits: 2 and 4 both erase in place, whatever else is set; a
-// number without them, other than 0 and 1, prints all names one behind the other.
+// The console display. The numbers are bits: 2 and 4 both erase in place, whatever else is set. A
+// number without them, other than 0 and 1, prints all names one after the other.
 enum TestVerbosity : int32_t {
     TSUITE_QUIET = 0,    // no lines for groups and tests
     TSUITE_BATCH = 1,    // nothing is erased
-    TSUITE_ERASE = 2,    // the name of the test that runs is erased in place
-    TSUITE_PROGRESS = 4, // exactly: the same, with percentage and time to completion (as at first)
+    TSUITE_ERASE = 2,    // the running test's name is erased in place
+    TSUITE_PROGRESS = 4, // exactly 4, the default: the same, with percentage and time to completion
 };
 
 // A new suite; null when memory runs out. Without a name it gets a numbered one.
@@ -67,7 +67,7 @@ TestSuite *tsuite_new(const char *name);
 // A new case of a group (or null); null when memory runs out. Without a name it gets a fixed one.
 TestCase *tsuite_newtest(const char *group, const char *name, TestFunction function, void *data);
 
-// Appends; the new number of tests, or -1.
+// Appends the case. Returns the new number of tests, or -1.
 int32_t tsuite_addtest(TestSuite *suite, TestCase *test);
 
 // Marks the case failed with copies of the texts (each may be null, but without a type the case
@@ -80,10 +80,10 @@ void tsuite_addTestFailFL(const char *file, uint32_t line, TestCase *test, const
 // Attaches free text for the text report.
 void tsuite_addTestDetail(TestCase *test, const char *details);
 
-// Runs all cases, showing progress through `print` (null: none). The number of failed cases, or -1
-// when there is nothing to run. Begins with a pause of a fraction of a second, in which the machine
-// is measured for the time to completion. A suite is run once: the counts of failed and skipped
-// cases are never set back.
+// Runs all cases, showing progress through `print` (null: none). Returns the number of failed
+// cases, or -1 when there is nothing to run. First it takes a fraction of a second to measure the
+// machine's speed for the time to completion. Run a suite only once: the counts of failed and
+// skipped cases are never reset.
 int32_t tsuite_run(TestSuite *suite, TestPrint print);
 
 // Prints a text of a running test through the print function of the run.
@@ -98,8 +98,8 @@ int32_t tsuite_failDetails(const TestSuite *suite, const char *path);
 
 void tsuite_setVerbosity(int32_t level); // TestVerbosity
 
-// The text with "&" and "<" escaped for XML; entities for these that are there already stay.
-// Interned; null for null.
+// The text with "&" and "<" escaped for XML; existing entities for these are kept. Interned; null
+// for null.
 const char *makeTokenType(const char *text);
 
 #endif

@@ -24,8 +24,8 @@ static bool startsWith(const char *text, const char *prefix)
     return std::strncmp(text, prefix, std::strlen(prefix)) == 0;
 }
 
-// What is written for the character at `text`, or null when it stays. An ampersand that begins one
-// of our own entities stays, so that escaped text is not escaped twice.
+// The entity for the character at `text`, or null when the character stays. An ampersand that
+// begins one of these entities stays, so that escaped text is not escaped twice.
 static const char *entityAt(const char *text)
 {
     if (*text == '<')
@@ -61,7 +61,7 @@ const char *makeTokenType(const char *text)
     return TRACE_RETURN("\"%s\"", cache_adopt(escaped));
 }
 
-// A text of the program's own or of the host's, as it goes into an attribute.
+// A text from the program or the host, escaped for an attribute.
 static const char *attribute(const char *text)
 {
     return tsuite_shown(makeTokenType(text));
@@ -95,7 +95,7 @@ static bool closeReport(FILE *file)
 
 // ---- JUnit ------------------------------------------------------------------------------------
 
-// The present time as the report has it; an empty text for a time that it cannot show.
+// The current time in the report's form; an empty text for a time that it cannot show.
 static const char *timestamp()
 {
     TRACE_ENTER();
@@ -107,7 +107,7 @@ static const char *timestamp()
     return TRACE_RETURN("\"%s\"", cache_string(text));
 }
 
-// Type, message and output are written as they stand.
+// Type, message and output are written without escapes.
 static void writeJUnitFailure(FILE *file, const TestCase *test)
 {
     TRACE_ENTER("type=\"%s\"", test->failureType);
