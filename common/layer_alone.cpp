@@ -1,4 +1,4 @@
-// The program that a layer of the library is linked into with the layers below it and no others.
+// Each layer of the library is linked into this program with only the layers below it.
 int main()
 {
     return 0;

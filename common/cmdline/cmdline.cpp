@@ -23,19 +23,19 @@ static constexpr uint32_t MESSAGE_READ_FAILED = 921;
 
 static constexpr uint32_t DEEPEST_LEVEL = 100;
 
-// What all response files of one command line may cost together. Each costs the memory that its
-// arguments take, as the reading counts it, but at least what opening it takes; and a name that is
-// found costs its comparison with each file that is open around it. A few small files that name
-// each other many times thus come to an end soon.
+// The limit on the total cost of the response files of one command line. Each file costs the memory
+// of its arguments, as the reader counts it, but at least the price of opening it; and each name
+// found costs its comparison with every file that is open around it. So even a few small files that
+// name each other many times soon reach the limit.
 static constexpr uint64_t LARGEST_COST = uint64_t{64} * 1024 * 1024;
 static constexpr uint64_t COST_OF_FILE = 4096;
 static constexpr uint64_t COST_OF_COMPARISON = 256;
 
 static const char DEBUG_OPTION[] = "--qzdebug";
-static const char COMPONENT[] = "qzm-cc"; // to the debug facility
+static const char COMPONENT[] = "qzm-cc"; // the name for the debug facility
 
 namespace {
-// A response file whose arguments are being taken in.
+// A response file whose arguments are being read.
 struct OpenResponseFile {
     const char *name;
     const OpenResponseFile *outer; // the file that named this one, or null
@@ -44,7 +44,7 @@ struct OpenResponseFile {
 struct Intake {
     Vector *result;
     CmdlineVisitor visit;              // or null
-    const OpenResponseFile *innermost; // or null: on the command line itself
+    const OpenResponseFile *innermost; // null: on the command line itself
     uint32_t level;                    // response files around the current argument
     uint64_t costLeft;
 };
@@ -74,7 +74,7 @@ static bool isEscapable(char c)
     return c == ' ' || c == '"' || c == '\'' || c == '\\';
 }
 
-// The interned argument without the backslashes that only protect the next character.
+// The argument, interned, without the backslashes that only protect the next character.
 static const char *unescaped(const char *argument)
 {
     TRACE_ENTER("argument=\"%s\"", argument);
@@ -94,14 +94,14 @@ static const char *unescaped(const char *argument)
 
 // ---- Response files ---------------------------------------------------------------------------
 
-// A message file may soften the message, not the end.
+// A message file may change the kind of the message, but the run ends all the same.
 [[noreturn, gnu::cold]] static void refuseFile(uint32_t message, const char *name)
 {
     alert_raiseNumber(message, name);
     exitpath_leave(1);
 }
 
-// Takes `cost` from what is left, or ends the run.
+// Subtracts `cost` from the remaining limit, or ends the run.
 static void charge(Intake *intake, uint64_t cost, const char *name)
 {
     TRACE_ENTER("cost=%llu, name=\"%s\"", static_cast<unsigned long long>(cost), name);
@@ -119,13 +119,13 @@ static void refuseOpenFile(Intake *intake, const char *name)
             refuseFile(MESSAGE_INCLUDES_ITSELF, name);
 }
 
-// Splits standard input, which is the file `name` now, and puts the old one back: the child is to
-// find it as it was. The vector and its strings are the caller's.
+// Splits standard input, which is now the file `name`, and puts the old one back, so that the child
+// gets it unchanged. The vector and its strings are the caller's.
 static Vector *readFile(Intake *intake, const char *name, int oldInput)
 {
     TRACE_ENTER("name=\"%s\", oldInput=%d", name, oldInput);
     CmdlineReading reading = {};
-    reading.keepEmpty = intake->visit != nullptr; // nobody else would see them
+    reading.keepEmpty = intake->visit != nullptr; // only the visitor sees empty ones
     reading.limit = intake->costLeft;
     cmdline_readWithin(&reading, s_programName);
     if (reading.failed || osdep_restoreInput(oldInput) != 0)
@@ -134,7 +134,7 @@ static Vector *readFile(Intake *intake, const char *name, int oldInput)
     return TRACE_RETURN("%p", cmdline_takeRead());
 }
 
-// Takes in the arguments of the file `name`. 0 when it is none that can be read.
+// Takes in the arguments of the file `name`. 0 when it is not a readable file.
 static int takeResponseFile(Intake *intake, const char *name)
 {
     TRACE_ENTER("name=\"%s\"", name);
@@ -179,7 +179,7 @@ static void takeArgument(Intake *intake, const char *argument)
     }
 }
 
-// Takes in each argument, and frees it when it is owned.
+// Takes in each argument and, when `owned`, frees it.
 static void takeArguments(Intake *intake, Vector *arguments, bool owned)
 {
     TRACE_ENTER("count=%u, owned=%d", vec_size(arguments), owned);

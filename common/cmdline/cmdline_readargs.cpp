@@ -17,13 +17,13 @@
 
 // The format of response files: docs/command-file.md.
 static constexpr uint32_t MESSAGE_TOO_LONG = 917;
-static constexpr size_t TOKEN_SIZE = 2048; // the longest token and its end
+static constexpr size_t TOKEN_SIZE = 2048; // the longest token and its terminator
 static constexpr size_t ARRAY_STEP = 1024;
 
-// What a token costs beside its characters, at most: 31 bytes of its block on the heap, 16 for its
-// places in the array and in the vector of its file, 24 in the vector of all arguments while that
-// grows, 32 for its entry in the string cache and 96 in the cache's index while that grows. The
-// rest is for gaps between the blocks.
+// The most that a token costs in addition to its characters: 31 bytes of its block on the heap, 16
+// for its places in the array and in the vector of its file, 24 in the vector of all arguments
+// while that grows, 32 for its entry in the string cache and 96 in the cache's index while that
+// grows. The rest is for gaps between the blocks.
 static constexpr uint64_t TOKEN_COST = 256;
 
 // The arguments of the last reading: the program's name, the tokens, a null entry.
@@ -37,8 +37,8 @@ struct TokenReader {
     CmdlineReading *reading;
     size_t length; // characters in `token`
     char quote;    // the open quote's character, or 0
-    bool escaped;  // a backslash was seen and not used yet
-    bool tooLong;  // a character found no room in `token`
+    bool escaped;  // a backslash was read and has not been applied yet
+    bool tooLong;  // a character did not fit into `token`
     char token[TOKEN_SIZE];
 };
 } // namespace
@@ -127,7 +127,7 @@ static void takeQuote(TokenReader *r, char c)
     }
 }
 
-// In front of an ordinary character a backslash is one, too.
+// A backslash before an ordinary character is itself an ordinary one.
 static void takeOrdinary(TokenReader *r, char c)
 {
     if (r->escaped)
@@ -145,7 +145,7 @@ static void takeCharacter(TokenReader *r, char c)
         r->escaped = false;
         break;
     case '\t':
-    case '\0': // no argument can hold one
+    case '\0': // an argument cannot contain a NUL
         appendToken(r);
         break;
     case ' ':
@@ -166,7 +166,7 @@ static void takeCharacter(TokenReader *r, char c)
 
 // ---- The input --------------------------------------------------------------------------------
 
-// Nothing else reads the stream, so it need not be locked for each character.
+// Nothing else reads the stream, so it need not be locked for every character.
 static inline int nextCharacter()
 {
 #ifdef _WIN32
@@ -182,7 +182,7 @@ static void prompt(const char *name)
     std::fflush(stdout);
 }
 
-// Takes in one line. Whether another one may follow.
+// Reads one line. Returns whether another one may follow.
 static bool readLine(TokenReader *r)
 {
     CmdlineReading *reading = r->reading;
@@ -199,7 +199,7 @@ static bool readLine(TokenReader *r)
     return false;
 }
 
-// The token that the end of the input (or of the patience with it) left open.
+// Finishes the token that was open when the input ended or the reading stopped.
 static void finishToken(TokenReader *r)
 {
     if (r->length != 0)

@@ -18,12 +18,12 @@
 #include "common/os/osdep_temp.h"
 #include "common/trace/qzdebug.h"
 
-// The format of command files: docs/command-file.md. One pass over all characters gives what a pass
-// for each escaped one in this order, and one for the quotes, give.
+// The format of command files: docs/command-file.md. One pass over the text gives the same result
+// as one for each escaped character, in this order, and one for the quotes.
 static const char COMMAND_FILE_SUFFIX[] = ".cmd";
 static const char ESCAPED_CHARACTERS[] = "\\' ";
 static const char QUOTING_CHARACTERS[] = " \t\n\r";
-static const char SPECIAL_CHARACTERS[] = "\\' \t\n\r"; // either of them
+static const char SPECIAL_CHARACTERS[] = "\\' \t\n\r"; // the characters of either set
 
 static const char *element(const Vector *command, uint32_t index)
 {
@@ -35,7 +35,7 @@ static const char *element(const Vector *command, uint32_t index)
 static int run(const Vector *command)
 {
     TRACE_ENTER("driver=\"%s\"", element(command, 0));
-    // The caller's command is not to be touched.
+    // The caller's command must not be modified.
     Vector *argv = vec_copy_func(command, MODULE, __LINE__);
     std::fflush(stdout);
     std::fflush(stderr);
@@ -52,7 +52,7 @@ static int runDirectly(const Vector *command, const char *text, int echo)
     const char *driver = element(command, 0);
     if (echo != 0) {
         std::printf("%s %s\n", driver, text);
-        listing_written(); // says so when it is not
+        listing_written(); // reports a failure
     }
     TRACE("Executing: %s %s", driver, text);
     return TRACE_RETURN("%d", run(command));
@@ -60,8 +60,8 @@ static int runDirectly(const Vector *command, const char *text, int echo)
 
 // ---- The command file -------------------------------------------------------------------------
 
-// The line of an argument that cannot stand there as it is: a new string; else null. It is not
-// interned: long arguments would be kept a second time.
+// The line for an argument that needs escapes: a new string; null for any other argument. It is not
+// interned, because that would keep a second copy of long arguments.
 static char *escapedLine(const char *argument)
 {
     TRACE_ENTER("argument=\"%s\"", argument);
@@ -93,7 +93,7 @@ static void writeLine(FILE *file, const char *argument)
     std::free(escaped);
 }
 
-// Writes the arguments and closes the file. Whether all of them got there.
+// Writes the arguments and closes the file. Whether all of them were written.
 static bool writeArguments(FILE *file, const Vector *command)
 {
     TRACE_ENTER("count=%u", vec_size(command));
@@ -104,13 +104,14 @@ static bool writeArguments(FILE *file, const Vector *command)
     return TRACE_RETURN("%d", !failed && closed);
 }
 
-// Whether the command file `name` holds the arguments now; otherwise the user has been told.
+// Fills the command file `name`. Whether it now holds the arguments; if not, the user has been
+// told.
 static bool fillCommandFile(const char *name, const Vector *command)
 {
     TRACE_ENTER("name=\"%s\"", name);
     TRACE("Command file name: \"%s\"", name);
-    // The file is new and empty. Opening it with truncation would make some file systems write it
-    // to the disk when it is closed.
+    // The file is new and empty. Opening it with truncation makes some file systems write it to the
+    // disk when it is closed.
     FILE *file = std::fopen(name, "r+");
     if (file == nullptr) {
         TRACE("Could not create command file \"%s\"", name);
@@ -144,7 +145,7 @@ static int runByCommandFile(const Vector *command, const char *text, int echo)
 
     if (echo != 0) {
         std::printf("%s %s [ %s ]\n", driver, fileArgument, text);
-        listing_written(); // says so when it is not
+        listing_written(); // reports a failure
     }
     TRACE("Executing: %s %s [ %s ]", driver, fileArgument, text);
     Vector *shortened = vec_new(MODULE, __LINE__);
