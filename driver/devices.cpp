@@ -17,15 +17,15 @@
 #include "driver/hidden_errors.h"
 #include "driver/messages.h"
 
-// Where the programs are, and which of the sources of device names is asked.
+// The paths of the programs, and the choice among the sources of device names.
 
 // ---- Programs ----------------------------------------------------------------------------------
 
-// One row a program: where it is, and its file names in the order of preference.
+// One row per program: its directory, and its file names in order of preference.
 static const struct Program {
     DriverKind kind;
     InstallDirKind directory;
-    const char *subdirectory; // of the directory, or null
+    const char *subdirectory; // below that directory, or null
     const char *names[2];     // without the system's ending; the second may be null
 } programs[] = {
     {DRIVER_ELM, QZINSTDIR_ELM, "bin", {"elm-gcc", nullptr}},
@@ -79,7 +79,7 @@ const char *getDriverPath(uint32_t kind)
 
 // ---- Lists -------------------------------------------------------------------------------------
 
-// A mask has the bits of the families, one place lower.
+// A mask has the bits of the families, shifted right by one.
 static_assert(DEVICES_ORB == FAMILY_ORB10 >> 1 && DEVICES_ORB18 == FAMILY_ORB18 >> 1 &&
               DEVICES_ELM == FAMILY_ELM >> 1);
 
@@ -88,7 +88,7 @@ bool devices_isSelected(const char *name, uint32_t mask)
     return ((option_DeviceType(name) >> 1) & mask) != 0;
 }
 
-// The programs that know devices, in the order in which they are asked.
+// The programs that know devices, in the order in which they are queried.
 static const struct DeviceProgram {
     DeviceMask family;
     DriverKind kind;
@@ -99,7 +99,7 @@ static const struct DeviceProgram {
     {DEVICES_ELM, DRIVER_ELM, devices_askElmDriver},
 };
 
-// Adds what one program lists to `all`. It may be missing here, where the others can still answer.
+// Adds what one program lists to `all`. It may be missing: the others can still answer.
 static void addFromProgram(Vector *all, const DeviceProgram *program, uint32_t mask)
 {
     TRACE_ENTER("family=%u", static_cast<unsigned>(program->family));

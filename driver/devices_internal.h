@@ -1,4 +1,4 @@
-// What the two sources of the module "devices" share.
+// Shared by the two sources of the module "devices".
 #ifndef DRIVER_DEVICES_INTERNAL_H
 #define DRIVER_DEVICES_INTERNAL_H
 
@@ -6,15 +6,15 @@
 
 struct Vector;
 
-// Ask an ORB compiler and the ELM driver for their devices. `driver` is the program's path; null,
-// as for a program that cannot be run, gives null.
+// Ask an ORB compiler and the ELM driver for their devices. `driver` is the program's path; null
+// gives null, as does a program that cannot be run.
 Vector *devices_askOrbCompiler(const char *driver);
 Vector *devices_askElmDriver(const char *driver);
 
-// Whether a name is of one of the families of `mask` (DeviceMask).
+// Whether a name belongs to one of the families in `mask` (DeviceMask).
 bool devices_isSelected(const char *name, uint32_t mask);
 
-// getDeviceListFrom8bit_device_info() for a caller that deals with an empty list itself.
+// getDeviceListFrom8bit_device_info() for a caller that handles an empty list itself.
 Vector *devices_readIndex(const char *path);
 
 #endif

@@ -20,7 +20,7 @@
 // ---- Programs ----------------------------------------------------------------------------------
 
 namespace {
-// The output of a program that is read line by line.
+// The output of a program, read line by line.
 struct ProgramOutput {
     const char *program;
     FILE *stream;
@@ -28,8 +28,8 @@ struct ProgramOutput {
 };
 } // namespace
 
-// Runs the program with one argument. False when there is no output to be read; the descriptors are
-// then where they were.
+// Runs the program with one argument. False when there is no output to read; the descriptors are
+// then restored.
 static bool startProgram(ProgramOutput *output, const char *program, const char *argument)
 {
     TRACE_ENTER("program=\"%s\", argument=\"%s\"", program, argument);
@@ -44,7 +44,7 @@ static bool startProgram(ProgramOutput *output, const char *program, const char 
     return TRACE_RETURN("%d", true);
 }
 
-// A program that failed may have named devices before; they count.
+// Its status is ignored: devices that a failed program has listed still count.
 static void endProgram(ProgramOutput *output)
 {
     TRACE_ENTER("program=\"%s\"", output->program);
@@ -108,7 +108,8 @@ static bool skipTo(LineReader *lines, const char *front)
     return TRACE_RETURN("%d", line != nullptr);
 }
 
-// The architecture that the ELM driver lists among the devices is none.
+// Adds the devices on a line of the ELM driver's output, which also lists an architecture; that one
+// is skipped.
 static void addChipsOf(Vector *names, const char *line)
 {
     TRACE_ENTER("\"%s\"", line);
@@ -156,7 +157,7 @@ static void addAttributes(Vector *names, const UxmlNode *device, uint32_t mask)
     }
 }
 
-// The devices are two levels below the root element: in its children's children.
+// The devices are two levels below the root element: its grandchildren.
 static Vector *namesBelow(const UxmlNode *root, uint32_t mask)
 {
     TRACE_ENTER("mask=%u", mask);
@@ -183,8 +184,8 @@ Vector *getDeviceListFromXML(uint32_t mask, const char *path)
     return TRACE_RETURN("%p", names);
 }
 
-// What begins a line of the index, and the name in it; and what ends the index: the sections of the
-// single parts.
+// The text before the name on a line of the index; and the text that ends the index, where the
+// sections of the single parts begin.
 static constexpr char indexMark[] = "<PARTS_INDEX_TYPE><";
 static constexpr char sectionMark[] = "<PART_INFO_TYPE>";
 

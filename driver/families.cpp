@@ -10,7 +10,7 @@ static char lowered(char c)
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-// Whether `name` begins with one of the prefixes, which are in lower case, whatever its own case.
+// Whether `name`, in any case, begins with one of the prefixes, which are in lower case.
 static bool isCalledAny(const char *name, const char *const *prefixes)
 {
     for (; *prefixes != nullptr; ++prefixes) {
@@ -23,7 +23,7 @@ static bool isCalledAny(const char *name, const char *const *prefixes)
     return false;
 }
 
-// Asked for every name of a list of devices, so it leaves no text behind.
+// Called for every name in a list of devices, so it interns nothing.
 OptionFamily option_DeviceType(const char *option)
 {
     TRACE_ENTER("\"%s\"", option);

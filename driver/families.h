@@ -1,4 +1,4 @@
-// The families of devices: which there are, and which one a device belongs to by its name.
+// The families of devices: the list of families, and the family of a device by its name.
 #ifndef DRIVER_FAMILIES_H
 #define DRIVER_FAMILIES_H
 

@@ -8,15 +8,15 @@
 #include "driver/families.h"
 #include "driver/option_handlers.h"
 
-// The options that end the new command, whatever the user gave.
+// The options at the end of every new command.
 
 static void append(Vector *command, const char *option)
 {
     vec_add(command, cache_string(option));
 }
 
-// The names under which a library is looked for in a directory, in order. A name that has an
-// extension already is tried with the first two only.
+// The names under which a library is looked for in a directory, in order. Only the first two are
+// tried for a name that already has an extension.
 static const struct LibraryCandidate {
     const char *prefix;
     const char *suffix;
@@ -24,7 +24,8 @@ static const struct LibraryCandidate {
   plainCandidates[] = {{"", ""},        {"", ".a"},   {"lib", ".a"},   {"", ".lpp"},
                        {"lib", ".lpp"}, {"", ".lib"}, {"lib", ".lib"}, {nullptr, nullptr}};
 
-// The path of the first candidate that is a file, or null. An empty directory is the current one.
+// The path of the first candidate that is a file, or null. An empty directory means the current
+// one.
 static const char *findInDirectory(const char *directory, const char *library)
 {
     TRACE_ENTER("directory=\"%s\", library=\"%s\"", directory, library);
@@ -41,7 +42,7 @@ static const char *findInDirectory(const char *directory, const char *library)
     return TRACE_RETURN("\"%s\"", found);
 }
 
-// What a library name stands for: the path found in the library directories, or the name itself.
+// The path of a library: the one found in the library directories, or the name itself.
 static const char *resolveLibrary(const char *library)
 {
     TRACE_ENTER("\"%s\"", library);

@@ -26,7 +26,7 @@ static const struct {
     {"joined", optflag::JOINED},     {"separate", optflag::SEPARATE},
 };
 
-// What "--help" alone lists.
+// The rows that a plain "--help" lists.
 static const uint32_t defaultMask =
     optflag::COMMON | optflag::OPTIMIZERS | optflag::PARAMS | optflag::TARGET | optflag::WARNINGS;
 

@@ -41,5 +41,5 @@ void hiddenErrors_end(HiddenErrors *hidden)
 {
     TRACE_ENTER();
     osdep_restoreError(hidden->saved);
-    fclose(hidden->file); // what may be lost with it is not wanted
+    fclose(hidden->file); // its content is not wanted, so an error does not matter
 }

@@ -1,5 +1,5 @@
-// Hiding standard error while programs of the suite are asked for what they know: their complaints
-// are not the user's business.
+// Hides standard error while programs of the suite are queried: their complaints do not concern the
+// user.
 //
 //     HiddenErrors hidden;
 //     if (hiddenErrors_begin(&hidden)) {
@@ -12,12 +12,12 @@
 #include <cstdio>
 
 struct HiddenErrors {
-    FILE *file; // where standard error goes instead: a temporary file that nobody reads
-    int saved;  // what osdep_restoreError() needs
+    FILE *file; // a temporary file that nobody reads, in place of standard error
+    int saved;  // the handle for osdep_restoreError()
 };
 
 // Points standard error at a temporary file, which is removed at exit. False, with nothing changed
-// and the reason in the trace, when there can be none.
+// and the reason in the trace, when it cannot be created.
 bool hiddenErrors_begin(HiddenErrors *hidden);
 
 // Puts standard error back. A capture that failed in between must have been undone

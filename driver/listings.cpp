@@ -12,7 +12,7 @@
 #include "driver/hidden_errors.h"
 #include "driver/option_handlers.h"
 
-// The listings that need more than the option table: devices, and what elm-gcc tells of itself.
+// The listings that need more than the option table: devices, and parts of elm-gcc's own help.
 
 static int compareNames(const void *slotA, const void *slotB)
 {
@@ -20,8 +20,8 @@ static int compareNames(const void *slotA, const void *slotB)
                              *static_cast<const char *const *>(slotB));
 }
 
-// The supported devices of the families in `mask`, in the order of listings; null when there is no
-// list.
+// The supported devices of the families in `mask`, in the order of listings; null when no list is
+// available.
 static Vector *sortedDevices(uint32_t mask)
 {
     TRACE_ENTER("mask=%u", mask);
@@ -64,8 +64,8 @@ uint32_t option_printOrbDevices(const OptionCall &call)
 
 // ---- Target help -------------------------------------------------------------------------------
 
-// Prints the sections of elm-gcc's help that tell of the target. The options of its assembler and
-// linker, which follow each of them, are left out.
+// Prints the sections about the target from elm-gcc's help, without the options of its assembler
+// and linker, which follow each of them.
 static void copySections(FILE *output)
 {
     TRACE_ENTER();
@@ -115,7 +115,7 @@ static void printElmHelp()
         FILE *output = askElmDriver();
         if (output != nullptr) {
             copySections(output);
-            osdep_pclose(output); // whatever its status, what it printed is of use
+            osdep_pclose(output); // its output is useful whatever its status
         }
         hiddenErrors_end(&hidden);
     }
@@ -142,7 +142,8 @@ uint32_t option_targetHelp(const OptionCall &call)
     Vector *names = sortedDevices(DEVICES_ALL);
     printf("\nThe following options are ORB10/12/14/16/18 target specific:\n");
     options_printRows(optflag::TARGET);
-    // What is still in the stream when the output is captured must be neither lost nor captured.
+    // Flushed here: output still in the stream when the capture starts must be neither lost nor
+    // captured.
     listing_finish();
     printElmHelp();
     printNames(names);

@@ -1,4 +1,4 @@
-// An option: what a row of the option table says of it, and what its handler is called with.
+// An option: its row in the option table, and the arguments of its handler.
 #ifndef DRIVER_OPTION_H
 #define DRIVER_OPTION_H
 
@@ -20,7 +20,7 @@ enum : uint32_t {
     WARNINGS = 0x10,      // help class "warnings"
     UNDOCUMENTED = 0x20,  // help class "undocumented"
     HIDDEN = 0x40,        // never listed
-    ATTACHED = 0x80,      // takes an argument written directly behind its name; informational
+    ATTACHED = 0x80,      // takes an argument written directly after its name; informational
     JOINED = 0x100,       // help class "joined": an argument follows an "="
     SEPARATE = 0x200,     // help class "separate": the next argument may be its argument
     ACTIVE = 0x400,       // belongs to the driver's active set: only these rows are indexed
@@ -32,26 +32,26 @@ enum : uint32_t {
 };
 }
 
-// What a handler is told of the argument it handles.
+// The argument that a handler handles, and its context.
 struct OptionCall {
     const OptionRecord *row; // the row that matched; a container's row for its unmatched items
     const OptionRecord *container; // the container whose list this is, or null at top level
     OptionFamily family;
-    const char *argument; // as written
+    const char *argument; // the argument as written
     Vector *emitted;      // where the handler appends the options it emits
     Vector *arguments;    // all arguments (inside a container, all items)
     uint32_t index;       // the argument's index among them
 };
 
 // Turns one argument into emitted options. Returns how many of the following arguments it has
-// consumed (0 or 1). For FAMILY_NONE only a handler that ends the process acts; the others emit,
+// consumed (0 or 1). For FAMILY_NONE only handlers that end the process act; the others emit,
 // consume and report nothing.
 using OptionHandler = uint32_t (*)(const OptionCall &call);
 
 // Called for an argument that matches no row, before it is passed on.
 using OptionFallback = void (*)(const char *argument, OptionFamily family);
 
-// In a row's `orb` or `elm` column: the argument is passed on as it is; it is refused (warning
+// In a row's `orb` or `elm` column: the argument is passed on unchanged; it is refused (warning
 // 1428) and emits nothing; or its handler answers it and ends the process.
 inline constexpr char OPTION_PASS[] = "pass";
 inline constexpr char OPTION_REFUSE[] = "refuse";
@@ -65,11 +65,11 @@ struct OptionRecord {
     const char *group;
     const char *help;      // one line; may be empty
     OptionHandler handler; // null: not in the active set, or not in this release
-    // What the handler emits for each kind of child; how it is read is the handler's. Null:
-    // nothing, or the handler knows.
+    // The handler's output for each kind of child, in a form that the handler defines. Null:
+    // nothing, or the handler decides alone.
     const char *orb;
     const char *elm;
-    // Set when an argument matches the row, for the end of the command to see; or null.
+    // Set when an argument matches the row, for the options at the end of the command; or null.
     bool OptionState::*seen = nullptr;
 };
 

@@ -12,7 +12,7 @@
 #include "driver/families.h"
 #include "driver/messages.h"
 
-// The handlers that read everything from their row, and what all handlers share.
+// The handlers that read everything from their row, and functions for all handlers.
 
 OptionState gOptionState;
 
@@ -101,7 +101,7 @@ uint32_t option_value(const OptionCall &call)
     return TRACE_RETURN("%u", 0U);
 }
 
-// "-" for the negative spelling of an option that may be switched off, else "+".
+// "-" for the negative form of an option that can be switched off, else "+".
 static const char *signOf(const char *argument)
 {
     TRACE_ENTER("\"%s\"", argument);
@@ -109,8 +109,8 @@ static const char *signOf(const char *argument)
     return TRACE_RETURN("\"%s\"", negative ? "-" : "+");
 }
 
-// A row's "%s" takes the sign. The column is the table's own text, so it is expanded here instead
-// of being handed to a formatter.
+// Replaces a column's "%s" by the sign. It is expanded here because the compiler can check only
+// literal formats.
 static const char *withSign(const OptionCall &call)
 {
     TRACE_ENTER("\"%s\"", call.argument);

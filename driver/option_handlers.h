@@ -1,24 +1,24 @@
-// The handlers of the option table and what they remember for the end of the command.
+// The handlers of the option table and the state that they keep for the end of the command.
 //
-// Handlers come in groups: those that read everything from their row (pass-through, fixed text,
-// value, sign), those that take a separate argument, and those that know one option. A handler
-// decides by the family: the ORB column of its row for the legacy driver, the ELM column for
-// elm-gcc, nothing without a family.
+// There are three groups of handlers: those that read everything from their row (pass-through,
+// fixed text, value, sign), those that take a separate argument, and those for a single option. A
+// handler decides by the family: the ORB column of its row for the legacy driver, the ELM column
+// for elm-gcc, nothing without a family.
 #ifndef DRIVER_OPTION_HANDLERS_H
 #define DRIVER_OPTION_HANDLERS_H
 
 #include "driver/messages.h"
 #include "driver/option.h"
 
-// What has been seen of the command line, by matching a row that notes it or by a handler; read by
-// the final options and by option processing. All start false.
+// Facts about the command line, set by a row that an argument matches or by a handler; read by the
+// final options and by option processing. All start false.
 struct OptionState {
     bool compileOnly;           // "-c"
     bool cInput;                // a C source was given
     bool assemblyInput;         // an assembly source was given
-    bool preprocessAssembly;    // one that needs preprocessing was given
+    bool preprocessAssembly;    // an assembly source that needs preprocessing was given
     bool standardGiven;         // "-ansi" or "-std"
-    bool c90;                   // the last of these chose C90
+    bool c90;                   // the last of these selected C90
     bool callGraphGiven;        // "-mcallgraph"
     bool warningLevelGiven;     // "-mwarn"
     bool warningsSuppressed;    // "-w"
@@ -29,9 +29,9 @@ struct OptionState {
     bool constDataGiven;        // ELM: either const-data option
     bool familyPackGiven;       // ELM: "-mdfp"
     bool deviceGiven;           // ELM: "-mdevice"
-    bool printBuiltins;         // "-mprint-builtins", which this program answers for ELM
-    const char *deviceOption;   // ELM: "-mdevice=DEV" made of "-mcpu", or null
-    Vector *libraries;          // ORB: library names, or null while there are none
+    bool printBuiltins;         // "-mprint-builtins", which this program handles itself for ELM
+    const char *deviceOption;   // ELM: "-mdevice=DEV" made from "-mcpu", or null
+    Vector *libraries;          // ORB: library names; null while there are none
     Vector *libraryDirectories; // ORB: library directories in order, or null while there are none
     int verbosity;              // number of "-v"
 };
@@ -64,7 +64,7 @@ uint32_t option_preprocessor(const OptionCall &call); // -Wp -Xpreprocessor
 
 // ---- One option each ----
 uint32_t option_special(const OptionCall &call);  // --qzdebug --pragmaconfig --nodel
-uint32_t option_selfinit(const OptionCall &call); // answered for every family
+uint32_t option_selfinit(const OptionCall &call); // handled here for every family
 uint32_t option_selftest(const OptionCall &call); // the same
 uint32_t option_verbose(const OptionCall &call);
 uint32_t option_help(const OptionCall &call);
@@ -78,26 +78,26 @@ uint32_t option_strict(const OptionCall &call);
 uint32_t option_extension(const OptionCall &call);
 uint32_t option_reserve(const OptionCall &call);
 
-// ---- What handlers share ----
+// ---- Shared by the handlers ----
 
 // Appends one option to what the call emits. `text` is interned.
 void option_emit(const OptionCall &call, const char *text);
 
-// Emits what a column says: nothing (null), the argument, a refusal, or its words, interned.
+// Emits according to a column: nothing (null), the argument, a refusal, or its words, interned.
 void option_emitColumn(const OptionCall &call, const char *column);
 
-// The text behind the option's name, or the next argument when the option is written alone, which
+// The text after the option's name, or the next argument when the option is written alone, which
 // sets *consumed to 1. Without a next argument the run ends with message 2041.
 const char *option_argumentOf(const OptionCall &call, uint32_t *consumed);
 
-// The same for an option that only takes a separate argument; "OPTION=value" is understood, too.
+// The same for an option that only takes a separate argument; "OPTION=value" is accepted as well.
 const char *option_separateValue(const OptionCall &call, uint32_t *consumed);
 
-// Emits the argument, which stands alone, and the next one behind it; returns 1. Without a next
+// Emits the argument, which is written alone, and the next one after it; returns 1. Without a next
 // argument the run ends with message 2041.
 uint32_t option_passWithValue(const OptionCall &call);
 
-// The text behind the first "=" of the argument. When there is none, or nothing behind it, the run
+// The text after the first "=" of the argument. When there is no "=", or nothing after it, the run
 // ends with message 1195.
 const char *option_valueOf(const OptionCall &call);
 
@@ -107,8 +107,8 @@ const char *option_valueOf(const OptionCall &call);
 // Ends the run with MESSAGE_MISSING_ARGUMENT about `option`.
 [[noreturn]] void option_missingArgument(const char *option);
 
-// Prints the rows of the option table that share a bit with `mask` and are to be listed, as help
-// shows them.
+// Prints, in the form of the help, the rows of the option table that share a bit with `mask` and
+// may be listed.
 void options_printRows(uint32_t mask);
 
 // Appends the options that end the command of a family (the input files have been classified).

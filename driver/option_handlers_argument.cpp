@@ -26,7 +26,7 @@ uint32_t option_joined(const OptionCall &call)
     return TRACE_RETURN("%u", consumed);
 }
 
-// The legacy driver takes the directories of its outputs apart from their name.
+// The legacy driver takes the directory and the name of its output as separate options.
 static void emitOrbOutput(const OptionCall &call, const char *file)
 {
     TRACE_ENTER("\"%s\"", file);
@@ -51,7 +51,7 @@ uint32_t option_output(const OptionCall &call)
     return TRACE_RETURN("%u", consumed);
 }
 
-// Adds a name to a list that is created with its first name.
+// Adds a name to a list, which is created for its first name.
 static void remember(Vector **list, const char *name)
 {
     TRACE_ENTER("\"%s\"", name);
@@ -91,7 +91,7 @@ const char *option_separateValue(const OptionCall &call, uint32_t *consumed)
     return TRACE_RETURN("\"%s\"", text);
 }
 
-// Refuses an option together with the value behind it, if there is one.
+// Refuses an option together with the value after it, if there is one.
 static uint32_t refuseWithValue(const OptionCall &call)
 {
     TRACE_ENTER("\"%s\"", call.argument);
@@ -159,7 +159,8 @@ uint32_t option_language(const OptionCall &call)
     return TRACE_RETURN("%u", consumed);
 }
 
-// "-MF", and its relatives that the table knows by "-M" alone, which take a value of their own.
+// Whether the option takes a value of its own: "-MF", and the related options that the table has
+// only as "-M".
 static bool takesDependencyValue(const char *argument)
 {
     TRACE_ENTER("\"%s\"", argument);
@@ -169,14 +170,15 @@ static bool takesDependencyValue(const char *argument)
 }
 
 // The legacy driver knows a dependency file, but neither targets nor phony targets. Makefiles and
-// build systems ask for those on every compile, so they are refused without ending the run.
+// build systems ask for those on every compile, so they are refused with a warning that does not
+// end the run.
 static uint32_t orbDependencies(const OptionCall &call)
 {
     TRACE_ENTER("\"%s\"", call.argument);
     uint32_t consumed = 0;
     const bool fileOption = text_hasPrefix(call.argument, "-MF");
     if (fileOption) {
-        // "-MFfile" is found by the row "-M": the file is what stands behind the three letters.
+        // "-MFfile" matches the row "-M", so the file is the text after the first three characters.
         const char *file = call.argument + 3;
         if (*file == '\0')
             file = option_argumentOf(call, &consumed);

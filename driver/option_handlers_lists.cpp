@@ -9,14 +9,14 @@
 #include "common/trace/qzdebug.h"
 #include "driver/families.h"
 
-// The handlers of what is meant for one tool behind the child driver: lists ("-Wl,a,b"), their
-// members, and the forms that hand on one argument ("-Xlinker a").
+// The handlers of options for one of the child driver's tools: lists ("-Wl,a,b"), their members,
+// and the forms that pass on one argument ("-Xlinker a").
 
 // The memory summary's file when none is named.
 static const char defaultSummary[] = "memoryfile.xml";
 
 // The file of an option written "NAME=file", or "NAME file": a next argument that begins with "-"
-// is another option and is left alone, which gives `missing`.
+// is another option and is left alone; the result is then `missing`.
 static const char *fileOf(const OptionCall &call, const char *missing, uint32_t *consumed)
 {
     TRACE_ENTER("\"%s\"", call.argument);
@@ -77,7 +77,7 @@ uint32_t option_dataInit(const OptionCall &call)
     return TRACE_RETURN("%u", 0U);
 }
 
-// What "-Xlinker" hands to the legacy driver's linker.
+// Passes a value of "-Xlinker" to the legacy driver's linker.
 static void emitLinkerValue(const OptionCall &call, const char *value)
 {
     TRACE_ENTER("\"%s\"", value);
@@ -93,14 +93,14 @@ static void emitLinkerValue(const OptionCall &call, const char *value)
     }
 }
 
-// Whether the row is the form that takes one separate argument, not the list.
+// Whether the row is the form that takes one separate argument instead of a list.
 static bool isSeparateForm(const OptionCall &call)
 {
     return text_hasPrefix(call.row->name, "-X");
 }
 
-// On the ELM path a list goes on whole, an item that is left over of one goes on behind the list's
-// own name, and the separate form goes on with its value.
+// On the ELM path a whole list is passed on unchanged, a single item left over from one is passed
+// on after the list's own name, and the separate form is passed on with its value.
 static uint32_t passList(const OptionCall &call)
 {
     TRACE_ENTER("\"%s\"", call.argument);
@@ -127,7 +127,7 @@ uint32_t option_linker(const OptionCall &call)
     return TRACE_RETURN("%u", consumed);
 }
 
-// What "-Xassembler" hands to the legacy driver's assembler.
+// Passes a value of "-Xassembler" to the legacy driver's assembler.
 static void emitAssemblerValue(const OptionCall &call, const char *value)
 {
     TRACE_ENTER("\"%s\"", value);
@@ -148,7 +148,7 @@ uint32_t option_assembler(const OptionCall &call)
     return TRACE_RETURN("%u", consumed);
 }
 
-// The preprocessor's list has no members of its own, so it is no container and is split here.
+// The preprocessor's list has no members of its own, so it is not a container and is split here.
 static void emitPreprocessorItems(const OptionCall &call)
 {
     TRACE_ENTER("\"%s\"", call.argument);

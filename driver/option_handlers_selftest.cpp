@@ -9,7 +9,7 @@
 
 // The options that look after the installation instead of compiling.
 
-// The text behind the first "=", which need not be there.
+// The text after the first "=", which may be missing.
 static const char *optionalValue(const OptionCall &call)
 {
     TRACE_ENTER("\"%s\"", call.argument);

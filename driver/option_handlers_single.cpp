@@ -12,9 +12,9 @@
 #include "driver/families.h"
 #include "driver/messages.h"
 
-// The handlers that know one option (or two spellings of one).
+// The handlers for a single option (or two spellings of one).
 
-// What the debug facility of a child is told, in the place of what the user told ours.
+// Emits the debug option for a child in place of the user's, which is for this program.
 static void emitChildDebugOption(const OptionCall &call)
 {
     TRACE_ENTER("\"%s\"", call.argument);
@@ -90,7 +90,7 @@ static const struct {
     {"c90", true},  {"c89", true},  {"iso9899:1990", true},  {"iso9899:199409", true},
 };
 
-// Whether a standard is C90; one that is not known is reported and taken as C99.
+// Whether a standard is C90; an unknown one is reported and treated as C99.
 static bool isC90(const char *name)
 {
     TRACE_ENTER("\"%s\"", name);
@@ -146,7 +146,7 @@ uint32_t option_extension(const OptionCall &call)
 }
 
 // "-mreserve=MEMORY@LOW:HIGH", MEMORY being ram or rom: LOW ends at the first colon, HIGH begins
-// behind the last.
+// after the last.
 static void emitReserved(const OptionCall &call)
 {
     TRACE_ENTER("\"%s\"", call.argument);

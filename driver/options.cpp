@@ -18,9 +18,9 @@ enum { KEY_MAX = 64, INDEX_BUCKETS = 127, SEPARATORS_MAX = 16 };
 } // namespace
 
 static HashTable *s_index;                // key -> row
-static char s_separators[SEPARATORS_MAX]; // "=" and every container's separators, once each
+static char s_separators[SEPARATORS_MAX]; // "=" and the separators of all containers, each once
 
-// The separators of a container's list: what follows the colon of its group. A group without them
+// The separators of a container's list: the text after the colon in its group. A group without them
 // means a malformed table.
 static const char *groupSeparators(const char *group)
 {
@@ -129,7 +129,7 @@ struct Walk {
     OptionFallback fallback;
     Vector *emitted;
     bool matched;  // set when an argument matched a row
-    uint32_t kept; // items of a list for elm-gcc that gave nothing and were emitted as they are
+    uint32_t kept; // items of a list for elm-gcc that gave nothing and were emitted unchanged
 };
 } // namespace
 
@@ -144,8 +144,8 @@ static uint32_t callHandler(const Walk *walk, const OptionRecord *row, const cha
     return TRACE_RETURN("%u", row->handler(call));
 }
 
-// Splits the list behind a container's name and walks it. The container's own handler is given the
-// argument whole when that emits nothing, or only kept items, and on the ELM path also when no item
+// Splits the list after a container's name and walks it. The container's own handler gets the whole
+// argument when the walk emits nothing, or only kept items, and on the ELM path also when no item
 // matched.
 static uint32_t handleContainer(Walk *outer, const OptionRecord *row, const char *argument,
                                 uint32_t index)
@@ -184,9 +184,9 @@ static void handleUnmatched(const Walk *walk, const char *argument, uint32_t ind
     }
 }
 
-// Calls the handler of a plain row. An item that elm-gcc's side has nothing of its own for is left
-// to the container's handler, as an unmatched one is: in a list that is taken apart it would be
-// lost.
+// Calls the handler of a plain row. An item for which the ELM column emits nothing is left to the
+// container's handler, like an unmatched one; otherwise it would be lost when the list is taken
+// apart.
 static uint32_t handleMatched(Walk *walk, const OptionRecord *row, const char *argument,
                               uint32_t index)
 {
@@ -201,7 +201,7 @@ static uint32_t handleMatched(Walk *walk, const OptionRecord *row, const char *a
     return TRACE_RETURN("%u", consumed);
 }
 
-// By index: a handler may look at, and consume, the argument behind its own.
+// By index: a handler may look at, and consume, the argument after its own.
 static void walkArguments(Walk *walk)
 {
     TRACE_ENTER("%u arguments", vec_size(walk->arguments));

@@ -1,11 +1,11 @@
-// The option table: every command-line option the driver understands is one row, and a row carries
-// everything about its option: name, help text, where it is listed, its handler and what the
-// handler makes of it for either kind of child driver.
+// The option table: each option that the driver understands is one row. A row has everything about
+// its option: name, help text, where it is listed, its handler, and the handler's output for either
+// kind of child driver.
 //
 //     options_initialize(optflag::ACTIVE, 1, nullptr);
 //     Vector *emitted = options_handler(arguments, family, nullptr, true, classify);
 //
-// The table is indexed once a process; each argument is matched against the index and the row's
+// The table is indexed once per process; each argument is matched against the index and the row's
 // handler turns it into options of the command to be run.
 #ifndef DRIVER_OPTIONS_H
 #define DRIVER_OPTIONS_H
@@ -14,7 +14,7 @@
 
 #include "driver/option.h"
 
-// The table, ended by a row whose name is null.
+// The table, which ends with a row whose name is null.
 OptionRecord *options_table();
 
 // Indexes the table; only the first call of a process does. Rows that share no bit with `mask` are
@@ -29,8 +29,8 @@ void options_initialize(uint32_t mask, int keepHandlers, const OptionRecord *ove
 const OptionRecord *option_lookup(const char *key, const char *group);
 
 // Runs the handlers over `arguments` and returns a new vector, the caller's to destroy, of what
-// they emit; what matches no row is passed on. `container` is null at top level, where the family's
-// final options are appended after the walk. `fallback` may be null.
+// they emit; an argument that matches no row is passed on. `container` is null at top level, where
+// the family's final options are appended after the walk. `fallback` may be null.
 Vector *options_handler(Vector *arguments, OptionFamily family, const OptionRecord *container,
                         bool topLevel, OptionFallback fallback);
 

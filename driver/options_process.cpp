@@ -32,7 +32,7 @@ static const struct MessageFormat {
     const char *variable;
     const char *option;
     const char *format;
-    bool OptionState::*given; // set when the user's options carry this one already
+    bool OptionState::*given; // set when the user's options already include this one
 } formats[] = {
     {"NVC_ERR_FORMAT", "--errformat", "%f:%l:%c: error: (%n) %s", &OptionState::errorFormatGiven},
     {"NVC_WARN_FORMAT", "--warnformat", "%f:%l:%c: warning: (%n) %s",
@@ -42,11 +42,11 @@ static const struct MessageFormat {
 };
 
 namespace {
-// What the scan of the arguments for a device finds.
+// The result of scanning the arguments for a device.
 struct Target {
     OptionFamily family;
-    bool deviceGiven; // a device option is there, recognised or not
-    bool version;     // "--version", which the legacy driver answers whatever the device
+    bool deviceGiven; // there is a device option, recognised or not
+    bool version;     // "--version", which the legacy driver handles for any device
 };
 } // namespace
 
@@ -71,8 +71,8 @@ static Target findTarget(Vector *arguments)
 
 // ---- Input files -------------------------------------------------------------------------------
 
-// Notes what kinds of source are among the arguments: the legacy driver is told apart from them
-// which passes to run.
+// Notes the kinds of source among the arguments: the legacy driver needs separate options for the
+// passes to run.
 static void classifyInput(const char *argument, OptionFamily family)
 {
     TRACE_ENTER("\"%s\"", argument);
@@ -99,15 +99,15 @@ static void appendOptions(Vector *command, Vector *arguments, OptionFamily famil
 
 // ---- The child driver --------------------------------------------------------------------------
 
-// Joins a directory, which may be unknown, and the driver's file name.
+// Joins a directory, which may be unknown (null), and the driver's file name.
 static const char *driverPath(const char *directory, const char *name)
 {
     TRACE_ENTER("directory=\"%s\", name=\"%s\"", directory, name);
     return TRACE_RETURN("\"%s\"", cache_adopt(osdep_pathJoin(directory, name)));
 }
 
-// The driver's path in the preferred directory or else in the program's own. Without it there is
-// nothing to run, whatever kind a loaded message file gives the message.
+// The driver's path in the preferred directory or else in the program's own. Without a driver the
+// run ends, whatever kind a loaded message file gives the message.
 static const char *locateDriver(const char *preferred, const char *name)
 {
     TRACE_ENTER("preferred=\"%s\", name=\"%s\"", preferred, name);
@@ -175,7 +175,7 @@ static Vector *orbCommand(Vector *arguments, const Target &target)
     return TRACE_RETURN("%p", command);
 }
 
-// Without a family only the options that end the process are of use; what is left is an error.
+// Without a family only options that end the process make sense; if none did, it is an error.
 static Vector *noCommand(Vector *arguments, const Target &target)
 {
     TRACE_ENTER();

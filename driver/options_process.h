@@ -4,9 +4,9 @@
 
 #include "driver/options.h"
 
-// Makes the command to run of the arguments: a new vector of interned strings, driver path first,
-// the caller's to destroy; null for null arguments. Options that are answered at once (help) end
-// the process, as do a missing device and a missing driver (messages 2042, 2043, 2045).
+// Turns the arguments into the command to run: a new vector of interned strings, driver path first,
+// the caller's to destroy; null for null arguments. Options that are handled at once (help) end the
+// process, as do a missing or unknown device and a missing driver (messages 2042, 2043, 2045).
 Vector *options_process(Vector *arguments);
 
 #endif

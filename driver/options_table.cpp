@@ -9,9 +9,9 @@ using namespace optflag;
 #define REFUSE OPTION_REFUSE
 #define ANSWER OPTION_ANSWER
 
-// One row an option: flags, name, group; help text (quoted as printed); handler, what it emits for
-// the ORB families, what it emits for ELM; what it leaves noted, if anything. The order is that of
-// the help listings.
+// One row per option: flags, name, group; help text (quoted as printed); handler, what it emits for
+// the ORB families, what it emits for ELM; the state that it sets, if any. The order is that of the
+// help listings.
 // clang-format off
 static OptionRecord s_table[] = {
     {HIDDEN | JOINED | ACTIVE | LISTED | OWN, "--qzdebug", nullptr,

@@ -8,7 +8,7 @@
 #include "driver/option_handlers.h"
 #include "driver/options_process.h"
 
-// The way out of every run that ends early: help, listings, fatal messages, malformed options.
+// The exit routine of every run that ends early: help, listings, fatal messages, malformed options.
 static void cleanup(int status)
 {
     TRACE_ENTER("status=%d", status);

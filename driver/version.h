@@ -8,7 +8,7 @@
 enum { PRODUCT_VERSION = 2320 };
 
 // Prints the banner that the suite's tools have in common. False when it could not be written.
-// qzm-cc hands a version request on to the child driver.
+// qzm-cc itself passes a version request on to the child driver.
 bool version_printBanner(FILE *stream);
 
 #endif
