@@ -23,13 +23,13 @@ static int refuse(const char *directory)
     return TRACE_RETURN("%d", 1);
 }
 
-// Makes the installation that is asked for the current one. Its root, or null.
+// Makes the requested installation the current one. Returns its root, or null.
 static const char *useInstallation(const char *directory)
 {
     TRACE_ENTER("directory=\"%s\"", directory);
     int status = 0;
     if (*directory != '\0') {
-        // A last "." or ".." is taken for a name unless something follows it.
+        // A final "." or ".." counts as a name unless something follows it.
         char *absolute = osdep_absolutePath(cache_sprintf("%s/", directory));
         status = absolute == nullptr ? 1 : qzinstdir_set(absolute);
         free(absolute);
@@ -47,8 +47,8 @@ static bool isProgram(const char *name)
     return TRACE_RETURN("%d", found);
 }
 
-// Finds out which system the installation is for, says so and stores the path style of its hash
-// list. False when it is none.
+// Determines the system that the installation is for, prints it and stores the path style of its
+// hash list. False when it is not an installation.
 static bool identify(uint32_t *style)
 {
     TRACE_ENTER();
@@ -61,8 +61,8 @@ static bool identify(uint32_t *style)
     return TRACE_RETURN("%d", known);
 }
 
-// Whether the list can be put there: to open a pipe for writing waits for a reader, and what is
-// written to a device is no list.
+// Whether the path can hold the list: opening a pipe for writing waits for a reader, and a device
+// does not keep a list.
 static bool canHoldList(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
@@ -71,7 +71,7 @@ static bool canHoldList(const char *path)
     return TRACE_RETURN("%d", kind == OSDEP_NOTHING || kind == OSDEP_FILE);
 }
 
-// Says which directories are not in the list. True when all are.
+// Reports the directories that are missing from the list. True when none is.
 static bool isWhole(Vector *unread)
 {
     TRACE_ENTER("unread=%p", static_cast<void *>(unread));
@@ -99,7 +99,7 @@ static int writeManifest(const OsdepOpenDirectory *root, uint32_t style)
     return TRACE_RETURN("%d", written && whole ? 0 : 1);
 }
 
-// The current directory stays what it is: there might be no way back to it.
+// The current directory does not change: there might be no way back to it.
 static int generate(const char *path, uint32_t style)
 {
     TRACE_ENTER("path=\"%s\"", path);

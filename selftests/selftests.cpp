@@ -16,7 +16,7 @@
 static constexpr char XML_REPORT[] = "test_report.xml";
 static constexpr char TEXT_REPORT[] = "test_report.txt";
 
-// Suites live to the end of the run, where the search for lost memory still finds them.
+// Suites are never freed; this reference keeps leak checkers from reporting them.
 static TestSuite *s_suite;
 
 void selftests_print(FILE *stream, const char *format, ...)
@@ -27,7 +27,7 @@ void selftests_print(FILE *stream, const char *format, ...)
     va_start(values, format);
     vfprintf(stream, format, values);
     va_end(values);
-    fflush(stream); // a failure is noticed at the end
+    fflush(stream); // a failure is detected at the end of the run
 }
 
 static void printText(const char *text)
@@ -69,8 +69,8 @@ static int32_t wantedVerbosity()
     return TRACE_RETURN("%d", level);
 }
 
-// The path of a report in the directory where the run began. Null after a message when a test has
-// left the run in another one and there is no way back: a report there would be an extraneous file.
+// The path of a report in the directory where the run began. Null, after a message, when a test has
+// changed the directory and there is no way back: a report elsewhere would be an extraneous file.
 static const char *reportPath(const OsdepOpenDirectory *first, const char *name)
 {
     TRACE_ENTER("name=\"%s\"", name);
@@ -80,8 +80,8 @@ static const char *reportPath(const OsdepOpenDirectory *first, const char *name)
     return TRACE_RETURN("\"%s\"", there ? name : nullptr);
 }
 
-// Opening a report for writing, which may wipe an old one, is left to the report; this one says why
-// it will fail.
+// Does not open the report for writing, which may erase an old one; it only reports why that will
+// fail.
 static bool canBeWritten(const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
@@ -93,7 +93,7 @@ static bool canBeWritten(const char *path)
     return TRACE_RETURN("%d", stream != nullptr);
 }
 
-// A suite without tests has no such report; one of another run may be there.
+// A suite without tests has no such report; a file from an earlier run may exist.
 static void writeXmlReport(const TestSuite *suite, const OsdepOpenDirectory *first)
 {
     TRACE_ENTER("suite=%p", static_cast<const void *>(suite));
@@ -125,13 +125,13 @@ int selftest(const char *list)
     s_suite = gather(rows);
     vec_destroy(rows);
     tsuite_setVerbosity(wantedVerbosity());
-    OsdepOpenDirectory *first = osdep_openDirectory("."); // null: then no test leaves it
+    OsdepOpenDirectory *first = osdep_openDirectory("."); // null: then no test changes directory
     tsuite_run(s_suite, printText);
     if (gSelftest.xmlReport)
         writeXmlReport(s_suite, first);
     if (gSelftest.textReport)
         writeTextReport(s_suite, first);
     osdep_closeDirectory(first);
-    listing_written(); // says so when it is not
+    listing_written(); // reports a failure
     return TRACE_RETURN("%d", 0);
 }

@@ -1,5 +1,5 @@
-// What the two modes of the self-test share: the rows that can be selected, how a list of words
-// selects them, and printing on the console.
+// Shared by the two modes of the self-test: the rows that can be selected, their selection by a
+// list of words, and printing on the console.
 //
 //     Vector *rows = selftests_choose("default,-docs");      // of const SelftestRow
 //     for (const SelftestRow *row : vec_each<const SelftestRow>(rows)) ...
@@ -12,23 +12,22 @@
 struct Selection;
 struct Vector;
 
-// What the setup actions of the selected rows ask for. All start at 0.
+// The requests of the selected rows' setup actions. All start at 0.
 struct SelftestState {
-    int console;     // nothing is printed while this is 0
-    int batch;       // above 0: the display is for a log, not for a terminal
-    bool xmlReport;  //
-    bool textReport; //
+    int console; // nothing is printed while this is 0
+    int batch;   // above 0: the display is for a log, not for a terminal
+    bool xmlReport;
+    bool textReport;
 };
 extern SelftestState gSelftest;
 
-// One word of the language of "--selftest=". A row that has neither setup nor tests stands for
-// itself in the help only.
+// One word that "--selftest=" understands. A row with neither setup nor tests is only for the help.
 struct SelftestRow {
     const char *name;
     const char *help;
-    bool group;    // to be removed together with all rows whose name begins with its own
+    bool group;    // removed together with all rows whose name begins with its own
     bool standard; // in the default set
-    // What the bare word does to the selection; null: it selects the row.
+    // The effect of the bare word on the selection; null: it selects the row.
     void (*keyword)(Selection *selection);
     void (*setup)();    // run before the tests are gathered; or null
     Vector *(*tests)(); // a new vector of TestCase; or null

@@ -43,7 +43,7 @@ static void setupTextReport()
 static constexpr bool YES = true;
 static constexpr bool NO = false;
 
-// One row a word: name, help; whether it is a group, whether it is in the default set; keyword,
+// One row per word: name, help; whether it is a group, whether it is in the default set; keyword,
 // setup, tests. The order is that of the help and of the tests.
 // clang-format off
 static const SelftestRow s_table[] = {
@@ -110,8 +110,8 @@ const SelftestRow *selftests_table(uint32_t *count)
 
 // ---- Selecting --------------------------------------------------------------------------------
 
-// The rows selected so far. Removing a row only notes how long the list was, which takes the same
-// time however long the list is.
+// The rows selected so far. Removing a row only notes the length of the list, which takes constant
+// time.
 struct Selection {
     Vector *rows;           // of const SelftestRow, removed ones included
     uint32_t removed[ROWS]; // by row: its occurrences before this index are removed

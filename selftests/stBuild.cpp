@@ -19,7 +19,7 @@ static constexpr char GROUP[] = "build";
 // ---- Devices ----------------------------------------------------------------------------------
 
 namespace {
-// The installation's devices, read once: with no usable list it takes several programs, and a
+// The installation's devices, read once: without a usable list, several programs are run, after a
 // warning, to make one.
 struct DeviceCache {
     bool read;
@@ -125,7 +125,8 @@ Vector *stBuildELM_tests()
                         caseForEach(FAMILY_ELM, "compile for device ", ELMcompile, BUILD_C99));
 }
 
-// The last ORB case is named for the other standard, and the ORB18 device is treated as an ORB one.
+// The name of the last ORB case says the other standard, and the ORB18 device is treated as an ORB
+// one.
 static const struct {
     const char *device;
     uint32_t type;

@@ -31,7 +31,7 @@ static const char *deviceOf(const TestCase *test)
 
 // ---- Macros and search paths ------------------------------------------------------------------
 
-// `text`, which is freed, with the content of a file behind it, if there is one.
+// `text`, which is freed, followed by the content of a file, if it exists.
 static char *withFile(char *text, const char *path)
 {
     TRACE_ENTER("path=\"%s\"", path);
@@ -42,7 +42,7 @@ static char *withFile(char *text, const char *path)
     return static_cast<char *>(TRACE_RETURN("%p", static_cast<void *>(text)));
 }
 
-// Records `problem` with what the tool printed, of which the record has no room for all.
+// Records `problem` with the tool's output, cut to the room in the record.
 static void failWithText(TestCase *test, const char *message, const char *problem, const char *text)
 {
     TRACE_ENTER("message=\"%s\", problem=\"%s\"", message, problem);
@@ -132,9 +132,9 @@ namespace {
 struct LibraryTest {
     TestCase *test;
     const char *librarian;
-    const char *directory; // of all the others
-    const char *object;    // what was compiled, and what is taken out of the library again
-    const char *kept;      // what was compiled, under another name
+    const char *directory; // the directory of all the others
+    const char *object;    // the compiled object, and later the one extracted from the library
+    const char *kept;      // the compiled object, under another name
     const char *library;
 };
 } // namespace
@@ -150,7 +150,7 @@ static const char *findLibrarian()
     return TRACE_RETURN("\"%s\"", osdep_fileExists(path) ? path : nullptr);
 }
 
-// A name that no other process has, in the directory of the output.
+// A name that no other process uses, in the directory of the output.
 static const char *libraryIn(const char *directory)
 {
     TRACE_ENTER("directory=\"%s\"", directory);
@@ -163,7 +163,7 @@ static const char *libraryIn(const char *directory)
     const char *library = cache_adopt(osdep_pathJoin(directory, osdep_baseName(name)));
     osdep_discardTemp(name);
     free(name);
-    remove(library); // hardly ever there
+    remove(library); // it rarely exists
     return TRACE_RETURN("\"%s\"", library);
 }
 
@@ -200,7 +200,7 @@ static bool makeLibrary(const LibraryTest *at)
     return TRACE_RETURN("%d", made);
 }
 
-// Runs the librarian in the directory of the library, and comes back.
+// Runs the librarian in the directory of the library, and then changes back.
 static BuildRun extract(const LibraryTest *at)
 {
     TRACE_ENTER("library=\"%s\"", at->library);
@@ -225,7 +225,7 @@ static bool canBeDigested(const char *path)
 static bool sameContent(const char *a, const char *b)
 {
     TRACE_ENTER("a=\"%s\", b=\"%s\"", a, b);
-    // Digesting ends the run where it cannot read.
+    // Digesting ends the run when it cannot read a file.
     if (!canBeDigested(a) || !canBeDigested(b))
         return TRACE_RETURN("%d", false);
     return TRACE_RETURN("%d", strcmp(sha256_path(a), sha256_path(b)) == 0);
@@ -264,7 +264,7 @@ static int checkLibrary(LibraryTest *at)
     if (!takeApart(at))
         return TRACE_RETURN("%d", 1);
     for (const char *path : {at->object, at->kept, at->library})
-        remove(path); // what stays goes with the directory
+        remove(path); // anything left is removed with the directory
     return TRACE_RETURN("%d", 2);
 }
 

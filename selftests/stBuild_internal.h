@@ -1,4 +1,4 @@
-// What the sources of the build tests share: the files that are compiled, recording failures, and
+// Shared by the sources of the build tests: the files that are compiled, recording failures, and
 // running tools with their output captured.
 #ifndef SELFTESTS_STBUILD_INTERNAL_H
 #define SELFTESTS_STBUILD_INTERNAL_H
@@ -9,8 +9,8 @@
 struct TestCase;
 struct Vector;
 
-// What is read of a tool's output or of a file that it wrote; and what is kept of it for the
-// reports, once for every failed case. What is cut off is said.
+// The limit on reading a tool's output or a file that it wrote; and the limit on the part kept for
+// the reports, once for every failed case. The text says where it was cut off.
 inline constexpr size_t BUILD_OUTPUT_LIMIT = 16U << 20;
 inline constexpr size_t BUILD_RECORD_LIMIT = 256U << 10;
 
@@ -19,14 +19,15 @@ enum BuildSource : uint32_t {
     BUILD_SOURCE_C,
 };
 
-// The file of a source, written when it is not there; interned. Null when it cannot be written.
+// The path of a source file, which is written when it does not exist; interned. Null when it cannot
+// be written.
 const char *stBuild_sourcePath(BuildSource source);
 
-// The lines of a source, each behind its number, interned.
+// The lines of a source, each after its number, interned.
 const char *stBuild_sourceLines(BuildSource source);
 
-// What a tool that has run to its end left: the status and all of its output, which is the caller's
-// to free().
+// The result of a tool that has run to its end: the status and all of its output, which is the
+// caller's to free().
 struct BuildRun {
     int status;
     char *output; // null: the tool could not be run

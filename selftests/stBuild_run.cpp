@@ -14,16 +14,16 @@
 #include "selftests/stBuild_internal.h"
 
 namespace {
-// What differs between assembling, compiling for ORB and compiling for ELM.
+// The differences between assembling, compiling for ORB and compiling for ELM.
 struct BuildKind {
-    uint32_t driver;                                 // DriverKind
-    BuildSource source;                              //
+    uint32_t driver; // DriverKind
+    BuildSource source;
     char *(*makeRoom)();                             // a new temporary object for the output
-    const char *noDriver;                            // recorded when the driver is not there
+    const char *noDriver;                            // recorded when the driver does not exist
     const char *notRun;                              // recorded when it could not be run
-    const char *(*missing)(const BuildTest *record); // the message of the first of these
-    const char *(*failed)(const BuildTest *record);  // and of everything else
-    // The output's path, given the temporary object and the source.
+    const char *(*missing)(const BuildTest *record); // the message for the first of these
+    const char *(*failed)(const BuildTest *record);  // and for everything else
+    // Gives the output's path from the temporary object and the source.
     const char *(*output)(const char *room, const char *source);
     // Adds the standard command's arguments.
     void (*arguments)(Vector *command, const BuildTest *record, const char *source,
@@ -171,7 +171,7 @@ static void describe(TestCase *test, const BuildKind *kind, Vector *command, con
                             osdep_baseName(source), stBuild_sourceLines(kind->source)));
 }
 
-// A failure of the tool itself replaces what the checker has recorded.
+// A failure of the tool itself replaces the checker's records.
 static void runTool(TestCase *test, const BuildKind *kind, const char *driver, const char *source,
                     const char *output)
 {
@@ -191,7 +191,7 @@ static void runTool(TestCase *test, const BuildKind *kind, const char *driver, c
     free(run.output);
 }
 
-// What the tool made goes with the case: there may be thousands.
+// The tool's output is deleted with each case: there may be thousands.
 static int runCase(TestCase *test, const BuildKind *kind)
 {
     TRACE_ENTER("test=\"%s\"", test->name);

@@ -12,7 +12,7 @@
 #include "common/trace/qzdebug.h"
 #include "selftests/stBuild_internal.h"
 
-// Stands where output was cut off.
+// Marks the place where output was cut off.
 static constexpr char CUT[] = "\n(the output goes on)\n";
 
 // ---- Sources ----------------------------------------------------------------------------------
@@ -21,8 +21,8 @@ namespace {
 struct SourceFile {
     const char *suffix;
     const char *text;
-    const char *path;  // interned; null before it was written
-    const char *lines; // each behind its number, interned; null before they were wanted
+    const char *path;  // interned; null until it is written
+    const char *lines; // each after its number, interned; null until they are asked for
 };
 } // namespace
 
@@ -61,7 +61,7 @@ static const char *numbered(const char *text)
     const char *lines = "";
     int number = 0;
     for (const char *at = text; *at != '\0';) {
-        const char *next = strchr(at, '\n') + 1; // every line of a source is ended
+        const char *next = strchr(at, '\n') + 1; // every line of a source has an end
         const char *line = cache_substring(at, static_cast<size_t>(next - at));
         lines = cache_concat(lines, cache_sprintf("%d: %s", ++number, line));
         at = next;
@@ -80,7 +80,7 @@ const char *stBuild_sourceLines(BuildSource source)
 
 // ---- Running tools ----------------------------------------------------------------------------
 
-// Reports are text: what cannot be in a string shows as a blank.
+// Reports are text: a NUL, which a string cannot contain, shows as a blank.
 static void replaceNuls(char *text, size_t length)
 {
     for (size_t i = 0; i < length; ++i) {

@@ -14,7 +14,7 @@
 #include "common/trace/qzdebug.h"
 
 namespace {
-// What a test case is to look for: its data.
+// The data of a test case: the documents to look for.
 enum DocFlag : uint32_t {
     DOC_README = 1,
     DOC_USER_GUIDE = 2,

@@ -9,8 +9,8 @@ Vector *stDocsReadme_tests();
 Vector *stDocsUG_tests();
 Vector *stDocs_tests(); // both
 
-// 1 when the directory holds an entry (whatever it is) whose name contains `pattern`, upper and
-// lower case being the same; else 0, also for a null or unreadable directory.
+// 1 when the directory contains an entry of any kind whose name contains `pattern`, ignoring case;
+// else 0, also for a null or unreadable directory.
 int findFileLike(const char *pattern, const char *directory);
 
 #endif

@@ -22,12 +22,12 @@ static constexpr char HASH_LIST[] = "manifest"; // in the root of the installati
 static constexpr char GROUP[] = "integrity";
 static constexpr char FAILURE[] = "integrity test";
 
-// What the root of an installation holds, hash list included.
+// The entries in the root of an installation, including the hash list.
 static const char *const expectedNames[] = {
     "elm", "bin", "dfp", "docs", "etc", "manifest", "orb", "orb-as",
 };
 
-// Parts of names that installing and taking back leave behind, in lower case.
+// Parts of the names of files that installing and uninstalling leave, in lower case.
 static const char *const expectedParts[] = {"uninstall", "rollback"};
 
 const char *selftests_manifestPath()
@@ -73,7 +73,7 @@ static int QuickIntegrityTest(TestCase *test)
     TRACE_ENTER("test=\"%s\"", test->name);
     const char *root = qzinstdir(QZINSTDIR_VERSION);
     TRACE("Test integrity of installation: \"%s\"", trace_shown(root));
-    // Without a root the check would take the current directory for it.
+    // Without a root the check would use the current directory.
     if (root == nullptr || shahash_checkList(root, selftests_manifestPath()) != 1)
         TSUITE_FAIL(test, FAILURE, "failed verification",
                     "The integrity test did not successfully validate");

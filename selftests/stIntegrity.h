@@ -5,10 +5,10 @@
 
 struct Vector;
 
-Vector *stIntegrityManifest_tests();    // the hash list is there and can be read
-Vector *stIntegritySHA_tests();         // all files are what it says
-Vector *stIntegritySHAdetailed_tests(); // the same, one test case a listed file
-Vector *stIntegrityExtra_tests();       // nothing unexpected lies in the root
+Vector *stIntegrityManifest_tests();    // the hash list exists and can be read
+Vector *stIntegritySHA_tests();         // all files match it
+Vector *stIntegritySHAdetailed_tests(); // the same, with one test case per listed file
+Vector *stIntegrityExtra_tests();       // nothing unexpected is in the root
 Vector *stIntegrity_tests();            // all of these but the detailed one
 
 // The file "manifest" in the root of the installation, interned; null when the root is not known.
