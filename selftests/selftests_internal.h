@@ -1,5 +1,5 @@
-// Shared by the two modes of the self-test: the rows that can be selected, their selection by a
-// list of words, and printing on the console.
+// Shared by the two modes of the self-test: the rows that can be selected, the groups of them, how
+// a list of words selects them, and printing on the console.
 //
 //     Vector *rows = selftests_choose("default,-docs");      // of const SelftestRow
 //     for (const SelftestRow *row : vec_each<const SelftestRow>(rows)) ...
@@ -25,7 +25,9 @@ extern SelftestState gSelftest;
 struct SelftestRow {
     const char *name;
     const char *help;
-    bool group;    // removed together with all rows whose name begins with its own
+    // Stands for all rows whose name begins with its own: their tests, as far as they are in the
+    // default set, are its tests, and they are removed with it.
+    bool group;
     bool standard; // in the default set
     // The effect of the bare word on the selection; null: it selects the row.
     void (*keyword)(Selection *selection);
@@ -35,6 +37,11 @@ struct SelftestRow {
 
 // The table and its length.
 const SelftestRow *selftests_table(uint32_t *count);
+
+// The test cases of the group rows: each a new vector of TestCase, the caller's to destroy.
+Vector *stDocs_tests();
+Vector *stIntegrity_tests();
+Vector *stBuild_tests();
 
 // The rows that `list` (null or empty: the default set) selects, in order, repeated ones repeated:
 // a new vector of const SelftestRow. "help" in the list prints the help and ends the run with

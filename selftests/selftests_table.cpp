@@ -44,7 +44,8 @@ static constexpr bool YES = true;
 static constexpr bool NO = false;
 
 // One row per word: name, help; whether it is a group, whether it is in the default set; keyword,
-// setup, tests. The order is that of the help and of the tests.
+// setup, tests. The order is that of the help and of the tests. A row belongs to the group that its
+// name begins with; nothing else says so.
 // clang-format off
 static const SelftestRow s_table[] = {
     {"help", "Display a list of available options", NO, NO,
@@ -106,6 +107,47 @@ const SelftestRow *selftests_table(uint32_t *count)
 {
     *count = ROWS;
     return s_table;
+}
+
+// ---- Groups -----------------------------------------------------------------------------------
+
+static bool belongsTo(const SelftestRow &row, const char *group)
+{
+    return text_hasPrefix(row.name, group);
+}
+
+// The tests of the rows of a group, in the order of the table. A row that is not in the default set
+// repeats at length what another one tests: it runs only when it is named.
+static Vector *testsOfGroup(const char *group)
+{
+    TRACE_ENTER("group=\"%s\"", group);
+    Vector *tests = vec_new(MODULE, __LINE__);
+    for (const SelftestRow &row : s_table) {
+        if (row.group || !row.standard || !belongsTo(row, group))
+            continue;
+        Vector *more = row.tests();
+        vec_addAll(tests, more);
+        vec_destroy(more);
+    }
+    return TRACE_RETURN("%p", tests);
+}
+
+Vector *stDocs_tests()
+{
+    TRACE_ENTER();
+    return TRACE_RETURN("%p", testsOfGroup("docs"));
+}
+
+Vector *stIntegrity_tests()
+{
+    TRACE_ENTER();
+    return TRACE_RETURN("%p", testsOfGroup("integrity"));
+}
+
+Vector *stBuild_tests()
+{
+    TRACE_ENTER();
+    return TRACE_RETURN("%p", testsOfGroup("build"));
 }
 
 // ---- Selecting --------------------------------------------------------------------------------
@@ -178,7 +220,6 @@ static const SelftestRow *findRow(const char *name)
     return nullptr;
 }
 
-// The first row, "help", belongs to no group.
 static void removeNamed(Selection *selection, const char *name)
 {
     TRACE_ENTER("name=\"%s\"", name);
@@ -186,9 +227,9 @@ static void removeNamed(Selection *selection, const char *name)
     if (named != nullptr)
         removeRow(selection, named);
     if (named != nullptr && named->group) {
-        for (uint32_t i = 1; i < ROWS; ++i) {
-            if (text_hasPrefix(s_table[i].name, name))
-                removeRow(selection, &s_table[i]);
+        for (const SelftestRow &row : s_table) {
+            if (belongsTo(row, name))
+                removeRow(selection, &row);
         }
     }
 }

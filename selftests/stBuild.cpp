@@ -168,20 +168,3 @@ Vector *stBuildLib_tests()
     }
     return TRACE_RETURN("%p", tests);
 }
-
-Vector *stBuild_tests()
-{
-    static Vector *(*const rows[])() = {
-        stBuildDeviceSupport_tests, stBuildAssembleORB_tests, stBuildC90ORB_tests,
-        stBuildC99ORB_tests,        stBuildCPP_tests,         stBuildLib_tests,
-        stBuildELM_tests,
-    };
-    TRACE_ENTER();
-    Vector *tests = vec_new(MODULE, __LINE__);
-    for (auto *row : rows) {
-        Vector *more = row();
-        vec_addAll(tests, more);
-        vec_destroy(more);
-    }
-    return TRACE_RETURN("%p", tests);
-}

@@ -18,7 +18,6 @@ Vector *stBuildC99ORB_tests();        // the same
 Vector *stBuildCPP_tests();           // predefined macros and search paths
 Vector *stBuildLib_tests();           // libraries are created and unpacked
 Vector *stBuildELM_tests();           // for every ELM device
-Vector *stBuild_tests();              // all of these
 
 // Examines a tool's output and the files it created. Records problems in the case and returns the
 // number of checks that passed.

@@ -76,13 +76,3 @@ Vector *stDocsUG_tests()
     addDocTest(tests, "check if user guide exists", DOC_USER_GUIDE);
     return TRACE_RETURN("%p", tests);
 }
-
-Vector *stDocs_tests()
-{
-    TRACE_ENTER();
-    Vector *tests = stDocsReadme_tests();
-    Vector *guide = stDocsUG_tests();
-    vec_addAll(tests, guide);
-    vec_destroy(guide);
-    return TRACE_RETURN("%p", tests);
-}

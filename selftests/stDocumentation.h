@@ -7,7 +7,6 @@ struct Vector;
 
 Vector *stDocsReadme_tests();
 Vector *stDocsUG_tests();
-Vector *stDocs_tests(); // both
 
 // 1 when the directory contains an entry of any kind whose name contains `pattern`, ignoring case;
 // else 0, also for a null or unreadable directory.

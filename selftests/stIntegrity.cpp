@@ -3,7 +3,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <initializer_list>
 
 #include "common/base/stringcache.h"
 #include "common/base/vector.h"
@@ -162,16 +161,5 @@ Vector *stIntegritySHAdetailed_tests()
         vec_add(tests, tsuite_newtest(GROUP, name, DetailedIntegrityTest, entry));
     }
     vec_destroy(entries);
-    return TRACE_RETURN("%p", tests);
-}
-
-Vector *stIntegrity_tests()
-{
-    TRACE_ENTER();
-    Vector *tests = stIntegrityManifest_tests();
-    for (Vector *more : {stIntegritySHA_tests(), stIntegrityExtra_tests()}) {
-        vec_addAll(tests, more);
-        vec_destroy(more);
-    }
     return TRACE_RETURN("%p", tests);
 }

@@ -9,7 +9,6 @@ Vector *stIntegrityManifest_tests();    // the hash list exists and can be read
 Vector *stIntegritySHA_tests();         // all files match it
 Vector *stIntegritySHAdetailed_tests(); // the same, with one test case per listed file
 Vector *stIntegrityExtra_tests();       // nothing unexpected is in the root
-Vector *stIntegrity_tests();            // all of these but the detailed one
 
 // The file "manifest" in the root of the installation, interned; null when the root is not known.
 const char *selftests_manifestPath();

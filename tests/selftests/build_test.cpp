@@ -6,6 +6,7 @@
 
 #include "common/base/stringcache.h"
 #include "common/os/osdep_temp.h"
+#include "selftests/selftests_internal.h"
 #include "selftests/stBuild_internal.h"
 #include "tests/selftests/build_fixture.h"
 
@@ -50,18 +51,6 @@ TEST_F(BuildTestRows, HaveFixedCasesForMacrosAndLibraries)
 {
     EXPECT_EQ(names(stBuildCPP_tests()), CPP_NAMES);
     EXPECT_EQ(names(stBuildLib_tests()), LIB_NAMES);
-}
-
-TEST_F(BuildTestRows, TogetherAreAllOfThemInOrder)
-{
-    Strings all;
-    for (Vector *row :
-         {stBuildDeviceSupport_tests(), stBuildAssembleORB_tests(), stBuildC90ORB_tests(),
-          stBuildC99ORB_tests(), stBuildCPP_tests(), stBuildLib_tests(), stBuildELM_tests()}) {
-        for (const std::string &name : names(row))
-            all.push_back(name);
-    }
-    EXPECT_EQ(names(stBuild_tests()), all);
 }
 
 TEST_F(BuildTestRows, ThreeDevicesAreSkippedAsTheyAreWritten)

@@ -1,98 +1,160 @@
 // Holds the table of the self-test's words to its rules, and the language that selects its rows.
+// The words and their help as a whole are in tests/cli/selftest/help.txt.
+#include <algorithm>
 #include <chrono>
-#include <iterator>
+#include <set>
+#include <span>
 #include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
-
-#include "common/base/vector.h"
 #include "selftests/selftests_internal.h"
-#include "selftests/stBuild.h"
-#include "selftests/stDocumentation.h"
 #include "selftests/stIntegrity.h"
+#include "tests/selftests/build_fixture.h"
 
 namespace {
 
-using Strings = std::vector<std::string>;
+// ---- The table --------------------------------------------------------------------------------
 
-struct ExpectedRow {
-    const char *name;
-    const char *help;
-    bool group;
-    bool standard;
-    Vector *(*tests)();
-};
-
-// clang-format off
-const ExpectedRow expectedRows[] = {
-    {"help", "Display a list of available options", false, false, nullptr},
-    {"verbose", "Display self test progress and information", false, true, nullptr},
-    {"batchverbose", "Display self test progress suitable for automated environments", false, false,
-     nullptr},
-    {"xmlreport", "Report results in a JUnit xml file", false, false, nullptr},
-    {"txtreport", "Report results in a text file", false, true, nullptr},
-    {"docs_readme", "Ensure readme files are present", false, true, stDocsReadme_tests},
-    {"docs_userguide", "Ensure user guide files are present", false, true, stDocsUG_tests},
-    {"docs", "All document related tests", true, true, stDocs_tests},
-    {"integrity_manifest", "Ensure manifest is present and valid", false, true,
-     stIntegrityManifest_tests},
-    {"integrity_sha", "SHA check installed files", false, true, stIntegritySHA_tests},
-    {"integrity_detailedsha", "SHA check installed files and note failed files", false, false,
-     stIntegritySHAdetailed_tests},
-    {"integrity_extra", "Check for extraneous files", false, true, stIntegrityExtra_tests},
-    {"integrity", "All integrity related tests", true, true, stIntegrity_tests},
-    {"build_devicesupport", "The device support file exists and is valid", false, true,
-     stBuildDeviceSupport_tests},
-    {"build_assembleORB", "Assemble a test file (orb-as) for all ORB devices", false, true,
-     stBuildAssembleORB_tests},
-    {"build_C90ORB", "C90 compile a test file for all ORB devices", false, true,
-     stBuildC90ORB_tests},
-    {"build_C99ORB", "C99 compile a test file for all ORB devices", false, true,
-     stBuildC99ORB_tests},
-    {"build_CPP", "Check for predefined macros and search paths", false, true, stBuildCPP_tests},
-    {"build_lib", "Ensure objects can be added to/removed from libraries", false, true,
-     stBuildLib_tests},
-    {"build_ELM", "Compile a test file for all ELM devices", false, true, stBuildELM_tests},
-    {"build", "All build related tests", true, true, stBuild_tests},
-    {"", "", false, false, nullptr},
-    {"all", "All of the above", false, false, nullptr},
-    {"none", "None of the above", false, false, nullptr},
-    {"default", "Default values (*)", false, false, nullptr},
-};
-// clang-format on
-
-TEST(SelftestTable, RowsAreInTheirOrderWithEverythingTheySay)
+std::span<const SelftestRow> table()
 {
     uint32_t count = 0;
     const SelftestRow *rows = selftests_table(&count);
-    ASSERT_EQ(count, std::size(expectedRows));
-    for (uint32_t i = 0; i < count; ++i) {
-        EXPECT_STREQ(rows[i].name, expectedRows[i].name);
-        EXPECT_STREQ(rows[i].help, expectedRows[i].help);
-        EXPECT_EQ(rows[i].group, expectedRows[i].group) << rows[i].name;
-        EXPECT_EQ(rows[i].standard, expectedRows[i].standard) << rows[i].name;
-        EXPECT_EQ(rows[i].tests, expectedRows[i].tests) << rows[i].name;
+    return {rows, count};
+}
+
+// The rows that are not groups and fulfil a condition.
+template <typename Condition> std::vector<const SelftestRow *> membersWhere(Condition condition)
+{
+    std::vector<const SelftestRow *> rows;
+    for (const SelftestRow &row : table()) {
+        if (!row.group && condition(row))
+            rows.push_back(&row);
+    }
+    return rows;
+}
+
+bool isIn(const SelftestRow &row, const SelftestRow &group)
+{
+    return std::string(row.name).rfind(group.name, 0) == 0;
+}
+
+TEST(SelftestTable, NamesDifferAndOnlyTheBlankLineIsWithoutNameAndHelp)
+{
+    std::set<std::string> names;
+    for (const SelftestRow &row : table()) {
+        EXPECT_TRUE(names.insert(row.name).second) << row.name;
+        EXPECT_EQ(*row.help == '\0', *row.name == '\0') << row.name;
+    }
+    EXPECT_EQ(names.count(""), 1U);
+}
+
+// A sign or a comma could not be written in a list.
+TEST(SelftestTable, NamesCanBeWrittenInAList)
+{
+    for (const SelftestRow &row : table())
+        EXPECT_EQ(std::string(row.name).find_first_of("+-, "), std::string::npos) << row.name;
+}
+
+TEST(SelftestTable, ARowDoesOneThing)
+{
+    for (const SelftestRow &row : table()) {
+        const int things =
+            (row.keyword != nullptr) + (row.setup != nullptr) + (row.tests != nullptr);
+        EXPECT_EQ(things, *row.name == '\0' ? 0 : 1) << row.name;
+    }
+}
+
+TEST(SelftestTable, ARowThatDoesNothingToARunIsNotInTheDefaultSet)
+{
+    for (const SelftestRow &row : table())
+        EXPECT_FALSE(row.standard && row.setup == nullptr && row.tests == nullptr) << row.name;
+}
+
+// Members come before their group: the help says "all" of what it has listed.
+TEST(SelftestTable, EveryRowWithTestsIsAGroupOrBelongsToTheNextOne)
+{
+    const SelftestRow *group = nullptr;
+    for (size_t i = table().size(); i-- > 0;) {
+        const SelftestRow &row = table()[i];
+        if (row.group) {
+            group = &row;
+        } else if (row.tests != nullptr) {
+            EXPECT_TRUE(group != nullptr && isIn(row, *group)) << row.name;
+        }
+    }
+}
+
+TEST(SelftestTable, RowsThatBelongToAGroupHaveTestsAndNoOtherGroup)
+{
+    for (const SelftestRow &group : table()) {
+        for (const SelftestRow &row : table()) {
+            if (group.group && &row != &group && isIn(row, group)) {
+                EXPECT_TRUE(!row.group && row.tests != nullptr) << row.name;
+            }
+        }
     }
 }
 
 TEST(SelftestTable, FourRowsSetSomethingUp)
 {
-    uint32_t count = 0;
-    const SelftestRow *rows = selftests_table(&count);
     std::string seen;
-    for (uint32_t i = 0; i < count; ++i) {
-        if (rows[i].setup == nullptr)
+    for (const SelftestRow &row : table()) {
+        if (row.setup == nullptr)
             continue;
         gSelftest = {};
-        rows[i].setup();
-        rows[i].setup();
-        seen += std::string(rows[i].name) + ": " + std::to_string(gSelftest.console) +
+        row.setup();
+        row.setup();
+        seen += std::string(row.name) + ": " + std::to_string(gSelftest.console) +
                 std::to_string(gSelftest.batch) + std::to_string(gSelftest.xmlReport) +
                 std::to_string(gSelftest.textReport) + "\n";
     }
     gSelftest = {};
     EXPECT_EQ(seen, "verbose: 2000\nbatchverbose: 0200\nxmlreport: 0010\ntxtreport: 0001\n");
+}
+
+// ---- Groups -----------------------------------------------------------------------------------
+
+// With a hash list, so that the detailed row has tests.
+class SelftestGroups : public BuildFixture {
+  protected:
+    void SetUp() override
+    {
+        BuildFixture::SetUp();
+        write("docs/README", "");
+        ASSERT_TRUE(shahash_writeListDefault(root.c_str(), (root + "/manifest").c_str()));
+    }
+    // The tests of the rows of a group that are in the default set.
+    static Strings gathered(const SelftestRow &group)
+    {
+        Strings all;
+        for (const SelftestRow *row : membersWhere(
+                 [&](const SelftestRow &each) { return each.standard && isIn(each, group); })) {
+            for (const std::string &name : names(row->tests()))
+                all.push_back(name);
+        }
+        return all;
+    }
+};
+
+TEST_F(SelftestGroups, HaveTheTestsOfTheirRowsInTheDefaultSetInOrder)
+{
+    std::string groups;
+    for (const SelftestRow &row : table()) {
+        if (!row.group)
+            continue;
+        groups += std::string(row.name) + " ";
+        EXPECT_EQ(names(row.tests()), gathered(row)) << row.name;
+    }
+    EXPECT_EQ(groups, "docs integrity build ");
+}
+
+TEST_F(SelftestGroups, LeaveOutTheDetailedTestsOfFiles)
+{
+    const std::string readme = "[integrity] SHA256 check README";
+    const Strings detailed = names(stIntegritySHAdetailed_tests());
+    const Strings group = names(stIntegrity_tests());
+    EXPECT_EQ(std::count(detailed.begin(), detailed.end(), readme), 1);
+    EXPECT_EQ(std::count(group.begin(), group.end(), readme), 0);
 }
 
 // ---- Selecting --------------------------------------------------------------------------------
@@ -107,37 +169,22 @@ Strings selected(const char *list)
     return names;
 }
 
-const Strings DEFAULT = {"verbose",
-                         "txtreport",
-                         "docs_readme",
-                         "docs_userguide",
-                         "integrity_manifest",
-                         "integrity_sha",
-                         "integrity_extra",
-                         "build_devicesupport",
-                         "build_assembleORB",
-                         "build_C90ORB",
-                         "build_C99ORB",
-                         "build_CPP",
-                         "build_lib",
-                         "build_ELM"};
-const Strings ALL = {"verbose",
-                     "batchverbose",
-                     "xmlreport",
-                     "txtreport",
-                     "docs_readme",
-                     "docs_userguide",
-                     "integrity_manifest",
-                     "integrity_sha",
-                     "integrity_detailedsha",
-                     "integrity_extra",
-                     "build_devicesupport",
-                     "build_assembleORB",
-                     "build_C90ORB",
-                     "build_C99ORB",
-                     "build_CPP",
-                     "build_lib",
-                     "build_ELM"};
+Strings namesOf(const std::vector<const SelftestRow *> &rows)
+{
+    Strings names;
+    for (const SelftestRow *row : rows)
+        names.emplace_back(row->name);
+    return names;
+}
+
+bool doesSomething(const SelftestRow &row)
+{
+    return row.setup != nullptr || row.tests != nullptr;
+}
+
+const Strings ALL = namesOf(membersWhere(doesSomething));
+const Strings DEFAULT = namesOf(
+    membersWhere([](const SelftestRow &row) { return row.standard && doesSomething(row); }));
 
 Strings without(Strings names, const std::string &prefix)
 {
