@@ -11,45 +11,6 @@
 #include "driver/option_handlers.h"
 #include "driver/options.h"
 
-// How an option is written in the reference where its flags do not tell.
-static const struct {
-    const char *name;
-    const char *group; // of a member, else null
-    const char *example;
-} examples[] = {
-    {"-D", nullptr, "-DNAME=text"},
-    {"-U", nullptr, "-UNAME"},
-    {"-I", nullptr, "-Idirectory"},
-    {"-o", nullptr, "-o directory/file"},
-    {"-l", nullptr, "-lname"},
-    {"-L", nullptr, "-Ldirectory"},
-    {"-Wl", nullptr, "-Wl,item,item"},
-    {"-Wa", nullptr, "-Wa,item,item"},
-    {"-Wp", nullptr, "-Wp,item,item"},
-    {"-x", nullptr, "-x assembler-with-cpp"},
-    {"-MF", nullptr, "-MF file"},
-    {"-std", nullptr, "-std=c90"},
-    {"-mext", nullptr, "-mext=cci"},
-    {"-mreserve", nullptr, "-mreserve=ram@low:high"},
-    {"-mcpu", nullptr, "-mcpu=device"},
-    {"-save-temps", nullptr, "-save-temps"},
-    {"-v", nullptr, "-v"},
-    {"--help", nullptr, "--help=class,class"},
-    {"--fill", nullptr, "--fill=value"},
-    {"--memorysummary", nullptr, "--memorysummary=file"},
-    {"--memorysummary", "LKR", "-Wl,--memorysummary=file"},
-    {"-Map", "LKR", "-Wl,-Map=file"},
-    {"-mivt", nullptr, "-mivt=address"},
-    {"-mno-ivt", nullptr, "-mno-ivt"},
-    {"-muse-ivt", nullptr, "-muse-ivt=address"},
-    {"-mno-use-ivt", nullptr, "-mno-use-ivt"},
-    {"-moscval", nullptr, "-moscval=value"},
-    {"-mclink", nullptr, "-mclink"},
-    {"-mno-clink", nullptr, "-mno-clink"},
-    {"-mcmacros", nullptr, "-mcmacros"},
-    {"-mno-cmacros", nullptr, "-mno-cmacros"},
-};
-
 static char warning[1024]; // the last message that a handler raised
 
 static void keepWarning(const char *text)
@@ -65,14 +26,9 @@ static const char *containerOf(const char *group)
 // The option as a user would write it; parts of it that are separate arguments stand behind blanks.
 static const char *exampleOf(const OptionRecord *row)
 {
-    const bool member = (row->flags & optflag::MEMBER) != 0;
-    for (const auto &example : examples) {
-        const bool sameGroup = member == (example.group != nullptr) &&
-                               (!member || strcmp(example.group, row->group) == 0);
-        if (sameGroup && strcmp(example.name, row->name) == 0)
-            return example.example;
-    }
-    if (member)
+    if (row->example != nullptr)
+        return row->example;
+    if ((row->flags & optflag::MEMBER) != 0)
         return cache_sprintf("%s%s", containerOf(row->group), row->name);
     if ((row->flags & optflag::JOINED) != 0)
         return cache_sprintf("%s=value", row->name);

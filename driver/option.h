@@ -69,6 +69,10 @@ struct OptionRecord {
     // nothing, or the handler decides alone.
     const char *orb;
     const char *elm;
+    // How a user writes it in the reference, parts that are separate arguments after blanks. Null:
+    // the name, with "=value" or " value" when the flags say so, in the list of a member's
+    // container.
+    const char *example = nullptr;
     // Set when an argument matches the row, for the options at the end of the command; or null.
     bool OptionState::*seen = nullptr;
 };

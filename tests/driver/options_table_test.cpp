@@ -345,6 +345,20 @@ TEST_F(OptionsTable, NamesAreUniqueWithinTheirGroup)
     }
 }
 
+// The example of a member is that of a list: "-Wl,-Map=file".
+TEST_F(OptionsTable, AnExampleIsAnArgumentOfItsRow)
+{
+    for (const OptionRecord *row = options_table(); row->name != nullptr; ++row) {
+        if (row->example == nullptr)
+            continue;
+        const bool member = (row->flags & optflag::MEMBER) != 0;
+        const std::string word = std::string(row->example).substr(0, strcspn(row->example, " "));
+        const std::string argument = member ? word.substr(word.find(',') + 1) : word;
+        EXPECT_EQ(option_lookup(argument.c_str(), member ? row->group : nullptr), row)
+            << row->example;
+    }
+}
+
 TEST_F(OptionsTable, EveryKeyFitsTheLookupBuffer)
 {
     for (const OptionRecord *row = options_table(); row->name != nullptr; ++row) {
