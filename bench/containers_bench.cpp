@@ -146,8 +146,8 @@ BENCHMARK(StdMapLookup)->Arg(1000)->Arg(10000)->Arg(100000);
 
 // ---- String cache -----------------------------------------------------------------------------
 
-// Interned strings are never freed: one round, and each size its own texts. The peer inserts into
-// one set the same way.
+// Interned strings are never freed. So there is one round, and each size has its own texts. The
+// peer inserts into one set in the same way.
 static void InternNew(benchmark::State &state)
 {
     const auto texts = argumentTexts(std::to_string(state.range(0)) + "/", state.range(0));

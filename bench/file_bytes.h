@@ -1,5 +1,5 @@
-// What a file that has just been written holds, for measuring a reader or writer beside the plain
-// fread() and fwrite() of the same bytes.
+// Reads back a file that has just been written. The benchmarks compare a reader or writer with
+// plain fread() and fwrite() of these bytes.
 #ifndef BENCH_FILE_BYTES_H
 #define BENCH_FILE_BYTES_H
 
@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <vector>
 
-// The bytes from the start of the file to its position.
+// The bytes from the start of the file to its current position.
 inline std::vector<char> bytesOf(FILE *file)
 {
     std::vector<char> bytes(static_cast<size_t>(ftell(file)));

@@ -31,7 +31,7 @@ static Metadata *makeMetadata(int64_t functions)
     return metadata;
 }
 
-// A temporary file holding the metadata of so many functions.
+// A temporary file with the metadata of `functions` functions.
 static FILE *makeFile(int64_t functions)
 {
     FILE *file = tmpfile();

@@ -17,7 +17,8 @@
 
 using Keys = std::vector<const void *>;
 
-// As the addresses of records are, all different also in their low 32 bits; always the same ones.
+// Like the addresses of records: all different, even in their low 32 bits, and the same in each
+// run.
 static Keys scatteredKeys(int64_t count)
 {
     Keys keys;
@@ -171,7 +172,7 @@ static void StdMapNewKeys(benchmark::State &state)
 }
 BENCHMARK(StdMapNewKeys)->Apply(upToAMillion);
 
-// Every key as often as the others, so that the top list changes all the time.
+// Each key as often as the others, so that the top list changes all the time.
 static void TallyKnownKeys(benchmark::State &state)
 {
     addToTally(state, 100);

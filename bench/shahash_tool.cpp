@@ -1,9 +1,9 @@
-// What bench/shahash measures, one thing a run:
+// The operations that bench/shahash measures, one per run:
 //
 //     shahash_tool digest FILE          digest-portable FILE
 //     shahash_tool list DIRECTORY LIST  check DIRECTORY LIST  merge DIRECTORY
 //
-// and what it makes before: a tree of so many files with so many bytes in all, and manifests.
+// It also makes the inputs: a tree of FILES files with BYTES bytes in all, and manifests.
 //
 //     shahash_tool make-tree DIRECTORY FILES BYTES
 //     shahash_tool make-manifests DIRECTORY MANIFESTS FILES
@@ -20,7 +20,7 @@
 
 namespace {
 
-// Stops at whatever goes wrong: there is nothing to be measured then.
+// Stops at any failure, because then there is nothing to measure.
 void require(bool condition)
 {
     if (!condition)

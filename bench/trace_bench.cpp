@@ -1,6 +1,6 @@
-// The trace to a file: lines a second of functions that enter, trace a line and leave, two levels
-// deep, beside fprintf() of the same lines with a flush behind each; and what the macros cost while
-// the trace is off.
+// The trace to a file: lines per second of functions that enter, trace a line and leave, two levels
+// deep, compared with fprintf() of the same lines and a flush after each. Also the cost of the
+// macros while the trace is off.
 #define MODULE "bench/trace_bench"
 #include <cstdio>
 #include <cstdlib>

@@ -21,7 +21,7 @@ static UxmlNode *addChild(UxmlNode *parent, const char *name)
     return child;
 }
 
-// A catalogue of so many devices in groups of 100.
+// A catalogue of `devices` devices in groups of 100.
 static UxmlNode *makeDevices(int64_t devices)
 {
     UxmlNode *root = uxml_node_new("deviceSupport");
@@ -39,7 +39,7 @@ static UxmlNode *makeDevices(int64_t devices)
     return root;
 }
 
-// A manifest of so many files.
+// A manifest of `files` files.
 static UxmlNode *makeManifest(int64_t files)
 {
     UxmlNode *root = uxml_node_new("package");
@@ -58,13 +58,13 @@ static UxmlNode *makeManifest(int64_t files)
 
 using Make = UxmlNode *(*)(int64_t count);
 
-// The tree whose file has about so many bytes.
+// The tree whose file has about `bytes` bytes.
 static UxmlNode *makeTree(Make make, int64_t bytes)
 {
     return make(bytes / (make == makeDevices ? 36 : 150));
 }
 
-// A temporary file of that tree.
+// A temporary file with that tree.
 static FILE *makeFile(Make make, int64_t bytes)
 {
     FILE *file = tmpfile();
@@ -80,8 +80,8 @@ static FILE *makeFile(Make make, int64_t bytes)
 struct Building {
     UxmlNode *root = nullptr;
     std::vector<UxmlNode *> open;
-    std::vector<size_t> starts; // where the texts of the open elements begin
-    std::string text;           // of the open elements, one behind the other
+    std::vector<size_t> starts; // the beginnings of the open elements' texts
+    std::string text;           // of the open elements, one after the other
 };
 
 static const char WHITE[] = " \t\n\v\f\r";
@@ -156,7 +156,7 @@ static std::vector<char> written(const UxmlNode *root)
     return bytes;
 }
 
-// Whether the reader gives the tree that the file was made from.
+// Whether the reader returns the tree that the file was made from.
 static bool readsBack(UxmlNode *(*read)(FILE *), FILE *file)
 {
     const std::vector<char> bytes = bytesOf(file);

@@ -1,5 +1,5 @@
-// Times whole commands against each other in one run: they take turns, so that what else the
-// machine does falls on all alike.
+// Times whole commands against each other in one run. They take turns, so that the machine's other
+// work affects all alike.
 //
 //     wall_time ROUNDS NAME COMMAND... -- NAME COMMAND... [-- ...]
 //
@@ -22,8 +22,8 @@ namespace {
 struct Command {
     const char *name;
     std::vector<char *> arguments; // ends in a null
-    std::vector<double> wall;      // seconds, one a round
-    std::vector<double> cpu;       // the same of processor time, children included
+    std::vector<double> wall;      // seconds, one per round
+    std::vector<double> cpu;       // the same for processor time, children included
     long peak;                     // KiB, the largest of the command and its children
 };
 

@@ -1,6 +1,6 @@
-// The parser of the debug option over any list of sub-options, in a scratch directory: it comes
-// back with the feature bits of its table, every file it makes has a name that the list gives, and
-// the option for a child configures the child in the same way.
+// The parser of the debug option, given any list of sub-options in a scratch directory. It returns
+// with the feature bits of its table, each file that it makes has a name from the list, and the
+// option for a child configures the child in the same way.
 #include <cstring>
 
 #include "common/base/hash.h"
@@ -16,9 +16,9 @@
 static constexpr uint32_t ALL_FLAGS =
     DEBUG_TRACE | DEBUG_SDB | DEBUG_DWARF | DEBUG_ALERTS | DEBUG_CONTAINERS;
 
-// A name without a directory is one in the scratch directory, wherever the process is. Nothing else
-// is named so: libFuzzer's own files have a directory. (The linker puts these in the place of the
-// functions they are named for.)
+// A name without a directory is a file in the scratch directory, wherever the process is. Nothing
+// else has such a name: libFuzzer's own files have a directory. (The linker replaces the functions
+// of these names by these.)
 static std::string inScratch(const char *name)
 {
     return std::strchr(name, '/') == nullptr ? scratchDirectory() + "/" + name : name;
@@ -53,7 +53,8 @@ int __wrap__Z19osdep_isRegularFilePKc(const char *name)
 
 static void ignore(const char *) {}
 
-// As in a process that has not seen the option; what it has opened is closed and removed.
+// The state of a process that has not seen the option; the files that it has opened are closed and
+// removed.
 static void reset()
 {
     gDebugFlags = 0;
@@ -86,7 +87,7 @@ static std::string textOrNone(const char *text)
     return text == nullptr ? "(none)" : text;
 }
 
-// The configuration that a child has in common with its parent.
+// The part of the configuration that a child shares with its parent.
 static std::string shared()
 {
     std::string text = std::to_string(gDebugFlags) + " " + std::to_string(gDebugAssertMode) + " " +
@@ -96,7 +97,7 @@ static std::string shared()
     return text;
 }
 
-// What is made once and kept, with strings that are interned.
+// Makes everything that is made once and kept, while strings are interned.
 static void prepare()
 {
     alert_setOutputHook(ignore);
@@ -130,7 +131,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     static const bool prepared = (prepare(), true);
     const std::string list(reinterpret_cast<const char *>(data),
                            strnlen(reinterpret_cast<const char *>(data), size));
-    // Other directories are not this target's to write to.
+    // This target must not write to other directories.
     if (size == 0 || list.find('/') != std::string::npos)
         return 0;
     require(prepared);

@@ -1,6 +1,6 @@
-// What the programs of the suite answer when they are asked for their devices, made of any bytes:
-// the names are those that the rules of the two answers give, which are written down a second time
-// here. And the order of device names is one.
+// The programs' answers to the question for their devices, made of any bytes. The names are those
+// that the rules for the two answers give; the rules are stated a second time here. The comparison
+// of device names is a proper order.
 #include <algorithm>
 #include <cstring>
 
@@ -12,8 +12,8 @@ using Names = std::vector<std::string>;
 
 static std::string s_answer;
 
-// The programs: any of them is there and answers with the input. (The linker puts these in the
-// place of the functions they are named for.)
+// Each of the programs exists and answers with the input. (The linker replaces the functions of
+// these names by these.)
 extern "C" {
 const char *__wrap__Z13getDriverPathj(uint32_t)
 {
@@ -82,7 +82,8 @@ static Names expectedElm()
     return names;
 }
 
-// Of two names one comes first, of two equal ones neither; sorting gives the order.
+// Of two different names exactly one comes first, of two equal ones neither; sorting gives this
+// order.
 static void checkOrder(Names names)
 {
     names.resize(std::min<size_t>(names.size(), 16));

@@ -1,5 +1,5 @@
-// The legacy assembler's index of devices, 8bit_device.info, made of any bytes: the names are those
-// that the format's rules give, which are written down a second time here.
+// The legacy assembler's index of devices, 8bit_device.info, made of any bytes. The names are those
+// that the format's rules give; the rules are stated a second time here.
 #include "common/base/vector.h"
 #include "common/os/osdep_file.h"
 #include "driver/devices.h"
@@ -10,8 +10,7 @@ using Names = std::vector<std::string>;
 
 static std::string s_index;
 
-// The index is the only file there is. (The linker puts this in the place of the function it is
-// named for.)
+// The index is the only file that exists. (The linker replaces the function of this name by this.)
 extern "C" FILE *__wrap__Z21osdep_openRegularFilePKcP14OsdepFileFacts(const char *,
                                                                       OsdepFileFacts *)
 {
@@ -25,7 +24,7 @@ static bool isOpen(const std::string &line)
     return line.starts_with(MARK) && line.find('>', std::string(MARK).size()) == std::string::npos;
 }
 
-// The lines of the index, up to the sections of the single parts.
+// The lines of the index, up to the sections of the individual devices.
 static Names indexLines()
 {
     Names lines = splitFields(s_index, "\n", s_index.size() + 1);

@@ -1,8 +1,8 @@
-// The dispatcher of file identification: a file of any extension and any content gets the word of
-// its extension, or where that is not enough, what the readers of the single formats say.
+// The dispatcher of file identification. A file of any extension and any content gets the word of
+// its extension, or, if that does not decide, the answer of the readers of the single formats.
 //
-// The first line is the extension, behind an "!" when there is to be no such file; the second is a
-// list of extensions; the rest is the content.
+// The first line is the extension, after an "!" if the file is not to exist. The second line is a
+// list of extensions. The rest is the content.
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
@@ -65,8 +65,8 @@ static bool isAny(const std::string &text, std::initializer_list<const char *> t
     return std::find(texts.begin(), texts.end(), text) != texts.end();
 }
 
-// What the content says, for the extensions that leave it to the content. `other` is the word of
-// the extension with no content, which those that say it all have with any.
+// The word by content, for the extensions that leave it to the content. `other` is the word of the
+// extension without content; extensions that decide alone have it with any content.
 static uint64_t expectedWord(const File &file, const std::string &extension, uint64_t other)
 {
     static const uint64_t libraries[] = {FILEID_LIBRARY_BAD, FILEID_LIBRARY_OBJECT,

@@ -1,5 +1,5 @@
-// Hash lists: any bytes are read as the format's rules say, which are written down a second time
-// here, and a list matches exactly when it can be read and all of its entries match.
+// Hash lists. Any bytes are read by the format's rules, which are stated a second time here. A list
+// matches exactly if it can be read and all of its entries match.
 #include <algorithm>
 #include <optional>
 #include <utility>
@@ -13,7 +13,7 @@
 
 using Entries = std::vector<std::pair<std::string, std::string>>; // name and digest
 
-// The entries of a text, or nothing when it is no list.
+// The entries of a text, or nothing if it is not a list.
 static std::optional<Entries> expectedEntries(const std::string &text)
 {
     Entries entries;
@@ -54,7 +54,7 @@ static std::optional<Entries> withPrefix(std::optional<Entries> entries, const s
     return entries;
 }
 
-// Whether the list can be read and each of its entries has a digest and a name and matches, where
+// Whether the list can be read, and each of its entries has a digest and a name and matches. The
 // names are those of the scratch directory.
 static int expectedAnswer(const std::optional<Entries> &entries)
 {

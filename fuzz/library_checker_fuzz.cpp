@@ -1,7 +1,7 @@
-// The checker of the librarian, whatever the librarian does: it records and counts what its rules
-// say, which are written down a second time here, and ends with the files where they belong.
+// The checker of the librarian, whatever the librarian does. It records and counts by its rules,
+// which are stated a second time here, and leaves the files in their places.
 //
-// The first byte says what the librarian does, the next two are its statuses. The rest is the
+// The first byte decides what the librarian does, the next two are its statuses. The rest is the
 // library and the object that is taken out of it, separated by "%%\n"; the object that was compiled
 // is OBJECT.
 #include <cstring>
@@ -61,8 +61,8 @@ static BuildRun extract(Vector *command)
     return {s_librarian.extractStatus, does(EXTRACT_NOT_RUN) ? nullptr : strdup("extracted")};
 }
 
-// The librarian, and the installation that holds it. (The linker puts these in the place of the
-// functions they are named for.)
+// The librarian, and the installation that holds it. (The linker replaces the functions of these
+// names by these.)
 extern "C" {
 int __real__Z16osdep_fileExistsPKc(const char *path);
 int __wrap__Z16osdep_fileExistsPKc(const char *path)
@@ -104,7 +104,7 @@ static bool comesBack()
            s_librarian.parts[EXTRACTED] == OBJECT;
 }
 
-// What is recorded, "MESSAGE: OUTPUT", and the checks that passed.
+// The faults that are recorded, "MESSAGE: OUTPUT", and the number of checks that passed.
 struct Outcome {
     std::string recorded;
     int passed;
@@ -132,7 +132,7 @@ static void prepare()
     fs::remove_all(scratchDirectory() + "/out");
     fs::create_directory(scratchDirectory() + "/out");
     writeFile(output() + ".p1", OBJECT);
-    if (does(KEPT_IN_THE_WAY)) // a directory stands where the object is to be kept
+    if (does(KEPT_IN_THE_WAY)) // there is a directory in the place of the kept object
         fs::create_directories(output() + "_orig.p1/full");
 }
 

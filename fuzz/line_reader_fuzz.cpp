@@ -1,8 +1,8 @@
-// The line reader over any bytes, which come in pieces of any size and may end in an error: the
-// lines are those that the line feeds part, whole and in order, as far as they come.
+// The line reader over any bytes, which come in pieces of any size and may end in an error. The
+// lines are those between the line feeds, complete and in order, up to the error.
 //
-// The first byte is the size of the pieces, the second is odd where reading ends in an error. In
-// the rest two bytes 0xFF n stand for n + 1 times 16 letters, so that a short input has long lines.
+// The first byte is the size of the pieces; the second is odd if reading ends in an error. In the
+// rest, two bytes 0xFF n mean n + 1 times 16 letters, so that a short input has long lines.
 #include "common/text/line_reader.h"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
-// The checker of what a preprocessing compiler prints and writes, over any texts: it records and
-// counts what its rules say, which are written down a second time here.
+// The checker of a preprocessing compiler's output, over any texts. It records and counts by its
+// rules, which are stated a second time here.
 //
-// The input is what is printed, the output file and its preprocessed twin, separated by "%%\n"; a
-// file that is missing is not there. A path exists when it holds no "no".
+// The input is the printed text, the output file and its preprocessed twin, separated by "%%\n". A
+// file that is missing in the input does not exist. A path exists if it does not contain "no".
 #include <algorithm>
 #include <cstring>
 
@@ -21,7 +21,7 @@ static bool exists(const std::string &path)
     return path.find("no") == std::string::npos;
 }
 
-// The file system. (The linker puts these in the place of the functions they are named for.)
+// The file system. (The linker replaces the functions of these names by these.)
 extern "C" {
 int __wrap__Z16osdep_fileExistsPKc(const char *path)
 {
@@ -35,7 +35,7 @@ FILE *__wrap__Z21osdep_openRegularFilePKcP14OsdepFileFacts(const char *path, Osd
 }
 }
 
-// What the checker records, the last of it, and what it counts.
+// The last fault that the checker records, and its counts.
 struct Outcome {
     std::string message;
     std::string output;
@@ -58,7 +58,7 @@ static void expectMacro(Outcome *outcome, const std::string &text, const std::st
         fail(outcome, "failed predefined macros", name + " not defined\n" + text);
 }
 
-// A line without the white space at its start and the end that a carriage return gives it.
+// A line without the white space at its start and a carriage return at its end.
 static std::string pathOn(std::string line)
 {
     if (line.ends_with('\r'))

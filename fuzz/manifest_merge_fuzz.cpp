@@ -1,5 +1,6 @@
-// Manifests: the input is up to four documents, separated by lines "%%". Whatever they hold, the
-// answer is 0 or 1, the same every time, and does not depend on a document that is no manifest.
+// Manifests. The input is up to four documents, separated by lines "%%". Whatever they hold, the
+// answer is 0 or 1 and the same every time, and a document that is not a manifest does not change
+// it.
 #include <filesystem>
 
 #include "common/formats/shahash.h"

@@ -1,13 +1,13 @@
-// Message files: any bytes give a table whose every text is safe to format, and reading in parts
-// gives the same table and the same reports as reading in one go.
+// Message files. Any bytes give a table whose every text is safe to format, and reading in parts
+// gives the same table and the same reports as reading at once.
 #include <cstring>
 #include <set>
 
 #include "common/diagnostics/alert_internal.h"
 #include "fuzz/support.h"
 
-// In the place of the built-in catalogue, which would take ten times as long to take apart as the
-// input: every kind, and the conversions that texts have.
+// Replaces the built-in catalogue, which would take ten times as long to parse as the input. It has
+// every kind, and the conversions that texts have.
 const char alertBuiltinText[] = "# A small catalogue\n"
                                 "1\tM\ttoo many errors (%u)\n"
                                 "2 M error/warning (%u) generated but no description available\n"
@@ -51,7 +51,7 @@ static void checkNumber(AlertTable *whole, AlertTable *parts, AlertTable *builti
     require(std::strcmp(a.text, own) == 0 || alert_sameConversions(a.text, reference));
 }
 
-// The numbers that lines of a file begin with, and those next to them.
+// The numbers that begin lines of a file, and the numbers next to them.
 static void addNumbers(const std::string &text, std::set<uint32_t> *numbers)
 {
     for (const std::string &line : splitFields(text, "\n", text.size() + 1)) {
@@ -66,7 +66,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     static AlertTable *builtin = alert_tableLoad(nullptr);
     alert_setOutputHook([](const char *text) { s_reports += text; });
-    // More than the input: it is read in one go.
+    // More than the input: it is read at once.
     AlertTable *whole = readAll(data, size, static_cast<uint32_t>(size) + ALERT_MIN_READ_SIZE);
     const std::string reports = s_reports;
     AlertTable *parts = readAll(data, size, ALERT_MIN_READ_SIZE);

@@ -1,9 +1,9 @@
-// The formats of the environment, made of any bytes: what is shown is the format with its
-// placeholders expanded, cut where it gets too long, which is written down a second time here.
+// The formats of the environment, made of any bytes. The result is the format with its placeholders
+// expanded, cut where it gets too long; this is stated a second time here.
 //
-// The first four bytes are the message's kind, what it is raised with, the system error and the
-// column. Then, each up to a zero byte: the formats of errors, warnings and messages (one that is
-// missing is not in the environment), the text, the file name.
+// The first four bytes are the message's kind, the function that raises it, the system error and
+// the column. Then follow, each up to a zero byte: the formats of errors, warnings and messages (a
+// missing one is not in the environment), the text, the file name.
 #include <cerrno>
 #include <cstring>
 
@@ -55,7 +55,7 @@ static bool isGiven(const Input &in, size_t format)
 static void setEnvironment(const Input &in)
 {
     for (size_t i = 0; i < FORMATS; ++i) {
-        require(unsetenv(VARIABLES[i]) == 0); // before the text goes that it is found by
+        require(unsetenv(VARIABLES[i]) == 0); // before the text that it points to is freed
         s_environment[i] = std::string(VARIABLES[i]) + "=" + fieldOf(in, i);
         require(!isGiven(in, i) || putenv(s_environment[i].data()) == 0);
     }
@@ -66,7 +66,7 @@ static bool has(const Input &in, uint8_t flag)
     return (in.flags & flag) != 0;
 }
 
-// The message's own text, which is cut by itself.
+// The message's own text, which has a limit of its own.
 static std::string ownText(const Input &in)
 {
     std::string text;
@@ -156,7 +156,7 @@ static void raise(const Input &in)
     require(shown == 1 && errno == in.systemError);
 }
 
-// What would otherwise point into strings that are freed.
+// Clears pointers that would otherwise point into freed strings.
 static void forget()
 {
     for (const char *&format : gAlertSettings.formats)

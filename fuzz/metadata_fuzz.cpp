@@ -1,4 +1,4 @@
-// Reads the bytes as metadata. What can be read can be written, and reads back as the same.
+// Reads the bytes as metadata. If they can be read, they can be written, and read back as the same.
 #include "common/formats/metadata.h"
 
 #include <cstddef>

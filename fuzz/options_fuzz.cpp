@@ -1,6 +1,6 @@
-// The option table over any list of arguments, for every family: an argument finds the row that a
-// plain search of the table finds; what an argument becomes depends on it and the next one only;
-// nothing is lost or made up; and a run that ends early, ends through the one way out.
+// The option table over any list of arguments, for every family. An argument finds the row that a
+// plain search of the table finds. The result for an argument depends only on it and the next one.
+// Nothing is lost or made up. A run that ends early ends through the one way out.
 //
 // The first byte chooses the family; the rest is the arguments, one a line.
 #include "driver/options.h"
@@ -22,8 +22,8 @@ enum : size_t { ARGUMENTS_MAX = 200, GROWTH_MAX = 64 };
 
 // ---- Early ends -------------------------------------------------------------------------------
 //
-// A malformed option ends the run. Here that leaves the walk, and the vectors that are alive then
-// are destroyed. (The linker puts these in the place of the functions they are named for.)
+// A malformed option ends the run. Here it leaves the walk, and the vectors that exist then are
+// destroyed. (The linker replaces the functions of these names by these.)
 
 static jmp_buf s_end;
 static bool s_mayEnd;
@@ -47,7 +47,7 @@ void __wrap__Z11vec_destroyP6Vector(Vector *vector)
     std::erase(s_alive, vector);
     __real__Z11vec_destroyP6Vector(vector);
 }
-// A library is there when its name holds a "+".
+// A library exists if its name contains a "+".
 int __wrap__Z16osdep_fileExistsPKc(const char *path)
 {
     return path != nullptr && std::strchr(path, '+') != nullptr;
@@ -69,7 +69,7 @@ struct Outcome {
 };
 
 static std::string s_messages;
-static Texts s_unmatched; // what the fallback was given
+static Texts s_unmatched; // the arguments that the fallback was given
 
 static void noteMessage(const char *text)
 {
@@ -93,7 +93,7 @@ static Vector *walk(const Texts &arguments, OptionFamily family, bool topLevel)
     return emitted;
 }
 
-// Null where the run ended early.
+// Null if the run ended early.
 static Vector *walkToTheEnd(const Texts &arguments, OptionFamily family, bool topLevel)
 {
     const Noting guard;
@@ -103,7 +103,7 @@ static Vector *walkToTheEnd(const Texts &arguments, OptionFamily family, bool to
     return emitted;
 }
 
-// Adds to the state of the options that the runs before it have left.
+// Adds to the state that the runs before it have left.
 static Outcome run(const Texts &arguments, OptionFamily family, bool topLevel)
 {
     s_messages.clear();
@@ -210,7 +210,7 @@ static void checkEmitted(const Texts &arguments, OptionFamily family, const Outc
         require(isPartOf(outcome.emitted, arguments) && outcome.messages.empty());
 }
 
-// Two input files part the list: the first may be taken for the value of the option before it.
+// Two input files split the list: the first may be taken for the value of the option before it.
 static void checkLocality(const Texts &arguments, OptionFamily family)
 {
     const auto middle = arguments.begin() + static_cast<ptrdiff_t>(arguments.size() / 2);
@@ -241,7 +241,7 @@ static uint32_t answered(const OptionCall &)
     exitpath_leave(0);
 }
 
-// What asks the installation or prints is not looked into.
+// Options that ask the installation or print are not tested here.
 static void prepare()
 {
     alert_setErrorLimit(UINT32_MAX);
@@ -256,7 +256,7 @@ static void prepare()
                 return (call.family & FAMILY_ELM) != 0 ? option_fixed(call) : answered(call);
             };
     }
-    // What is looked for once and kept.
+    // Makes everything that is looked up once and kept.
     alert_raiseNumber(MESSAGE_DEPRECATED_CCI);
     for (const OptionFamily family : {FAMILY_NONE, FAMILY_ORB10, FAMILY_ORB18, FAMILY_ELM})
         vec_destroy(walk({"-Wl,-a", "-Map=x", "-lx"}, family, true));

@@ -1,5 +1,5 @@
-// Takes the bytes for an existing package and appends to it. When that fails the bytes are as they
-// were; when it succeeds all of the old package is in the new one, and one entry more.
+// Takes the bytes for an existing package and appends to it. If that fails, the bytes are
+// unchanged; if it succeeds, the new package has all of the old one and one more entry.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -18,7 +18,7 @@ static void removeDirectory()
 {
     for (const char *name : {"/p.zip", "/m"})
         unlink((s_directory + name).c_str());
-    rmdir(s_directory.c_str()); // whatever was left behind in it stays, and can be seen
+    rmdir(s_directory.c_str()); // fails if a file was left in it, which can then be seen
 }
 
 static void writeFile(const std::string &path, const void *data, size_t size)

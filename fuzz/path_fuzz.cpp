@@ -4,7 +4,7 @@
 #include "common/text/osdep_path.h"
 #include "fuzz/support.h"
 
-// Takes over a string that the function under test has made; it must have made one.
+// Takes over a string that the function under test has made; it must not be null.
 static std::string taken(char *text)
 {
     require(text != nullptr);
@@ -69,7 +69,7 @@ static void check_join(const std::string &dir, const std::string &name)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    // The bytes up to the first zero are one path, those behind it another.
+    // The bytes up to the first zero are one path, those after it another.
     const std::string all(reinterpret_cast<const char *>(data), size);
     const std::string first = all.c_str();
     const std::string second =

@@ -1,5 +1,5 @@
-// The splitter of response files and the intake of what it gives, over any bytes: every token is
-// within the limit, nothing is lost that the count promises, and the intake drops what is empty.
+// The splitter of response files and the intake of its result, over any bytes. Every token is
+// within the limit, the count is that of the tokens, and the intake drops the empty ones.
 #include <cstring>
 
 #include "common/base/vector.h"
@@ -32,7 +32,7 @@ static uint32_t check_entries(char **entries)
     return found;
 }
 
-// An argument "@FILE" of the input would be opened: files are no part of this target.
+// An argument "@FILE" of the input would be opened; files are not part of this target.
 static bool names_a_file(char **entries)
 {
     for (int i = 1; entries[i] != nullptr; ++i)
@@ -51,12 +51,12 @@ static void check_intake(uint32_t expected)
         require(*argument != '\0' && std::strlen(argument) <= LONGEST_TOKEN);
     vec_destroy(arguments);
     const int input = osdep_redirectInput("/dev/null");
-    cmdline_readArgs(0, "name"); // lets go of what the reading before it keeps
+    cmdline_readArgs(0, "name"); // frees what the reading before it keeps
     require(input >= 0 && osdep_restoreInput(input) == 0);
     freeNoted();
 }
 
-// The program's name and the messages are kept, and so must not be noted.
+// The program's name and the messages are kept, so they must not be noted.
 static void keepWhatStays()
 {
     char name[] = "name";
@@ -70,8 +70,8 @@ static void prepare()
     s_argument = "@" + scratchDirectory() + "/file";
     s_file = s_argument.c_str() + 1;
     alert_setOutputHook(ignore);
-    alert_setErrorLimit(UINT32_MAX); // message 917 is no reason to stop
-    gDebugSettings.parsed = true;    // its files are no part of this target
+    alert_setErrorLimit(UINT32_MAX); // message 917 must not end the run
+    gDebugSettings.parsed = true;    // its files are not part of this target
     writeFile(s_file, "");
     keepWhatStays();
 }

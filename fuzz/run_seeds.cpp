@@ -1,5 +1,5 @@
-// Runs a fuzz target over every file of the directories (or files) it is given: the way the check
-// runs the targets where libFuzzer is not linked in.
+// Runs a fuzz target over every file of the directories (or files) that it is given. The tests run
+// the targets in this way if libFuzzer is not linked in.
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>

@@ -1,5 +1,5 @@
-// The list that selects tests, made of any words: it selects what the rules say, which are written
-// down a second time here, over a list from which removed rows are really taken out.
+// The list that selects tests, made of any words. It selects by the rules that are stated a second
+// time here, over a list from which removed rows are actually deleted.
 #include <algorithm>
 
 #include "common/base/vector.h"

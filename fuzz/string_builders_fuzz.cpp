@@ -1,4 +1,4 @@
-// The builders of the string cache: what they write must read back as what they were given.
+// The builders of the string cache: their results must read back as their inputs.
 //
 // The input is up to four texts, ended by line ends (the last takes the rest): a character set, a
 // separator, and two texts to build from. NUL bytes become '0'.
@@ -44,8 +44,8 @@ static Input parse(const uint8_t *data, size_t size)
     return input;
 }
 
-// Interned results are remembered for ever: the texts of a long run are kept out of the table, and
-// each copy is freed here.
+// Interned results are kept for ever. So the texts of a long run are not interned, and each copy is
+// freed here.
 static std::string taken(const char *text)
 {
     std::string copy = text;
@@ -67,7 +67,7 @@ static bool isIn(const std::string &set, char c)
     return set.find(c) != std::string::npos;
 }
 
-// Takes one escape off in front of every character of the set.
+// Removes one escape before every character of the set.
 static std::string unescaped(const std::string &text, const std::string &set, char escape)
 {
     std::string plain;
@@ -79,8 +79,8 @@ static std::string unescaped(const std::string &text, const std::string &set, ch
     return plain;
 }
 
-// An escape that is not in the set could stand in front of a character of the set by itself, so the
-// way back is only unique when the set holds it.
+// An escape that is not in the set could itself come before a character of the set. So the way back
+// is only unique if the set contains the escape.
 static void checkEscape(const Input &in)
 {
     const char escape = in.separator.empty() ? '\\' : in.separator[0];
@@ -134,7 +134,7 @@ static void checkSplitAndJoin(const Input &in)
     CHECK(tokens == splitPlainly(in.text, in.set));
     if (in.set.empty())
         return;
-    // Joined by a delimiter they split into the same again.
+    // Joined by a delimiter, they split into the same texts again.
     const std::string line = joined(tokens, 0, in.set.substr(0, 1));
     CHECK(takenAll(cache_split(line.c_str(), in.set.c_str())) == tokens);
     const Texts two = {in.text, in.other};
@@ -165,7 +165,7 @@ static void checkPieces(const Input &in)
 {
     CHECK(taken(cache_concat(in.text.c_str(), in.other.c_str())) == in.text + in.other);
     CHECK(taken(cache_sprintf("%s%s", in.text.c_str(), in.other.c_str())) == in.text + in.other);
-    // A suffix that is added is the one that is stripped, unless a slash hides it.
+    // A suffix that is added is the one that is removed, unless a slash hides it.
     const std::string added = taken(cache_addSuffix(in.text.c_str(), "suffix"));
     CHECK(added == in.text + ".suffix");
     CHECK(taken(cache_stripSuffix(added.c_str())) == in.text);
@@ -183,7 +183,7 @@ static void checkPieces(const Input &in)
 static void checkInterning(const Input &in)
 {
     if (in.text.size() > 64)
-        return; // what is interned stays
+        return; // interned strings are not freed
     cache_setSize(5077);
     const char *text = cache_string(in.text.c_str());
     CHECK(text == in.text);

@@ -72,8 +72,8 @@ struct Allocation {
     size_t size;
 };
 
-// What has been allocated while strings were noted and has not been freed. The hooks must not
-// allocate.
+// The blocks that have been allocated while strings were noted and have not been freed. The hooks
+// must not allocate.
 static Allocation s_allocations[1 << 18];
 static size_t s_count;
 static bool s_noting;

@@ -1,4 +1,4 @@
-// What the fuzz targets share.
+// The functions that the fuzz targets share.
 #ifndef FUZZ_SUPPORT_H
 #define FUZZ_SUPPORT_H
 
@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-// Ends the process, with a word of where, unless it holds.
+// Ends the process, naming the place, if the condition does not hold.
 inline void require(bool holds, const char *file = __builtin_FILE(), int line = __builtin_LINE())
 {
     if (!holds) {
@@ -21,9 +21,9 @@ inline void require(bool holds, const char *file = __builtin_FILE(), int line = 
 // The bytes as a stream; they must outlive it.
 FILE *memoryFile(const std::string &bytes);
 
-// A directory of this process, in memory where the system has such a place; removed at its end. A
-// target works there by full names: the directory of the process stays what it is, so that
-// libFuzzer finds its corpus and leaves its findings where they are looked for.
+// A directory of this process, in memory if the system has such a place; removed at its end. A
+// target uses full names in it and does not change the current directory, so that libFuzzer finds
+// its corpus and leaves its findings where the user looks for them.
 const std::string &scratchDirectory();
 
 void writeFile(const std::string &path, const std::string &bytes);
@@ -41,16 +41,15 @@ std::vector<std::string> splitFields(const std::string &bytes, const std::string
 //     ...
 //     freeNoted();                    // what has been made inside noting() and is still there
 //
-// Only what is a text that fills its allocation is freed; the search for lost memory sees the rest.
-// It takes clang's AddressSanitizer. Without it nothing runs but the seeds: strings are interned as
-// ever, and stay.
+// Only texts that fill their allocation are freed; the leak check sees the rest. This takes clang's
+// AddressSanitizer. Without it only the seeds run: strings are interned as usual, and stay.
 
-// Returns what it was before.
+// Returns the value before.
 bool noteStrings(bool on);
 void freeNoted();
 
-// Strings are noted in its scope, or (false: for what a target itself does when it is called back)
-// are not.
+// Strings are noted in its scope, or, with false, not noted, for the target's own work in a
+// callback.
 class Noting {
   public:
     explicit Noting(bool on = true) : before_(noteStrings(on)) {}

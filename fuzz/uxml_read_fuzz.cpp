@@ -1,11 +1,11 @@
-// Reads the bytes as an XML file. Whatever is read holds only names and texts that could be read,
-// and reads back as the same from what is written, unless the writer cannot express it.
+// Reads the bytes as an XML file. The result holds only names and texts that can be read. When it
+// is written it reads back as the same, unless the writer cannot express it.
 #include <cstddef>
 #include <cstdint>
 
 #include "fuzz/uxml_trees.h"
 
-static const size_t DEEPEST = 200; // a deeper tree is indented by more than it is worth writing
+static const size_t DEEPEST = 200; // the indentation of a deeper tree costs too much
 
 static void requireReadNames(const UxmlNode *node)
 {

@@ -6,9 +6,9 @@
 //     >       goes back to the parent
 //     @NAME   adds an attribute; its value is the next line
 //     TEXT    every other line is the current element's text
-// What no file can express is changed into what one can: names lose white space, '=' and a
-// beginning that would be a closing tag or a comment, texts the white space around them, and an
-// element with nothing but a name gets an attribute.
+// A tree that no file can express is changed into one that a file can: names lose white space, '='
+// and a beginning like that of a closing tag or a comment, texts lose the white space around them,
+// and an element that has only a name gets an attribute.
 #include <cstddef>
 #include <cstdint>
 
@@ -25,7 +25,7 @@ static std::string nextLine(Steps *steps)
 {
     std::string line;
     while (steps->at != steps->end && *steps->at != '\n') {
-        // A line end of the tree's own is written as a zero byte here.
+        // A line end inside a string is written as a zero byte here.
         line += *steps->at == '\0' ? '\n' : static_cast<char>(*steps->at);
         ++steps->at;
     }

@@ -1,4 +1,4 @@
-// What the fuzz targets of the XML files share.
+// The functions that the fuzz targets of the XML files share.
 #ifndef FUZZ_UXML_TREES_H
 #define FUZZ_UXML_TREES_H
 
@@ -11,7 +11,7 @@
 #include "common/base/vector.h"
 #include "common/text/uxml2.h"
 
-// What the writer makes of a tree.
+// The file that the writer makes of a tree.
 inline std::string treeWritten(const UxmlNode *root)
 {
     char *data = nullptr;
@@ -43,7 +43,7 @@ inline bool isTrimmed(const char *text)
     return *text == '\0' || (!isWhite(*text) && !isWhite(text[strlen(text) - 1]));
 }
 
-// Whether a name could have been read.
+// Whether the reader could have read the name.
 inline bool isName(const char *name)
 {
     return *name != '\0' && strpbrk(name, " \t\n\v\f\r=") == nullptr;
@@ -66,8 +66,8 @@ inline std::vector<TreeElement> treeElements(const UxmlNode *root)
     return elements;
 }
 
-// Whether the reader gives an element back that the writer has written: it has more than a name,
-// and its tag does not begin a closing tag or a comment.
+// Whether the reader can read back an element that the writer has written: it has more than a name,
+// and its tag does not begin like a closing tag or a comment.
 inline bool isReadable(const UxmlNode *node)
 {
     const char *name = uxml_name(node);
@@ -101,7 +101,7 @@ inline void treeRequireEqual(const UxmlNode *one, const UxmlNode *other)
     }
 }
 
-// Aborts unless the tree that is written reads back as the same one and is written the same again.
+// Aborts unless the tree, when written, reads back as the same and is written the same again.
 inline void treeRequireRoundTrip(const UxmlNode *root)
 {
     const std::string bytes = treeWritten(root);
