@@ -1,6 +1,5 @@
-// Writes docs/options.md on standard output: every option that may be given, with its help text and
-// what each kind of child driver gets for it. Nothing of it is written down a second time: each
-// option is run through its own handler.
+// Writes docs/options.md to standard output: every option that may be given, with its help text and
+// the options that each kind of child driver gets for it. These come from the option's own handler.
 #include <cstdio>
 #include <cstring>
 
@@ -23,7 +22,7 @@ static const char *containerOf(const char *group)
     return strcmp(group, "LKR") == 0 ? "-Wl," : "-Wa,";
 }
 
-// The option as a user would write it; parts of it that are separate arguments stand behind blanks.
+// The option as a user would write it; blanks separate the parts that are separate arguments.
 static const char *exampleOf(const OptionRecord *row)
 {
     if (row->example != nullptr)
@@ -37,7 +36,8 @@ static const char *exampleOf(const OptionRecord *row)
     return row->name;
 }
 
-// What handlers only remember and the end of the command turns into options.
+// The text for options that handlers only remember, because they are emitted at the end of the
+// command.
 static const char *rememberedFor(const OptionRecord *row, OptionFamily family)
 {
     if ((family & FAMILY_ORB) == 0)
@@ -53,7 +53,7 @@ static const char *rememberedFor(const OptionRecord *row, OptionFamily family)
 
 static void printFamily(const OptionRecord *row, const char *example, OptionFamily family)
 {
-    // The handler would end this program, too.
+    // The handler would end this program as well.
     if (((family & FAMILY_ORB) != 0 ? row->orb : row->elm) == OPTION_ANSWER) {
         printf(" (answered by qzm-cc) |");
         return;
@@ -69,7 +69,7 @@ static void printFamily(const OptionRecord *row, const char *example, OptionFami
         printf(" `%s` |", cache_join(emitted, 0, "` `"));
     vec_destroy(emitted);
     vec_destroy(arguments);
-    // What this option is remembered for must not show in the next one's row.
+    // Anything that this option's handler remembers must not show in the next option's row.
     vec_destroy(gOptionState.libraries);
     vec_destroy(gOptionState.libraryDirectories);
     gOptionState = {};
