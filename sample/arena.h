@@ -54,7 +54,7 @@ template <typename T> T *list_add(List<T> *list, const std::type_identity_t<T> &
 
 using Strings = List<const char *>;
 
-// Growing bytes. The byte behind the last one is kept zero, so `items` is also a text.
+// Growing bytes. The byte after the last one is kept zero, so `items` is also a text.
 using Buffer = List<char>;
 
 void buffer_add(Buffer *buffer, const void *bytes, size_t size);
@@ -63,8 +63,8 @@ void buffer_add(Buffer *buffer, const void *bytes, size_t size);
 // The buffer's bytes as a text; "" for the empty buffer.
 const char *buffer_text(const Buffer *buffer);
 
-// Numbers with the low byte first: appended, overwritten, and read at `at`, of which the caller has
-// made sure.
+// Numbers with the low byte first: appended, overwritten, and read at `at`, which the caller has
+// checked.
 void buffer_add16(Buffer *buffer, uint32_t value);
 void buffer_add32(Buffer *buffer, uint32_t value);
 void bytes_put16(char *at, uint32_t value);

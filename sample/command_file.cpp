@@ -6,7 +6,7 @@
 #include <cstring>
 
 namespace {
-// What the reading of one command line has in common.
+// The state of reading one command line.
 struct Expansion {
     const char *program;         // for messages
     size_t files;                // read so far
@@ -24,7 +24,7 @@ static void *checked(void *memory)
     return memory;
 }
 
-// Appends a string that is the list's from now on.
+// Appends a string, which then belongs to the list.
 static void appendOwned(CommandArguments *arguments, char *text)
 {
     if (arguments->count + 1 >= arguments->capacity) {
@@ -72,10 +72,10 @@ static const char *takeArgument(const char *text, char *out)
     return text;
 }
 
-// Appends the text's arguments, "@file" ones as they stand.
+// Appends the text's arguments, "@file" ones unchanged.
 static void split(const char *text, CommandArguments *arguments)
 {
-    // No argument is longer than what is left of the text.
+    // No argument is longer than the rest of the text.
     char *buffer = static_cast<char *>(checked(malloc(strlen(text) + 1)));
     for (;;) {
         while (isSpace(*text))

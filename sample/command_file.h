@@ -39,10 +39,10 @@ struct CommandArguments {
 // Appends a copy of `text`. Ends the program with a message and status 1 when memory is used up.
 void commandfile_append(CommandArguments *arguments, const char *text);
 
-// Appends the arguments of the command line, element 0 (the program's name) as it stands and every
-// "@file" behind it replaced by the file's arguments. 1 on success; 0 after a message on standard
-// error that begins with the program's name and names the file; the list then holds what came
-// before it.
+// Appends the arguments of the command line: element 0 (the program's name) unchanged, and after it
+// each "@file" replaced by the file's arguments. Returns 1 on success. Otherwise returns 0 after a
+// message on standard error that begins with the program's name and names the file; the list then
+// holds the arguments before it.
 int commandfile_expand(int argc, char *const *argv, CommandArguments *arguments);
 
 // Frees the strings and leaves the empty list.

@@ -1,17 +1,17 @@
-// The devices of the sample suite. Its devices are inventions in the patterns that the families'
-// names follow. The list in devices.cpp is the one that everything else comes from: what qzm,
-// orb-as and elm-gcc accept, what orbc and orbc18 ("--chipinforaw") and elm-gcc ("--target-help")
-// tell, and the installation's deviceSupport.xml.
+// The devices of the sample suite. They are invented, in the patterns that the families' names
+// follow. Everything else comes from the list in devices.cpp: the devices that qzm, orb-as and
+// elm-gcc accept, those that orbc and orbc18 ("--chipinforaw") and elm-gcc ("--target-help") list,
+// and the installation's deviceSupport.xml.
 #ifndef SAMPLE_DEVICES_H
 #define SAMPLE_DEVICES_H
 
 #include "sample/arena.h"
 
-// What a program of the suite is for: each has its own compiler.
+// The groups of devices, one for each compiler.
 enum DeviceGroup : unsigned {
-    DEVICES_ORB = 1,   // ORB10, ORB12, ORB14 and ORB16
-    DEVICES_ORB18 = 2, //
-    DEVICES_ELM = 4,   //
+    DEVICES_ORB = 1, // ORB10, ORB12, ORB14 and ORB16
+    DEVICES_ORB18 = 2,
+    DEVICES_ELM = 4,
 };
 
 struct Device {
@@ -27,8 +27,8 @@ const List<Device> *device_list();
 
 DeviceGroup device_group(const Device *device);
 
-// The device of the name in one of the groups (a union of their bits), whatever its case; a name
-// that begins with a digit may have "orb" in front. Null when there is none.
+// The device of that name in one of the groups (a union of their bits), in any case; a name that
+// begins with a digit may have "orb" in front. Null when there is no such device.
 const Device *device_find(const char *name, unsigned groups);
 
 #endif

@@ -1,8 +1,8 @@
 // elm-gcc of the sample installation: plays the ELM compiler driver with the host's C compiler.
 //
-// The command line, "@" command files included, is the real driver's. What only that one
-// understands is dropped; everything else goes to "cc" of the search path, whose messages and exit
-// status are this program's. Headers are the suite's own.
+// The command line, including "@" command files, is the real driver's. Options that only the real
+// driver understands are dropped; everything else goes to "cc" of the search path, whose messages
+// and exit status are this program's. Headers are the suite's own.
 #include <cctype>
 #include <cerrno>
 #include <cstdio>
@@ -15,7 +15,7 @@
 #include "sample/files.h"
 
 namespace {
-// How an option in the list below is compared with an argument.
+// The ways to compare an option in the list below with an argument.
 enum Match {
     WHOLE, // the argument is exactly this
     FRONT, // the argument begins with this
@@ -71,7 +71,7 @@ static const struct {
     {WHOLE, "-Wl,--no-data-init", nullptr},
 };
 
-// The name of the architecture, which can stand for a device.
+// The name of the architecture, which can be given as a device.
 static const char ARCHITECTURE[] = "elm1";
 
 static int isDropped(const char *argument)
@@ -96,8 +96,8 @@ static void printDevices()
     printf("\n");
 }
 
-// The sections stand in the order in which a GNU driver has them, which asks its assembler and its
-// linker: the names of the devices are the assembler's to tell.
+// The sections are in the order of a GNU driver, which asks its assembler and its linker; the
+// assembler lists the names of the devices.
 static int printTargetHelp()
 {
     printf("The following options are target specific:\n");
@@ -116,7 +116,7 @@ static int printTargetHelp()
     return fflush(stdout) == 0 && !ferror(stdout);
 }
 
-// The text behind the "=" of an option that chooses the device; null for other arguments.
+// The text after the "=" of an option that chooses the device; null for other arguments.
 static const char *deviceName(const char *argument)
 {
     int chooses = strncmp(argument, "-mmcu=", 6) == 0 || strncmp(argument, "-mcpu=", 6) == 0;

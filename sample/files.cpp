@@ -45,7 +45,7 @@ int file_read(const char *path, Buffer *content)
     return done;
 }
 
-// Removes what was written of a file; a device or a link stays.
+// Removes a partly written file; a device or a link stays.
 static void removePart(const char *path)
 {
     int saved = errno;

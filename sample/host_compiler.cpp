@@ -13,13 +13,13 @@ namespace {
 enum { MAX_MESSAGES = 16 << 20 };
 } // namespace
 
-// What a write can draw: a reader that has gone away, a limit on the size of files.
+// The signals that a write can cause: the reader has gone away, or the file is at its size limit.
 static const int WRITING_SIGNALS[] = {SIGPIPE, SIGXFSZ};
 
 static volatile sig_atomic_t stopSignal;
 static volatile sig_atomic_t childProcess;
 
-// The compiler is told; its end then ends the wait below.
+// The compiler gets the signal; its end then ends the wait below.
 static void onStop(int number)
 {
     stopSignal = number;
@@ -47,7 +47,7 @@ void host_stopIfAsked()
 {
     if (stopSignal == 0)
         return;
-    // exit() runs the removal of the temporary files; the status is a shell's for the signal.
+    // exit() removes the temporary files; the status is the one that a shell gives for the signal.
     exit(128 + stopSignal);
 }
 
@@ -115,7 +115,7 @@ static const struct {
     {": note: ", SEVERITY_ADVISORY, NUMBER_HOST_NOTE},
 };
 
-// Cuts ":NUMBER" off the end of `text`; 0 when there is none.
+// Cuts ":NUMBER" off the end of `text`; 0 if it does not end in one.
 static unsigned cutNumber(char *text)
 {
     char *colon = strrchr(text, ':');
@@ -129,7 +129,7 @@ static unsigned cutNumber(char *text)
     return static_cast<unsigned>(number);
 }
 
-// Only the place of a message is told in such lines.
+// Such lines have only the place of a message.
 static int isContext(const char *line)
 {
     size_t length = strlen(line);

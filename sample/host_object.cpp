@@ -1,4 +1,4 @@
-// Reading of the host's relocatable files: 64-bit ELF in the host's byte order.
+// Reads the host's relocatable files: 64-bit ELF in the host's byte order.
 #include <cstdio>
 
 #include <elf.h>
@@ -29,7 +29,7 @@ static int takeSection(const ElfFile *elf, unsigned number, Elf64_Shdr *section)
                 sizeof *section);
 }
 
-// The text at `offset` of the string section; "" when there is none.
+// The text at `offset` of the string section; "" when the offset is outside of it.
 static const char *nameAt(const ElfFile *elf, const Elf64_Shdr *strings, uint64_t offset)
 {
     uint64_t start = strings->sh_offset + offset;

@@ -3,7 +3,7 @@
 //     orb-as -mcpu=DEVICE [-v] [-mrom=RANGES] [-mram=RANGES] [-DNAME] [-IDIR] [-oFILE] SOURCE
 //
 // Without "-o" the object file is the source's name with ".o"; a FILE that ends in a dot gets the
-// "o" behind it. Sources of the extensions ".S" and ".sx" are preprocessed first.
+// "o" added. Sources with the extensions ".S" and ".sx" are preprocessed first.
 #include <cerrno>
 #include <cstdio>
 

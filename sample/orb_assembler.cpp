@@ -29,7 +29,7 @@ struct Assembly {
     Place place;
     SymbolTable names; // of the module's symbols, to their numbers
     uint32_t section;  // the current one; SECTION_UNDEFINED before the first
-    const char *at;    // what is still to be read of the line
+    const char *at;    // the rest of the line, still to be read
     int ended;         // "end" was seen
 };
 
@@ -74,7 +74,7 @@ static int takeCharacter(Assembly *assembly, char c)
     return 1;
 }
 
-// The number of the symbol, which is added, not yet defined, when it is new.
+// The number of the symbol. A new symbol is added, not yet defined.
 static uint32_t symbolNumber(Assembly *assembly, const char *name)
 {
     uint32_t *known = symbols_find(&assembly->names, name);
@@ -88,7 +88,7 @@ static uint32_t symbolNumber(Assembly *assembly, const char *name)
 
 static OrbSymbol *symbolNamed(Assembly *assembly, const char *name)
 {
-    // Looking a name up may add it, and so move the list.
+    // Looking up a name may add it, and so move the list.
     uint32_t number = symbolNumber(assembly, name);
     return &assembly->module->symbols.items[number];
 }
@@ -291,7 +291,7 @@ static void directiveEnd(Assembly *assembly)
     assembly->module->hasStart = 1;
 }
 
-// Names the device; the command line's counts.
+// Names the device; the command line has precedence.
 static void directiveProcessor(Assembly *assembly)
 {
     assembly->at += strlen(assembly->at);

@@ -14,8 +14,8 @@
 //     db V[, V]  dw V[, V]   places bytes or words; ds N leaves room
 //     end [NAME]             ends the source; the program starts at NAME
 //
-// A value is a number (10, 0x1F, 'A') or a symbol, with "+N" or "-N" behind it. Lines of the form
-// `# 12 "file"`, which a preprocessor leaves, tell where the next line comes from.
+// A value is a number (10, 0x1F, 'A') or a symbol, which "+N" or "-N" may follow. Lines of the form
+// `# 12 "file"`, which a preprocessor leaves, say where the next line comes from.
 #ifndef SAMPLE_ORB_ASSEMBLER_H
 #define SAMPLE_ORB_ASSEMBLER_H
 

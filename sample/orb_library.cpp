@@ -4,7 +4,7 @@ namespace {
 enum { LIBRARY_HEADER = 4, MODULE_HEADER = 12, COUNT_MAX = 0xFFFF };
 } // namespace
 
-// The text at *at, which is moved behind its NUL; null when the NUL or the text is missing.
+// The text at *at, which is moved past its NUL; null when the NUL or the text is missing.
 static const char *takeName(const Buffer *file, size_t *at)
 {
     const char *name = file->items + *at;

@@ -2,7 +2,7 @@
 
 #include "sample/orb_assembler.h"
 
-// What stands where the program begins when no module says so itself.
+// The code at the start of the program, when no module has a start of its own.
 static const char STARTUP[] = "\tglobal _main\n"
                               "\tpsect reset\n"
                               "start:\tcall _main\n"
@@ -71,7 +71,7 @@ static void addStartup(OrbProgram *program)
 }
 
 // Whether the module defines something that is needed and that nobody has defined yet. `needed`
-// holds the names that are.
+// holds the needed names.
 static int isWanted(OrbProgram *program, SymbolTable *needed, const LibraryModule *module)
 {
     for (const LibrarySymbol &symbol : module->symbols)
@@ -88,7 +88,7 @@ static void noteNeeds(const OrbProgram *program, size_t *from, SymbolTable *need
             symbols_add(needed, program->needs.items[*from].name, 0);
 }
 
-// A module of a library may need what another one has, whatever their order: until nothing is
+// A module of a library may need another one, in any order, so this goes on until nothing is added.
 // added.
 static void addLibraryModules(OrbProgram *program)
 {
@@ -114,7 +114,7 @@ static void addLibraryModules(OrbProgram *program)
 
 static int isLibraryFunction(const char *name)
 {
-    // The compiler's own helpers begin with two underscores, behind that of every C name.
+    // The compiler's own helpers begin with two underscores, after the one that every C name has.
     if (strncmp(name, "___", 3) == 0)
         return 1;
     for (const char *function : LIBRARY_FUNCTIONS)
@@ -140,7 +140,7 @@ static void addLibraryFunctions(OrbProgram *program)
                                            program->report, nullptr));
 }
 
-// One message a name, however many modules need it.
+// One message per name, however many modules need it.
 static void checkNeeds(OrbProgram *program)
 {
     SymbolTable reported = {};
@@ -160,7 +160,7 @@ static int isFirst(const OrbSection *section)
     return strncmp(section->name, "reset", 5) == 0;
 }
 
-// The nearest number that an address can hold: what is larger fits into no device anyway.
+// The nearest number that an address can hold: a larger one does not fit into any device anyway.
 static uint32_t to32Bits(uint64_t number)
 {
     return number > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(number);
@@ -191,8 +191,8 @@ static uint64_t placeData(OrbProgram *program)
     return next - program->chip->dataStart;
 }
 
-// The first values of data follow the code in program memory, from where start-up code fetches
-// them.
+// The initial values of data follow the code in program memory, and start-up code fetches them from
+// there.
 static uint64_t valuesSize(const OrbProgram *program)
 {
     uint64_t size = 0;
@@ -220,7 +220,7 @@ static int placeAll(OrbProgram *program)
     return program->report->errors == 0;
 }
 
-// Puts the section's bytes, and zeros for those it lacks, at its address.
+// Puts the section's bytes at its address, and zeros for those it lacks.
 static void putSection(OrbProgram *program, const OrbSection *section)
 {
     size_t at = section->address - program->codeOffset;

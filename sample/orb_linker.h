@@ -1,5 +1,5 @@
-// The linker of the sample suite: puts modules together into a program, and writes what is known of
-// it in several forms.
+// The linker of the sample suite: puts modules together into a program, and writes the program in
+// several forms.
 #ifndef SAMPLE_ORB_LINKER_H
 #define SAMPLE_ORB_LINKER_H
 

@@ -1,4 +1,4 @@
-// What the linker writes.
+// The files that the linker writes.
 #include "sample/orb_linker.h"
 
 namespace {

@@ -100,7 +100,7 @@ int orbmodule_write(const OrbModule *module, Buffer *file)
     return 1;
 }
 
-// The name that ends the record, from data byte `at` on; null when its NUL is missing.
+// The name at the end of the record, from data byte `at` on; null when its NUL is missing.
 static const char *recordName(const char *data, size_t length, size_t at)
 {
     if (at >= length || memchr(data + at, 0, length - at) == nullptr)

@@ -1,4 +1,4 @@
-// A module: what a compilation or an assembly leaves and the linker takes.
+// A module: the result of a compilation or an assembly, and the linker's input.
 //
 // It is kept in one of two kinds of file. Assembly leaves an object file: records of a 3-byte
 // header (length as 16 bits, low byte first; then the type) and `length` data bytes, at most 512:
@@ -11,7 +11,7 @@
 //     START  5  16 bits of the symbol where the program starts
 //     END    6  nothing
 //
-// A section number 0xFFFF is a symbol's that is not defined here, 0xFFFE one's that is a constant.
+// A section number 0xFFFF means a symbol that is not defined here, 0xFFFE a constant.
 // Compilation leaves an intermediate file, a text that begins with the line
 //
 //     Version 2.32 NORVELL Software Intermediate Code
@@ -33,9 +33,9 @@ enum RelocKind : uint8_t {
 
 struct OrbSection {
     const char *name;
-    int isData;       // lies in data memory
-    uint32_t size;    // in bytes; those behind `bytes` are zero
-    Buffer bytes;     //
+    int isData;    // in data memory
+    uint32_t size; // in bytes; those after `bytes` are zero
+    Buffer bytes;
     uint32_t address; // given by the linker
 };
 
@@ -43,8 +43,8 @@ struct OrbSymbol {
     const char *name;
     uint32_t section; // number, SECTION_UNDEFINED or SECTION_CONSTANT
     uint32_t value;   // offset in the section, or the constant
-    int isGlobal;     //
-    unsigned line;    // where it was defined, 0 when not known; not kept in files
+    int isGlobal;
+    unsigned line; // where it was defined, 0 when not known; not kept in files
 };
 
 struct OrbReloc {
@@ -63,15 +63,15 @@ struct OrbModule {
     List<OrbSymbol> symbols;
     List<OrbReloc> relocs;
     int isIntermediate; // made by compilation
-    int hasStart;       //
-    uint32_t start;     // number of the symbol
+    int hasStart;
+    uint32_t start; // number of the symbol
 };
 
-// The bytes of the module's file: an intermediate file when it is one, else an object file. 0 when
-// a name is too long for a record.
+// The bytes of the module's file: an intermediate file if it is one, else an object file. 0 when a
+// name is too long for a record.
 int orbmodule_write(const OrbModule *module, Buffer *file);
 
-// Reads either kind. Null when the bytes are no such file or a damaged one. `name` becomes the
+// Reads either kind. Null when the bytes are not such a file, or a damaged one. `name` becomes the
 // module's `file`.
 OrbModule *orbmodule_read(const char *name, const char *bytes, size_t size);
 

@@ -37,8 +37,8 @@ void orbmodule_writeIntermediate(const OrbModule *module, Buffer *file)
     buffer_print(file, "end\n");
 }
 
-// Reads hexadecimal digits at *at, and one blank behind them. 0 when there are none or the number
-// is too large for the sample's files.
+// Reads hexadecimal digits at *at, and one blank after them. 0 when there are no digits or the
+// number is too large for the sample's files.
 static int takeNumber(const char **at, uint32_t *value)
 {
     char *end;
@@ -105,7 +105,7 @@ static int readSymbol(OrbModule *module, const char *line)
     return 1;
 }
 
-// What a line's first word means.
+// The meaning of a line's first word.
 static const struct {
     const char *word;
     int (*read)(OrbModule *module, const char *rest);

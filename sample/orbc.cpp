@@ -1,6 +1,9 @@
-// orbc and orbc18 of the sample installation: the ORB compilers, as far as anybody but qzm asks
-// them. They answer "--chipinforaw" with their devices, one line each:
-// NAME:FAMILY:PROGRAM BYTES:DATA BYTES. ORBC_18 is 1 in orbc18.
+// orbc and orbc18 of the sample installation: the part of the ORB compilers that others than qzm
+// use. They answer "--chipinforaw" with their devices, one per line:
+//
+//     NAME:FAMILY:PROGRAM BYTES:DATA BYTES
+//
+// ORBC_18 is 1 in orbc18.
 #include <cstdio>
 
 #include "sample/devices.h"

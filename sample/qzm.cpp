@@ -1,7 +1,7 @@
 // qzm of the sample installation: the legacy driver of the ORB devices.
 //
-// It preprocesses and checks C sources with the host's C compiler, assembles, and links what became
-// of them into an Intel HEX file. See README.md for what is real about the result.
+// It preprocesses and checks C sources with the host's C compiler, assembles, and links the results
+// into an Intel HEX file. README.md says which parts of the result are real.
 #define MODULE "sample/qzm"
 #include <cerrno>
 #include <cstdio>
@@ -44,8 +44,8 @@ static int isOnly(const QzmJob *job)
     return options->compileOnly || options->pass1 || options->assemblyOnly;
 }
 
-// Translates one source and, when nothing is linked, leaves the result. Null when there is no
-// module to link.
+// Translates one source and, if nothing is linked, writes the result. Null when there is no module
+// to link.
 static OrbModule *moduleOf(const QzmJob *job, const char *source, int isAlone)
 {
     int isC = qzm_inputKind(source) == INPUT_C;
@@ -91,7 +91,7 @@ static void addLibrary(const QzmJob *job, OrbProgram *program, const char *name,
 
 static void readLinkInput(const QzmJob *job, OrbProgram *program, const char *name)
 {
-    // The bytes are the library modules' until the end.
+    // The library's modules use the bytes until the end.
     Buffer file = {};
     if (!file_read(name, &file)) {
         if (strchr(name, '/') == nullptr && *path_extension(name) == 0)
@@ -307,8 +307,8 @@ static int run(const CommandArguments *arguments)
     return TRACE_RETURN("%d", execute(arguments));
 }
 
-// This program is asked to trace as its caller does. Its end has many ways, some of them in what it
-// shares with the other programs here.
+// This program is asked to trace as its caller does. It can end in many ways, some of them in code
+// that it shares with the other programs here.
 static void startDebugging(const CommandArguments *arguments)
 {
     for (size_t i = 1; i < arguments->count; i++) {

@@ -17,7 +17,7 @@ struct Run {
     Report report;
     const char *path; // of the library
     Library library;
-    char *const *names; // the arguments behind the library
+    char *const *names; // the arguments after the library
     size_t count;
 };
 } // namespace

@@ -55,8 +55,8 @@ static int isC90(const QzmJob *job)
     return job->options->standard != nullptr && strcmp(job->options->standard, "c90") == 0;
 }
 
-// The suite's own headers, and those of the C library unless "--runtime=-cinc" took them away. As
-// system folders they are left out of what "-MM" lists.
+// The suite's own headers, and those of the C library unless "--runtime=-cinc" removed them. As
+// system folders they are left out of the list of "-MM".
 static void addHeaders(const QzmJob *job, Strings *command)
 {
     const char *headers = path_besideProgram("include");
@@ -95,7 +95,7 @@ static void addLanguage(const QzmJob *job, Strings *command)
         list_add(command, "-w");
 }
 
-// What the preprocessor is to know, for text that is still to be preprocessed.
+// The options for the preprocessor, for text that is still to be preprocessed.
 static void addPreprocessor(const QzmJob *job, Strings *command)
 {
     list_add(command, "-nostdinc");
@@ -127,7 +127,7 @@ static void addOutput(Strings *command, const char *path)
     list_add(command, path);
 }
 
-// Reports a file that cannot be read; the host's compiler would name itself.
+// Reports a file that cannot be read; the host's compiler would give its own name.
 static int checkSource(const QzmJob *job, const char *source)
 {
     if (!file_exists(source))
@@ -202,7 +202,7 @@ int qzm_preprocess(const QzmJob *job, const char *source)
     return host_run(&command, job->report);
 }
 
-// Preprocesses into a temporary file, or, when temporary files are to be kept, a file beside the
+// Preprocesses into a temporary file, or, if temporary files are to be kept, into a file beside the
 // object. Null after an error.
 static const char *preprocessFor(const QzmJob *job, const char *source, const char *target,
                                  const char *extension)
@@ -221,7 +221,7 @@ static const char *preprocessFor(const QzmJob *job, const char *source, const ch
     return host_run(&command, job->report) ? text : nullptr;
 }
 
-// The host's optimization that comes nearest to the last "--opt=".
+// The host's optimization that is nearest to the last "--opt=".
 static const char *optimization(const QzmJob *job)
 {
     const char *level = "-O0";
@@ -233,7 +233,7 @@ static const char *optimization(const QzmJob *job)
     return level;
 }
 
-// The command that compiles, without the source. It preprocesses, too, unless that is done.
+// The command that compiles, without the source. It also preprocesses, unless that is done already.
 static Strings compileCommand(const QzmJob *job, const char *what, int isPreprocessed)
 {
     static const char *const FIXED[] = {
@@ -260,8 +260,8 @@ static Strings compileCommand(const QzmJob *job, const char *what, int isPreproc
     return command;
 }
 
-// Runs the host's compiler on the source; `output` is what it leaves. Each run of it costs as much
-// as all the rest, so preprocessing is one of its own only when its result is to be kept.
+// Runs the host's compiler on the source; `output` is its result. Each run costs as much as all the
+// rest, so preprocessing has a run of its own only if its result is to be kept.
 static int runCompiler(const QzmJob *job, const char *what, const char *source, const char *target,
                        const char *output)
 {

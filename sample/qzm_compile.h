@@ -1,4 +1,4 @@
-// What qzm does with one source file.
+// The work of qzm on one source file.
 #ifndef SAMPLE_QZM_COMPILE_H
 #define SAMPLE_QZM_COMPILE_H
 
@@ -9,8 +9,8 @@
 
 enum InputKind { INPUT_C, INPUT_ASSEMBLY, INPUT_FOR_LINKER };
 
-// By the extension: ".c" and ".usb" are C sources, ".as", ".asm", ".s", ".S" and ".sx" assembly
-// sources; the linker tells what everything else is.
+// By the extension: ".c" and ".usb" are C sources; ".as", ".asm", ".s", ".S" and ".sx" are assembly
+// sources; the linker identifies everything else.
 InputKind qzm_inputKind(const char *name);
 
 struct QzmJob {
@@ -19,8 +19,8 @@ struct QzmJob {
     Report *report;
 };
 
-// Where a file goes that is made of the source: into "--objdir" under the source's base name with
-// the extension, or under the name of "-o" when `takesOutput`.
+// The path of a file that is made of the source: in "--objdir" under the source's base name with
+// the extension, or the name of "-o" when `takesOutput`.
 const char *qzm_objectPath(const QzmJob *job, const char *source, const char *extension,
                            int takesOutput);
 
@@ -28,16 +28,16 @@ const char *qzm_objectPath(const QzmJob *job, const char *source, const char *ex
 int qzm_preprocess(const QzmJob *job, const char *source);
 
 // Whether only dependencies are wanted, and writing them: to the file of "--depfile" or standard
-// output. `target` is what depends on the source.
+// output. `target` is the file that depends on the source.
 int qzm_wantsOnlyDependencies(const QzmJob *job);
 int qzm_writeDependencies(const QzmJob *job, const char *source, const char *target);
 
-// Translate a source. Null after the errors have been reported. A dependency file is written beside
-// when it was asked for; `target` is what depends on the source.
+// Translate a source. Null after the errors have been reported. A dependency file is also written
+// if it was asked for; `target` is the file that depends on the source.
 OrbModule *qzm_compile(const QzmJob *job, const char *source, const char *target);
 OrbModule *qzm_assemble(const QzmJob *job, const char *source, const char *target);
 
-// Leaves the host's assembly text of a C source ("-S").
+// Writes the host's assembly text of a C source ("-S").
 int qzm_compileToAssembly(const QzmJob *job, const char *source);
 
 #endif

@@ -11,8 +11,8 @@ using Flag = int QzmOptions::*;
 using Text = const char *QzmOptions::*;
 using Texts = Strings QzmOptions::*;
 
-// One option. Of the three places at most one is set: where the option leaves that it was seen, its
-// value, or its value behind those of earlier ones. An option without a place has no effect here.
+// One option. At most one of the three places is set: the option stores there that it was seen, its
+// value, or its value after those of earlier ones. An option without a place has no effect here.
 struct Row {
     Form form;
     const char *name;
@@ -124,7 +124,7 @@ static constexpr Row ROWS[] = {
     without(MAYBE, "--pragmaconfig"),
 };
 
-// The options of the message formats; a pointer to member cannot name one place of an array.
+// The options of the message formats; a pointer to member cannot name one element of an array.
 static const struct {
     const char *name;
     Severity severity;

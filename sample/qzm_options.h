@@ -6,7 +6,7 @@
 #include "sample/command_file.h"
 #include "sample/report.h"
 
-// What the command line asks for. Texts are null and lists empty until an option sets them.
+// The requests of the command line. Texts are null and lists empty until an option sets them.
 struct QzmOptions {
     // what to do
     int showVersion;   // --ver
@@ -52,8 +52,8 @@ struct QzmOptions {
     const char *errorLimit;              // --errors=
 };
 
-// Reads the arguments behind the program's name. 0 after an error was reported: an option that is
-// not known, lacks its value or has one that is not understood. The options point into `arguments`.
+// Reads the arguments after the program's name. 0 after an error was reported: an option is not
+// known, lacks its value, or has one that is not understood. The options point into `arguments`.
 int qzmoptions_parse(const CommandArguments *arguments, QzmOptions *options, Report *report);
 
 // Whether one of the texts is `item`, or a comma-separated list that has it.

@@ -1,4 +1,4 @@
-// What the legacy sample programs tell the user: numbered messages in the formats they were given.
+// The messages of the legacy sample programs, with numbers and in the formats that they were given.
 //
 //     Report report = {};
 //     report_start(&report);                   // formats of the environment, or the defaults
@@ -16,7 +16,7 @@ enum Severity { SEVERITY_ERROR, SEVERITY_WARNING, SEVERITY_ADVISORY, SEVERITY_CO
 
 enum { NUMBER_HOST_ERROR = 5000, NUMBER_HOST_WARNING = 5001, NUMBER_HOST_NOTE = 5002 };
 
-// Where a message belongs. A null file, and line and column 0, are shown as nothing.
+// The place of a message. A null file, and line and column 0, are shown as nothing.
 struct Place {
     const char *file;
     unsigned line;

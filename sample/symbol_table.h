@@ -15,8 +15,8 @@ struct SymbolTable {
     size_t capacity; // a power of two, or 0
 };
 
-// The number kept for the name, to read or change until the next one is added; null when there is
-// none.
+// The number kept for the name, to read or change until the next name is added; null when the name
+// is not in the table.
 uint32_t *symbols_find(SymbolTable *table, const char *name);
 
 // Adds a name that is not in the table. The table keeps the pointer.
