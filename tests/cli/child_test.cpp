@@ -1,4 +1,4 @@
-// What becomes of the child: its status, its death, its absence, and signals while it runs.
+// The child: its status, its death, its absence, and signals while it runs.
 #include <cerrno>
 #include <csignal>
 #include <filesystem>
@@ -147,7 +147,7 @@ TEST_F(ChildTest, ASignalThatMeetsTheEndOfARunEndsIt)
     EXPECT_NE(result.out.find("exited with code 017"), std::string::npos) << result.out;
 }
 
-// As a terminal does it: the child gets the signal too.
+// As a terminal does it: the child gets the signal, too.
 TEST_F(ChildTest, AnInterruptOfBothEndsTheProgramWithItsNumber)
 {
     RunResult result = run(COMPILE, {.env = {{"QZM_CHILD_WAIT", "1"}},
@@ -189,7 +189,7 @@ TEST_F(ChildTest, TheCommandFileIsKeptWhenTheUserAsksForIt)
     }
 }
 
-// The other case in which a file stays; it also shows that these tests would notice one.
+// The other case in which a file stays. It also shows that these tests would notice one.
 TEST_F(ChildTest, AKilledProgramLeavesItsCommandFile)
 {
     if (!hasMounts())

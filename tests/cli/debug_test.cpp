@@ -68,7 +68,7 @@ class DebugTest : public SuiteTest {
         return runProgram({"unzip", "-p", package, name}).out;
     }
 
-    // What a run that cannot execute its child leaves: one trace with one end, in the package.
+    // The remains of a run that cannot execute its child: one trace with one end, in the package.
     void expectOneEnd(const std::string &option, const std::string &name)
     {
         chmod((suite + "/elm/bin/elm-gcc").c_str(), 0644);
@@ -82,7 +82,7 @@ class DebugTest : public SuiteTest {
         fs::remove(work + "/qzm_package.zip");
     }
 
-    // What the trace says of it.
+    // The trace of it.
     const std::string notExecuted =
         "could not execute \"" + suite + "/elm/bin/elm-gcc\": Permission denied\n";
 
@@ -116,7 +116,7 @@ TEST_F(DebugTest, DriverAndLegacyDriverTraceAndPackTheirTraces)
         const std::string trace = inWork(name);
         EXPECT_EQ(trace_faults(trace, false), "") << name;
         EXPECT_GT(count(trace, "ENTER "), 9u) << name;
-        // What is packed lacks its end: the packing itself and the reports.
+        // The packed copy lacks the end: the packing itself and the reports.
         const std::string packed = member("qzm_package.zip", name);
         EXPECT_EQ(packed, trace.substr(0, packed.size())) << name;
         EXPECT_NE(packed.find("ENTER package_addFile("), std::string::npos) << name;
@@ -179,7 +179,7 @@ TEST_F(DebugTest, ATraceThatCannotBeWrittenEndsNoProgram)
 {
     installSampleQzm();
     write("main.c", "int main(void) { return 0; }\n");
-    // Room for what is compiled, and not for the traces.
+    // Room for the output of the compiler, and not for the traces.
     const std::string limited = "ulimit -f 2; \"$0\" --qzdebug=on -mcpu=16z20a -c main.c";
     RunResult result = runProgram({"/bin/bash", "-c", limited, suite + "/bin/qzm-cc"});
     EXPECT_EQ(result.err, "");
@@ -328,7 +328,7 @@ TEST_F(DebugTest, ARunThatEndsEarlyPacksItsTraceAndIsOtherwiseTheSame)
     }
 }
 
-// It has not got as far as being the driver whose file that is.
+// It ended before the point where the driver adds that file.
 TEST_F(DebugTest, ARunThatEndsEarlyLeavesAUsersFileUnpacked)
 {
     EXPECT_EQ(run({"--qzdebug=on,zip,out:x", "--help"}).status, 0);
@@ -485,14 +485,14 @@ TEST_F(DebugTest, FiftyRunsAtOnceLoseNothingOfOnePackage)
     Strings packed{std::istream_iterator<std::string>(words), {}};
     EXPECT_EQ(packed.size(), 50u);
     EXPECT_EQ(std::set<std::string>(packed.begin(), packed.end()), expected);
-    EXPECT_EQ(files().size(), 51u); // and nothing beside them
+    EXPECT_EQ(files().size(), 51u); // and no other file
 }
 
 // ---- The debugger -----------------------------------------------------------------------------
 
 class DebuggerTest : public DebugTest {
   protected:
-    // What the debugger shows of the legacy driver.
+    // The debugger's view of the legacy driver.
     std::string session()
     {
         installSampleQzm();
@@ -504,8 +504,8 @@ class DebuggerTest : public DebugTest {
         return result.out + result.err;
     }
 
-    // Why the debugger cannot work here, or nothing: it wants to trace processes and a terminal for
-    // them, which a confined machine may not give.
+    // The reason why the debugger cannot work here, or nothing. It traces processes and needs a
+    // terminal for them, which a confined machine may not allow.
     std::string reasonToSkip()
     {
         if (!fileExists(DEBUGGER))
@@ -528,7 +528,7 @@ TEST_F(DebuggerTest, StopsTheChildAtMainAndTellsItWhereItRuns)
     EXPECT_NE(text.find("Breakpoint 2: where = qzm`main"), std::string::npos) << text;
     EXPECT_NE(text.find("stop reason = breakpoint 2"), std::string::npos) << text;
     EXPECT_NE(text.find("(volatile int) $0 = 1"), std::string::npos) << text;
-    EXPECT_FALSE(fileExists(work + "/main.p1")); // it has gone no further
+    EXPECT_FALSE(fileExists(work + "/main.p1")); // it has not gone further
 }
 
 TEST_F(DebuggerTest, LeavesOtherChildrenAlone)

@@ -1,5 +1,5 @@
 // Listings in bad surroundings: an output that cannot be written, drivers that misbehave, data
-// files that are none.
+// files that are not readable files.
 #include <algorithm>
 #include <filesystem>
 
@@ -80,7 +80,7 @@ TEST_F(ListingsTest, AClosedOutputIsAnError)
     }
 }
 
-// As gcc's. The self-test writes many times, so that the failure is long past at its end.
+// Like gcc's. The self-test writes many times, so the failure is long past at its end.
 TEST_F(ListingsTest, AnOutputWhoseReaderHasGoneEndsTheRunWithoutAWord)
 {
     deviceFile({"16z20a"});
@@ -101,7 +101,7 @@ TEST_F(ListingsTest, AnOutputThatFillsUpInTheElmHelpIsAnError)
     deviceFile({"16z20a"});
     elmDriver("ulimit -S -f unlimited\n"
               "echo 'The following options:'\nhead -c 3000000 /dev/zero | tr '\\0' x\n");
-    // A limit on the size of files has room for the beginning.
+    // The limit on the size of files has room for the beginning.
     const std::string limited = "ulimit -S -f 200; exec \"$0\" --target-help >help";
     RunResult result = runProgram({"/bin/sh", "-c", limited, suite + "/bin/qzm-cc"});
     EXPECT_EQ(result.err, "(105) could not write file \"standard output\": File too large\n");
@@ -156,7 +156,7 @@ TEST_F(ListingsTest, ADriverThatDiesLeavesTheOthersAndTheDescriptors)
     }
 }
 
-// A message behind the listing would be lost, had standard error not been put back.
+// A message after the listing would be lost if standard error had not been restored.
 TEST_F(ListingsTest, StandardErrorIsPutBackAfterADriverHasDied)
 {
     elmDriver("kill -9 $$\n");

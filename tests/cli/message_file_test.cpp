@@ -6,7 +6,7 @@
 static const std::string BUILT_IN =
     "(2042) no target device specified; use the -mcpu option to specify a target device\n";
 
-// What a message says when there is a message file that cannot be read.
+// The message when there is a message file that cannot be read.
 static const std::string NO_DESCRIPTION =
     "(2042) An error, warning or message was generated, but no description is available\n";
 
@@ -125,7 +125,7 @@ TEST_F(MessageFileTest, ADirectoryGivesNoDescription)
     EXPECT_EQ(runIntoMessage().err, NO_DESCRIPTION);
 }
 
-// Nobody writes to it: the run would wait for ever.
+// Nobody writes to it, so the run would wait for ever.
 TEST_F(MessageFileTest, ANamedPipeGivesNoDescription)
 {
     const RunResult made = runProgram({"/usr/bin/mkfifo", file()});

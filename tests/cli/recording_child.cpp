@@ -1,5 +1,5 @@
-// Plays a driver of the suite for the end-to-end tests: writes down what it was given and ends as
-// it is told. The environment tells it:
+// Plays a driver of the suite for the end-to-end tests: records its arguments and ends as it is
+// told. The environment tells it:
 //
 //     QZM_RECORD          beginning of the names of the files it writes (required):
 //                         .argv  the arguments, each with a terminating zero

@@ -21,7 +21,7 @@ class ResponseFileTest : public SuiteTest {
         return text.substr(from, text.find("-Wl,--info-linker\n") - from);
     }
 
-    // One line on standard error that holds the name, no child, a status that says failure.
+    // One line on standard error that contains the name, no child, a status of failure.
     void expectRefused(const RunResult &result, const std::string &name)
     {
         EXPECT_NE(result.status, 0);
@@ -30,7 +30,7 @@ class ResponseFileTest : public SuiteTest {
         EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
         EXPECT_EQ(result.out, "");
         EXPECT_FALSE(child().ran);
-        EXPECT_LT(result.processorSeconds, 5); // less than 1 in a release
+        EXPECT_LT(result.processorSeconds, 5); // less than 1 in a release build
         EXPECT_LT(result.peakKilobytes, MEMORY_FACTOR * 64 * 1024);
     }
 };
@@ -117,7 +117,7 @@ TEST_F(ResponseFileTest, LeavesStandardInputToTheChild)
     write("inner.rsp", "-O2\n");
     const std::string compile = "\"$0\" -mcpu=elmbig1 @outer.rsp -x c -c -";
     for (const std::string &script :
-         {"echo 'int x;' | " + compile, // a pipe; a file that somebody has read a line of
+         {"echo 'int x;' | " + compile, // a pipe; a file from which a line has already been read
           "(echo; echo 'int x;') > both; (read first; " + compile + ") < both"}) {
         RunResult result = runProgram({"/bin/sh", "-c", script, suite + "/bin/qzm-cc"});
         EXPECT_EQ(result.err, "");
@@ -157,7 +157,7 @@ TEST_F(ResponseFileTest, UnreadableIsAnArgument)
 }
 
 // Some 60 kilobytes of arguments, the first of which has the number given; the number of the next
-// goes there.
+// one is stored there.
 static std::string someArguments(int &number, const std::string &end)
 {
     std::string text;
@@ -166,8 +166,8 @@ static std::string someArguments(int &number, const std::string &end)
     return text;
 }
 
-// The files are never in memory as a whole: what this process takes counts for the program that it
-// starts.
+// The files are never in memory as a whole, because the memory of this process counts for the
+// program that it starts.
 TEST_F(ResponseFileTest, WithTooManyArgumentsIsRefusedInLittleMemory)
 {
     write("empty.rsp", "");
@@ -186,7 +186,7 @@ TEST_F(ResponseFileTest, WithTooManyArgumentsIsRefusedInLittleMemory)
     }
 }
 
-// What the arguments of the files before it take is in use when the one too many is met.
+// When the file that is too many is reached, the arguments of the files before it use memory.
 TEST_F(ResponseFileTest, ThatIsOneTooManyIsRefusedInLittleMemory)
 {
     if (traced())
@@ -205,7 +205,7 @@ TEST_F(ResponseFileTest, ThatIsOneTooManyIsRefusedInLittleMemory)
     }
 }
 
-// 100,000 arguments, all different; a tenth of it with the trace, which writes far more than that.
+// 100,000 arguments, all different. With the trace a tenth of that, since it writes far more.
 TEST_F(ResponseFileTest, ManyArgumentsAreTakenInOrderAndInTime)
 {
     std::string lines;

@@ -93,13 +93,13 @@ TEST_F(SampleSuiteTest, AParallelBuildOf200FilesLeavesNothingBehind)
         EXPECT_TRUE(isElf(numbered("f", i) + ".o")) << i;
 }
 
-// The same for the ORB families, whose driver speaks another language.
+// The same for the ORB families, whose driver uses different options.
 
 class SampleOrbTest : public SuiteTest {
   protected:
     void SetUp() override { installSampleQzm(); }
 
-    // Whether every line of an Intel HEX file is whole and its bytes add up to zero.
+    // Whether every line of an Intel HEX file is complete and its bytes add up to zero.
     static bool isHex(const std::string &text)
     {
         std::istringstream lines(text);
@@ -205,7 +205,7 @@ TEST_F(SampleOrbTest, BuildsItsProjectWithMakeInParallel)
 
 class SampleElmGccTest : public SampleSuiteTest {
   protected:
-    // What the preprocessor makes of "main.c" with the command file's arguments.
+    // The preprocessor's output for "main.c" with the command file's arguments.
     RunResult preprocess(const std::string &commandFile)
     {
         write("main.c", "A B C\n");

@@ -1,4 +1,4 @@
-// The self-test of the sample installation, and the hash list that it goes by.
+// The self-test of the sample installation, and the hash list that it uses.
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
@@ -70,7 +70,7 @@ static std::string golden(const std::string &name)
     return readFile(QZM_SELFTEST_GOLDEN "/" + name);
 }
 
-// What a terminal shows, one line for each state of it: a line that is erased stays on record.
+// The output on a terminal, one line for each state of it: an erased line stays on record.
 static std::string shown(const std::string &out)
 {
     std::string all;
@@ -95,7 +95,7 @@ static std::string shown(const std::string &out)
     return all + line;
 }
 
-// The text without what differs from run to run.
+// The text without the parts that differ from run to run.
 static std::string masked(std::string text)
 {
     const std::pair<const char *, const char *> masks[] = {
@@ -126,7 +126,7 @@ static std::string recordedHelp(const std::string &out)
     return all;
 }
 
-// The lines that are not about a test that passed.
+// The lines that are not about a passed test.
 static std::string failures(const std::string &textReport)
 {
     std::istringstream lines(textReport);
@@ -148,7 +148,7 @@ static std::string reportRow(std::string group, std::string name, std::string re
     return group + " " + name + " " + result + " " + time + "\n";
 }
 
-// What the text report says of a file that is not what it should be.
+// The text report's entry for a file that fails the check.
 static std::string unverified(const std::string &name, const std::string &output)
 {
     return reportRow("integrity", name, "fail", "(...)") + "----------integrity:" + name +

@@ -64,7 +64,7 @@ bool SuiteTest::traced()
     return getenv("QZM_CLI_TRACED") != nullptr;
 }
 
-// A directory that a run with a /tmp of its own still sees.
+// A directory outside /tmp, so that a run with a /tmp of its own still sees it.
 static std::string scratchTop()
 {
     std::string top = QZM_SCRATCH_DIR;
@@ -141,7 +141,7 @@ void SuiteTest::write(const std::string &path, const std::string &bytes) const
 void SuiteTest::writeProgram(const std::string &path, const std::string &script) const
 {
     write(path, script);
-    fs::permissions(fs::path(work) / path, fs::perms{0755}); // an absolute path stays what it is
+    fs::permissions(fs::path(work) / path, fs::perms{0755}); // an absolute path is not changed
 }
 
 bool SuiteTest::hasMounts()
@@ -172,7 +172,7 @@ static void setEnvironment(const std::string &scratch, const RunOptions &options
         setenv(name.c_str(), value.c_str(), 1);
 }
 
-// What a new process does to become the program.
+// The steps by which a new process becomes the program.
 [[noreturn]] static void becomeProgram(const std::string &scratch, std::vector<std::string> command,
                                        const RunOptions &options, bool mounts)
 {
@@ -192,7 +192,7 @@ static void setEnvironment(const std::string &scratch, const RunOptions &options
     for (std::string &word : command)
         argv.push_back(word.data());
     argv.push_back(nullptr);
-    closefrom(3); // what whoever runs the tests has left open
+    closefrom(3); // closes descriptors that the caller of the tests has left open
     int files = options.fileLimit;
     if (files != 0 && SuiteTest::traced())
         files++; // for the trace
@@ -256,7 +256,7 @@ RunResult SuiteTest::runProgram(const std::vector<std::string> &command, const R
         ADD_FAILURE() << "fork: " << strerror(errno);
         return result;
     }
-    setpgid(pid, pid); // whichever of the two comes first
+    setpgid(pid, pid); // in both processes: either may come first
     waitForEnd(pid, scratch + "/record/child.ready", options, result);
     result.out = withoutDebugOption(readFile(scratch + "/stdout"), " ");
     result.err = readFile(scratch + "/stderr");
@@ -276,8 +276,8 @@ RunResult SuiteTest::run(const std::vector<std::string> &args, const RunOptions 
     return result;
 }
 
-// The traced program hands its debug option on to the legacy driver, which the expectations of both
-// runs know nothing of.
+// The traced program passes its debug option on to the legacy driver. It is removed here, since the
+// expectations are the same for both runs.
 std::string SuiteTest::withoutDebugOption(const std::string &text, const char *between) const
 {
     const std::string option = "--qzdebug=default,on,out:+" + scratch + "/record/trace,num:1";

@@ -30,7 +30,7 @@
 
 using Environment = std::map<std::string, std::string>;
 
-// What a run finds at /tmp. All but Usual need a mount namespace: see SuiteTest::hasMounts().
+// The state of /tmp in a run. All but Usual need a mount namespace: see SuiteTest::hasMounts().
 enum class Tmp {
     Usual,    // an empty directory of the run's own, or the machine's /tmp
     Missing,  // nothing
@@ -40,20 +40,20 @@ enum class Tmp {
 };
 
 struct RunOptions {
-    Environment env = {};     // added to the test's own environment
-    Tmp tmp = Tmp::Usual;     //
+    Environment env = {}; // added to the test's own environment
+    Tmp tmp = Tmp::Usual;
     bool endsEarly = false;   // the run ends inside a function, so that the trace stays open
     bool asNobody = false;    // without privileges; needs root
     int fileLimit = 0;        // open descriptors allowed; 0: as many as the test has
     bool noProcesses = false; // no process can be started; needs asNobody
     double timeLimit = 60;    // seconds, after which the run is killed
-    std::function<void(pid_t)> whileRunning = {}; // called once when the recording child waits
+    std::function<void(pid_t)> whileRunning = {}; // called once, while the recording child waits
 };
 
 struct RunResult {
-    int status = -1;                          // exit status; -1 when it was killed
-    int signal = 0;                           // that killed it
-    bool timedOut = false;                    //
+    int status = -1; // exit status; -1 when it was killed
+    int signal = 0;  // that killed it
+    bool timedOut = false;
     double seconds = 0;                       // of wall time
     double processorSeconds = 0;              // of the program, and of a child it waited for
     long peakKilobytes = 0;                   // of memory, of the program or its child
@@ -62,7 +62,7 @@ struct RunResult {
     std::vector<std::string> leftBehind = {}; // names in the run's /tmp at its end
 };
 
-// What the recording child was given.
+// The input of the recording child.
 struct ChildRecord {
     bool ran = false;
     std::vector<std::string> argv; // complete
@@ -86,7 +86,7 @@ class SuiteTest : public ::testing::Test {
     // Runs any program in scratch/work in the same surroundings (no trace is looked at).
     RunResult runProgram(const std::vector<std::string> &command, const RunOptions &options = {});
 
-    // What the child of the last run was given; forgotten when the next run begins.
+    // The input of the last run's child; forgotten when the next run begins.
     ChildRecord child() const;
 
     // Puts the sample elm-gcc where the recording child is.
@@ -95,13 +95,13 @@ class SuiteTest : public ::testing::Test {
     // Puts the sample qzm, with its include folders, where the recording child is.
     void installSampleQzm();
 
-    // Makes the whole suite the one that is installed for trying out, with this run's program.
+    // Installs the whole sample suite, with this run's program.
     void installSampleSuite();
 
-    // Writes a file, creating its directory; a relative path is one below scratch/work.
+    // Writes a file, creating its directory; a relative path is below scratch/work.
     void write(const std::string &path, const std::string &bytes) const;
 
-    // The same for a script that can be run.
+    // The same for an executable script.
     void writeProgram(const std::string &path, const std::string &script) const;
 
     static bool hasMounts();   // whether a run can have a mount namespace

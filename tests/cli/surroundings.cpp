@@ -27,7 +27,7 @@ static void need(bool ok, const std::string &what)
         surroundings_fail(what);
 }
 
-// Whether `attempt` comes through in a process of its own.
+// Whether `attempt` succeeds in a process of its own.
 static bool tryInAnotherProcess(const std::function<bool()> &attempt)
 {
     pid_t pid = fork();
@@ -72,7 +72,7 @@ void surroundings_redirect(int descriptor, const std::string &path, int flags)
     close(opened);
 }
 
-// Goes into a root directory that has everything but /tmp.
+// Enters a root directory that has everything but /tmp.
 static void hideTmp(const std::string &root)
 {
     need(mount("tmpfs", root.c_str(), "tmpfs", 0, "mode=755") == 0, root);

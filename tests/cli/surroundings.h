@@ -1,5 +1,5 @@
-// What the end-to-end harness does to a process between fork and exec, and what it can do on this
-// machine. Everything that fails in the new process ends it with status 125 and a word about it.
+// The end-to-end harness's changes to a process between fork and exec, and the checks whether this
+// machine allows them. Every failure in the new process ends it with status 125 and a message.
 #ifndef TESTS_CLI_SURROUNDINGS_H
 #define TESTS_CLI_SURROUNDINGS_H
 
@@ -14,7 +14,7 @@ bool surroundings_canBeNobody(const std::string &directory);
 // Opens `path` as the descriptor.
 void surroundings_redirect(int descriptor, const std::string &path, int flags);
 
-// Gives the process mounts of its own and at /tmp what is asked for; Usual is the empty directory
+// Gives the process mounts of its own, with /tmp as asked for; Usual is the empty directory
 // `scratch`/tmp. `scratch` is not below /tmp.
 void surroundings_setTmp(Tmp tmp, const std::string &scratch);
 

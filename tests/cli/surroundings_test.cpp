@@ -1,4 +1,4 @@
-// Machines in a bad state: no place or right to write, no descriptors, no processes.
+// Machines in a bad state: no place or permission to write, no descriptors, no processes.
 #include "tests/cli/suite_fixture.h"
 
 static const std::vector<std::string> COMPILE = {"-mcpu=elmbig1", "-c", "main.c"};
@@ -75,7 +75,7 @@ TEST_F(SurroundingsTest, AnUnprivilegedUserNeedsNothingMore)
     EXPECT_TRUE(child().ran);
 }
 
-// A closed standard output is not noticed by a run that has nothing to say.
+// A run without output does not notice a closed standard output.
 TEST_F(SurroundingsTest, ClosedStandardStreamsDoNotGetTheCommandFilesDescriptor)
 {
     RunResult result = runProgram(

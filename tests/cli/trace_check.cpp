@@ -33,10 +33,10 @@ static bool has(const Lines &source, size_t first, size_t last, const std::strin
 
 struct Source {
     Lines lines;
-    bool changed; // since its program was built: nothing can be said of its lines
+    bool changed; // since its program was built, so its lines cannot be checked
 };
 
-// By the names that their locations have. Two sources that trace never share one.
+// By the names in their locations. No two sources that trace have the same name.
 static std::map<std::string, Source> readSources()
 {
     std::map<std::string, Source> sources;
@@ -69,7 +69,7 @@ struct TraceLine {
     std::string function; // of an entry and an exit
 };
 
-// False for what does not begin with a location: headers, reports, further lines of a value.
+// False for lines that do not begin with a location: headers, reports, further lines of a value.
 static bool parse(const std::string &text, TraceLine &line)
 {
     const size_t end = text.find("> ");
@@ -120,7 +120,7 @@ static bool isLocated(const TraceLine &line)
 // ---- The whole --------------------------------------------------------------------------------
 
 // The functions entered and not left, outermost first. An empty name is the header of a program,
-// whose own trace begins at the left again.
+// whose own trace begins at the left margin again.
 struct Checker {
     std::vector<std::string> open;
     std::ostringstream faults;

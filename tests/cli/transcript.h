@@ -1,4 +1,4 @@
-// A transcript: a plain file that holds a command line and everything that comes of it.
+// A transcript: a plain file that holds a command line and everything that it leads to.
 //
 //     # What this one shows.
 //     [arguments]            the command line, one argument a line
@@ -14,8 +14,8 @@
 //     [status]               the exit status, one number
 //
 // Sections that are left out are empty; status is 0. Without a section "command file" the child
-// must not have been run. {VER} stands for the installation, {CMD} for the command file's name,
-// {WORK} for the current directory.
+// must not have been run. {VER} is the installation, {CMD} the command file's name, and {WORK} the
+// current directory.
 #ifndef TESTS_CLI_TRANSCRIPT_H
 #define TESTS_CLI_TRANSCRIPT_H
 
@@ -39,7 +39,7 @@ struct Transcript {
     int status = 0;
 };
 
-// Reads a transcript; a section that is not one of the above is thrown as a std::runtime_error.
+// Reads a transcript; a section that is not in the list above throws a std::runtime_error.
 Transcript transcript_parse(const std::string &text);
 
 #endif

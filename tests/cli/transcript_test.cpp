@@ -25,7 +25,7 @@ static std::map<std::string, std::string> variablesOf(const std::string &text)
     return variables;
 }
 
-// The rest of `text` behind `front` when it begins with it, or nothing.
+// The rest of `text` after `front` if it begins with it, or nothing.
 static std::string behind(const std::string &text, const std::string &front)
 {
     return text.compare(0, front.size(), front) == 0 ? text.substr(front.size()) : "";

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-// A regular expression that matches the text and nothing else.
+// A regular expression that matches exactly the text.
 inline std::string matching(const std::string &text)
 {
     std::string expression;
@@ -18,7 +18,7 @@ inline std::string matching(const std::string &text)
     return expression;
 }
 
-// The statement must end the run with the report of this check and no other output.
+// The statement must end the run with the report of this check and without other output.
 #define EXPECT_BROKEN_IN(source, statement, expression, line)                                      \
     EXPECT_EXIT(statement, testing::ExitedWithCode(1),                                             \
                 "^" + matching("Assertion failed - " expression " (" source ", line " #line ")") + \

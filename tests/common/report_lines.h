@@ -1,4 +1,4 @@
-// What a report writes to the debug output, for the tests of the containers.
+// The lines that a report writes to the debug output, for the tests of the containers.
 #ifndef TESTS_COMMON_REPORT_LINES_H
 #define TESTS_COMMON_REPORT_LINES_H
 
@@ -42,15 +42,16 @@ inline std::string addressText(const void *p)
     return text;
 }
 
-// Recording is process-wide and never forgets: the death tests of such a fixture each run in a
-// program started anew, whatever ran before in this one.
+// Recording applies to the whole process and is never undone: the death tests of such a fixture
+// each run in a program started anew, whatever ran before in this one.
 class FreshProcessTest : public testing::Test {
   protected:
     void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
     void TearDown() override { GTEST_FLAG_SET(death_test_style, "fast"); }
 };
 
-// Ends a child process: with status 0 when the lines are as expected, else with 1 and what differs.
+// Ends a child process: with status 0 when the lines are as expected, else with 1 and the
+// differences.
 [[noreturn]] inline void exitComparing(const Lines &lines, const Lines &expected)
 {
     for (size_t i = 0; i < lines.size() || i < expected.size(); ++i) {

@@ -8,8 +8,8 @@
 
 #include "common/trace/qzdebug.h"
 
-// The lines of a trace that come from the module `name` (a source file NAME or NAME_...), without
-// location and indent, entries and exits.
+// The lines in the trace from the module `name` (a source file NAME or NAME_...), without location,
+// indentation, entries and exits.
 inline std::vector<std::string> trace_lines_of(const std::string &text, const std::string &name)
 {
     std::vector<std::string> lines;

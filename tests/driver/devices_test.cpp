@@ -17,7 +17,8 @@
 
 namespace fs = std::filesystem;
 
-// The tests can take the program to be on another system, and let temporary files fail to open.
+// The tests can make the program believe that it is on another system, and make temporary files
+// fail to open.
 static uint32_t gMoreOsFlags;
 static bool gNoTempFiles;
 
@@ -50,7 +51,7 @@ class Devices : public InstallationTest {
         return trace_lines_while("devices", action);
     }
 
-    // What a process writes to standard error while it asks the programs, and when it goes on.
+    // The output on standard error while a process asks the programs, and after that.
     template <class Action> static void expectStandardError(Action action, const std::string &text)
     {
         EXPECT_EXIT(
@@ -59,7 +60,7 @@ class Devices : public InstallationTest {
                 fputs("goes on", stderr);
                 fflush(stderr);
                 osdep_removeTempFiles();
-                _exit(testing::Test::HasFailure() ? 1 : 0); // what the action found wrong
+                _exit(testing::Test::HasFailure() ? 1 : 0); // whether the action found a fault
             },
             testing::ExitedWithCode(0), testing::Eq(text + "goes on"));
     }

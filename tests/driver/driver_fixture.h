@@ -1,5 +1,5 @@
-// What the driver's tests share: a fresh option state, captured messages, and argument vectors from
-// and to lists of strings.
+// The fixture of the driver's tests: a fresh option state, captured messages, and conversion of
+// argument vectors from and to lists of strings.
 #ifndef TESTS_DRIVER_DRIVER_FIXTURE_H
 #define TESTS_DRIVER_DRIVER_FIXTURE_H
 
@@ -17,7 +17,7 @@
 
 using Strings = std::vector<std::string>;
 
-inline std::string gMessages; // everything the message system has written during the test
+inline std::string gMessages; // all output of the message system during the test
 
 class DriverTest : public testing::Test {
   protected:
@@ -56,7 +56,7 @@ class DriverTest : public testing::Test {
         return texts;
     }
 
-    // What the handlers make of the arguments, without the final options.
+    // The options that the handlers make of the arguments, without the final options.
     static Strings emitted(const Strings &arguments, OptionFamily family)
     {
         Vector *vector = toVector(arguments);

@@ -1,5 +1,5 @@
-// A staged installation for tests of what asks the suite's programs and data files: a scratch
-// directory that qzinstdir() takes for the version directory, shell scripts for the programs.
+// A staged installation for tests of code that asks the suite's programs and data files: a scratch
+// directory that qzinstdir() takes for the version directory, with shell scripts for the programs.
 #ifndef TESTS_DRIVER_INSTALLATION_FIXTURE_H
 #define TESTS_DRIVER_INSTALLATION_FIXTURE_H
 
@@ -37,7 +37,7 @@ class InstallationTest : public DriverTest {
         return suite + "/" + name;
     }
 
-    // The same for a shell script that can be run.
+    // The same for an executable shell script.
     std::string program(const std::string &name, const std::string &script) const
     {
         const std::string path = file(name, "#!/bin/sh\n" + script);

@@ -1,4 +1,4 @@
-// The way from the arguments to a family and a command, as far as it needs no installation.
+// The way from the arguments to a family and a command, as far as it does not need an installation.
 #include "driver/options_process.h"
 
 #include <gmock/gmock.h>
@@ -80,7 +80,7 @@ TEST_F(OptionsProcess, AnUnknownDeviceEndsTheRunWithMessage2043)
 
 TEST_F(OptionsProcess, TheFirstDeviceOptionDecidesTheFamily)
 {
-    // Outside an installation the driver that was chosen is the one that is missing.
+    // Outside an installation the driver that was chosen is missing.
     expectExit({"-mcpu=elmbig1", "-mcpu=16z20a"}, 1,
                "(2045) could not find executable \"elm-gcc\"\n");
     expectExit({"-mcpu=16z20a", "-mcpu=elmbig1"}, 1, "(2045) could not find executable \"qzm\"\n");

@@ -1,5 +1,5 @@
-// Holds the option table to its rules: the rows in order with flags, group and help text, the index
-// and its lookup.
+// Checks the option table against its rules: the rows in order with flags, group and help text, the
+// index and its lookup.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -501,8 +501,8 @@ const OptionRecord *rowNamed(const char *name)
     std::_Exit(good ? 0 : 1);
 }
 
-// Which of the active rows have the handler that the table gives "-S": all but those that keep
-// their own.
+// Whether the active rows have the handler that the table gives "-S", except those that keep their
+// own.
 void initialiseWithoutHandlers()
 {
     const OptionHandler passThrough = rowNamed("-S")->handler;

@@ -1,5 +1,5 @@
-// What each option becomes for either kind of child: the whole translation, row by row and in every
-// spelling, with the messages each draws.
+// The result of each option for either kind of child: the whole translation, row by row and in
+// every spelling, with the messages of each.
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -20,10 +20,10 @@ namespace {
 
 struct Translation {
     Strings arguments;
-    Strings orb;             // emitted for either ORB family
-    const char *orbMessages; //
-    Strings elm;             // emitted for ELM
-    const char *elmMessages; //
+    Strings orb; // emitted for either ORB family
+    const char *orbMessages;
+    Strings elm; // emitted for ELM
+    const char *elmMessages;
 };
 
 // clang-format off
@@ -698,7 +698,7 @@ TEST_F(OptionsTranslation, EveryRowDoesWhatTheTableSays)
     }
 }
 
-// The whole command of an installed driver, for one option behind the device option.
+// The whole command of an installed driver, for one option after the device option.
 class CompleteCommand : public OptionsTranslation {
   protected:
     void SetUp() override
@@ -796,7 +796,7 @@ TEST_F(CompleteCommand, OfEveryRowForTheOrbFamilies)
         for (const Translation &row : translations) {
             SCOPED_TRACE(std::string(device.device) + " " + row.arguments[0]);
             if (row.arguments[0] == "main.c")
-                continue; // a source brings a pass of its own, see below
+                continue; // a source adds a pass of its own, see below
             resetState();
             EXPECT_EQ(command(device.device, row.arguments), expectedOrb(device.chip, row));
         }
@@ -808,7 +808,7 @@ TEST_F(CompleteCommand, OfEveryRowForElm)
     for (const Translation &row : translations) {
         SCOPED_TRACE(row.arguments[0]);
         if (row.arguments[0] == "--version")
-            continue; // goes to the legacy driver whatever the device
+            continue; // goes to the legacy driver with any device
         resetState();
         EXPECT_EQ(command("-mcpu=elmbig1", row.arguments), expectedElm(row));
     }
@@ -881,7 +881,7 @@ TEST_F(OptionsTranslation, EveryActiveRowWithAHandlerIsCovered)
     for (const OptionRecord *row = options_table(); row->name != nullptr; ++row) {
         if (row->handler == nullptr || (row->flags & optflag::MEMBER) != 0)
             continue;
-        bool covered = row->orb == OPTION_ANSWER; // prints and ends, has tests of its own
+        bool covered = row->orb == OPTION_ANSWER; // prints and ends; it has tests of its own
         for (const Translation &translation : translations)
             covered = covered || option_lookup(translation.arguments[0].c_str(), nullptr) == row;
         EXPECT_TRUE(covered) << row->name;
@@ -976,7 +976,7 @@ TEST_F(OptionsTranslation, OrbFinalOptionsStandInOrder)
               (Strings{"--warn=2", "--std=c90", "--msgdisable=0", "--pass1", "--callgraph=none"}));
 }
 
-// What a handler emits for a row that is in no set that the driver indexes.
+// The options that a handler emits for a row in no set that the driver indexes.
 static Strings emittedByInactive(const char *name, const char *argument, OptionHandler handler,
                                  OptionFamily family)
 {
@@ -1081,7 +1081,7 @@ TEST_F(CompleteCommand, TheTraceTellsWhichFamilyPackIsUsed)
     std::filesystem::remove_all(version_ + "/dfp");
 }
 
-// A scratch directory that is the current one for the length of a test.
+// A scratch directory that is the current one during a test.
 class LibrarySearch : public OptionsTranslation {
   protected:
     void SetUp() override
@@ -1107,7 +1107,7 @@ class LibrarySearch : public OptionsTranslation {
         std::ofstream file(path);
         ASSERT_TRUE(file.good()) << path;
     }
-    // What the arguments give behind the fixed final options.
+    // The options from the arguments, after the fixed final options.
     static Strings libraries(const Strings &arguments)
     {
         Strings all = emittedWithFinal(arguments, FAMILY_ORB10);

@@ -22,7 +22,7 @@ class CommandFile : public ::testing::Test {
         return "@" + path;
     }
 
-    // The arguments behind the program's name; "refused" alone when the reading fails.
+    // The arguments after the program's name; "refused" alone when the reading fails.
     static std::vector<std::string> expand(std::vector<std::string> given)
     {
         std::vector<char *> argv = {const_cast<char *>("prog")};

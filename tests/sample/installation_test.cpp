@@ -1,6 +1,6 @@
-// The staged sample installation: what lies where in it, that all its parts know the same devices,
-// and that the commands which check an installation by building something come out right. CTest
-// stages it before the tests of this program (see CMakeLists.txt).
+// The staged sample installation: its files, that all its parts know the same devices, and that the
+// commands which check an installation by building something give the right results. CTest stages
+// it before the tests of this program (see CMakeLists.txt).
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
@@ -102,7 +102,7 @@ Texts entries(const fs::path &folder)
     return names;
 }
 
-// What each way to ask for devices gives, lower-cased, in its order.
+// The devices from each way to ask for them, in lower case and in its order.
 
 Texts devicesOfXml()
 {
@@ -141,7 +141,7 @@ Texts devicesOfTargetHelp()
     return names;
 }
 
-// The folders between the two lines that enclose them in a preprocessor's output.
+// The folders between the two lines around them in a preprocessor's output.
 Texts searchList(const std::string &output)
 {
     Texts folders;

@@ -1,5 +1,5 @@
-// The files of the sample ORB suite: modules, libraries, and what the linker leaves. What the
-// program's own file identification makes of them is asked, too.
+// The files of the sample ORB suite: modules, libraries, and the outputs of the linker. They are
+// also given to the program's own file identification.
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -106,7 +106,7 @@ std::string libraryOf(const std::vector<std::pair<const char *, std::string>> &m
     return std::string(file.items, file.count);
 }
 
-// Links and gives the messages; `program` is left as it became.
+// Links and returns the messages; `program` holds the result.
 std::string link(OrbProgram *program, const std::vector<OrbModule *> &modules)
 {
     Report report = {};
@@ -301,7 +301,7 @@ TEST(OrbLinker, PlacesCodeAndPutsAddressesIn)
     OrbModule *other = assemble("\tglobal _main\n\tpsect text\n_main:\tret\n"
                                 "\tpsect vars, data\n\tds 3\n");
     EXPECT_EQ(link(&program, {other, assemble(SOURCE)}), "");
-    // clr 0x23 (behind the three bytes of vars), call 0x0A, jmp 0x02; _main: ret; 5 bytes of data
+    // clr 0x23 (after the three bytes of vars), call 0x0A, jmp 0x02; _main: ret; 5 bytes of data
     EXPECT_EQ(hexOf(std::string(program.image.items, program.image.count)), "23220031050000300100"
                                                                             "0100"
                                                                             "0000000000");

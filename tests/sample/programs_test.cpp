@@ -111,7 +111,8 @@ class OrbPrograms : public ::testing::Test {
         return names;
     }
 
-    // Runs a program, its arguments as they are, in the working folder. Nothing temporary may stay.
+    // Runs a program in the working folder, with its arguments unchanged. No temporary file may
+    // remain.
     Result run(const std::string &program, const Texts &arguments) const
     {
         std::string command =

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""scripts/faults finds what it is there for, in commands that have it. Ends with 77 where no
-process can be traced."""
+"""scripts/faults finds each kind of fault in commands that have it. Ends with 77 if processes
+cannot be traced."""
 import pathlib
 import subprocess
 import sys

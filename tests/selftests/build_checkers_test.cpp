@@ -156,7 +156,7 @@ class LibraryChecker : public CheckerTest {
             names.push_back(entry.path().filename());
         return names;
     }
-    // What stands between "-r" and the object in the details.
+    // The words between "-r" and the object in the details.
     std::string library() const
     {
         const Strings words = commandOf("bin/qzm-ar");
@@ -250,7 +250,7 @@ TEST_F(LibraryChecker, ALibrarianKilledWhileExtractingFailsAndTheDirectoryIsPutB
     EXPECT_EQ(recorded(), failed(NOT_TAKEN, "could not execute librarian"));
 }
 
-// The way back is kept open: it does not lead along a path.
+// The way back is an open directory, not a path.
 TEST_F(LibraryChecker, ACurrentDirectoryThatIsMovedMeanwhileIsComeBackTo)
 {
     const std::string first = scratch + "/first";

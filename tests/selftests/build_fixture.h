@@ -1,5 +1,5 @@
-// The installation of the build tests: its tools are shell scripts that write down what they were
-// given and do as they are told.
+// The installation of the build tests: its tools are shell scripts that record their arguments and
+// do as they are told.
 #ifndef TESTS_SELFTESTS_BUILD_FIXTURE_H
 #define TESTS_SELFTESTS_BUILD_FIXTURE_H
 
@@ -20,7 +20,8 @@ class BuildFixture : public InstallationTest {
         write("bin/deviceSupport.xml", DEVICES);
     }
 
-    // A tool that writes its command into "NAME.args", a word a line, and goes on with `text`.
+    // A tool that writes its command into "NAME.args", one word per line, and continues with
+    // `text`.
     void tool(const std::string &name, const std::string &text = "") const
     {
         script(name, "for word in \"$0\" \"$@\"; do printf '%s\\n' \"$word\"; done > " + root +

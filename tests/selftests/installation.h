@@ -1,5 +1,5 @@
-// What the tests of the self-test share: an installation in a scratch directory, made the one that
-// the self-test looks at, and its test cases as plain values.
+// The fixture of the self-test's tests: an installation in a scratch directory that the self-test
+// takes for its own, and its test cases as plain values.
 #ifndef TESTS_SELFTESTS_INSTALLATION_H
 #define TESTS_SELFTESTS_INSTALLATION_H
 
@@ -21,7 +21,7 @@
 namespace fs = std::filesystem;
 using Strings = std::vector<std::string>;
 
-// What a failed case holds; all empty for one that passed.
+// The record of a failed case; all empty for one that passed.
 struct Failure {
     std::string type;
     std::string message;
@@ -64,7 +64,7 @@ class InstallationTest : public testing::Test {
         std::ofstream(root + "/" + name, std::ios::binary) << bytes;
     }
 
-    // The same, and makes it a program.
+    // The same, and makes it executable.
     void script(const std::string &name, const std::string &text) const
     {
         write(name, "#!/bin/sh\n" + text);
@@ -81,7 +81,7 @@ class InstallationTest : public testing::Test {
 
     static std::string text(const char *string) { return string == nullptr ? "" : string; }
 
-    // The cases of a row, whose vector is destroyed. They live on, as in the program.
+    // The cases of a row; their vector is destroyed. The cases live on, as in the program.
     static std::vector<TestCase *> cases(Vector *row)
     {
         std::vector<TestCase *> all;
@@ -105,7 +105,7 @@ class InstallationTest : public testing::Test {
         test->function(test);
         return {text(test->failureType), text(test->failureMessage), text(test->output)};
     }
-    // What the row's only case gives.
+    // The result of the row's only case.
     static Failure runOnly(Vector *row)
     {
         const auto all = cases(row);
@@ -113,7 +113,7 @@ class InstallationTest : public testing::Test {
         return all.empty() ? Failure{} : run(all[0]);
     }
 
-    // From here on this process can open no further file.
+    // From here on this process cannot open another file.
     static void forbidFiles()
     {
         const struct rlimit none = {3, 3};
@@ -125,7 +125,7 @@ class InstallationTest : public testing::Test {
     fs::path before;     // the working directory
 
   private:
-    // Test cases are never freed; here the search for lost memory finds them.
+    // Test cases are never freed; here the leak check can still reach them.
     static std::vector<TestCase *> &kept()
     {
         static auto *all = new std::vector<TestCase *>;

@@ -1,5 +1,5 @@
-// Holds the table of the self-test's words to its rules, and the language that selects its rows.
-// The words and their help as a whole are in tests/cli/selftest/help.txt.
+// Checks the table of the self-test's words against its rules, and the language that selects its
+// rows. All words with their help are in tests/cli/selftest/help.txt.
 #include <algorithm>
 #include <chrono>
 #include <set>
@@ -298,7 +298,7 @@ std::string repeated(const std::string &text, int times)
     return all;
 }
 
-// Lists of 100,000 words and more. Searching what is selected for each would take minutes.
+// Lists of 100,000 words and more. Searching the selection for each word would take minutes.
 TEST(Selection, LongListsTakeTimeInProportion)
 {
     const auto start = std::chrono::steady_clock::now();
@@ -324,7 +324,7 @@ const char *const HELP = "     Option                    Description\n\n"
 
 using SelectionDeathTest = testing::Test;
 
-// Standard output is what the tests of the program look at; here the status is.
+// The tests of the program look at standard output; here only the status is checked.
 TEST(SelectionDeathTest, HelpEndsTheRunWhateverElseTheListHolds)
 {
     for (const char *list : {"help", "help,none", "docs,help", "none,help,nonsense"})

@@ -1,12 +1,12 @@
-// Texts that all have one hash, as somebody may write them on purpose.
+// Texts that all have the same hash, as an attacker may write them.
 #ifndef TESTS_COMMON_BASE_COLLIDING_TEXTS_H
 #define TESTS_COMMON_BASE_COLLIDING_TEXTS_H
 
 #include <string>
 #include <vector>
 
-// Two pairs of characters that add the same to hash_string() (33 x 'A' + 'b' is 33 x 'B' + 'A');
-// and two that also do so to hash_stringNoCase().
+// Two pairs of characters that add the same to hash_string() (33 x 'A' + 'b' is 33 x 'B' + 'A'),
+// and two pairs that also do so with hash_stringNoCase().
 inline constexpr const char *COLLIDING[] = {"Ab", "BA"};
 inline constexpr const char *COLLIDING_NO_CASE[] = {"aa", "b@"};
 

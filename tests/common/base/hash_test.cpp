@@ -29,7 +29,7 @@ static HashTable *textTable(uint32_t size)
     return hash_new_func(size, hash_string, hash_stringCompare, MODULE, 1);
 }
 
-// One bucket for all: the order of a chain shows.
+// One bucket for all, so that the order of a chain shows.
 static uint32_t sameHash(const void *)
 {
     return 7;
@@ -313,7 +313,7 @@ TEST(Hash, ACopyIntoATableKeepsTheTablesOwnFunctions)
 
 TEST(Hash, ACopyOfNothingDestroysTheDestination)
 {
-    // The leak check of a sanitized run notices when it does not.
+    // The leak check of a sanitized run fails if it does not.
     EXPECT_EQ(hash_copy(textTable(3), nullptr, MODULE, 3), nullptr);
     EXPECT_EQ(hash_copy(nullptr, nullptr, MODULE, 3), nullptr);
 }
@@ -340,7 +340,7 @@ static std::vector<uintptr_t> keysOf(const HashTable *table)
     return keys;
 }
 
-// What keysOf() should give: bucket by bucket, oldest first.
+// The expected result of keysOf(): bucket by bucket, oldest first.
 static std::vector<uintptr_t> inBuckets(const std::vector<uintptr_t> &inserted, uint32_t size)
 {
     std::vector<uintptr_t> keys;
@@ -464,7 +464,7 @@ TEST(HashIndex, TextsMadeToCollideCostNoMoreThanOthers)
     EXPECT_LT(std::clock() - start, CLOCKS_PER_SEC);
 }
 
-// How often the comparisons of texts have been called: the linker puts these in their places.
+// The number of calls of the text comparisons. The linker replaces the real functions by these.
 static uint64_t s_compared;
 
 extern "C" {
@@ -486,8 +486,8 @@ int __wrap__Z24hash_stringCompareNoCasePKvS0_(const void *a, const void *b)
     return __real__Z24hash_stringCompareNoCasePKvS0_(a, b);
 }
 
-// Inserts every key with itself as value, looks each up, in a copy, too, and removes it, the newest
-// first: its chain is the longest then. The keys are all in one bucket.
+// Inserts every key with itself as value, looks each up, also in a copy, and removes it, the newest
+// first: its chain is the longest then. All keys are in one bucket.
 static void useEveryKey(HashTable *table, const std::vector<const void *> &keys)
 {
     for (const void *key : keys)
@@ -512,7 +512,7 @@ static void useEveryKey(HashTable *table, const std::vector<const void *> &keys)
 
 static constexpr unsigned KEYS = 32768;
 
-// The comparisons that all of this takes with texts of one hash.
+// The number of comparisons that this takes with texts of one hash.
 static uint64_t comparisonsOf(HashFunction hash, HashCompare compare, const char *const (&pairs)[2])
 {
     const std::vector<std::string> texts = collidingTexts(KEYS, pairs);
@@ -528,7 +528,7 @@ static uint64_t comparisonsOf(HashFunction hash, HashCompare compare, const char
 
 TEST(HashIndex, TextsThatCollideTakeAFewComparisonsEach)
 {
-    // The first of them meet all that came before, until there are too many to be an accident.
+    // The first of them are compared with all before, until there are too many to be an accident.
     static constexpr uint64_t first = 300 * 300 / 2;
     EXPECT_LE(comparisonsOf(hash_string, hash_stringCompare, COLLIDING), first + KEYS * 5);
     EXPECT_LE(comparisonsOf(hash_stringNoCase, hash_stringCompareNoCase, COLLIDING_NO_CASE),
@@ -546,7 +546,7 @@ TEST(HashIndex, TextsThatDifferInCaseAloneStayOneKeyHoweverManyCollide)
     hash_destroy(table);
 }
 
-// Processor time for all of this with pointers that lie `step` apart.
+// Processor time of all this with pointers whose distance is `step`.
 static std::clock_t timeOf(HashFunction hash, uintptr_t step)
 {
     std::vector<const void *> keys;
@@ -577,7 +577,7 @@ TEST(HashIndex, EntriesMayBeRemovedFromTheMiddleOfACollidingChain)
         else
             expected.emplace_back(texts[i], "old");
     }
-    hash_replace(table, texts[3].c_str(), "new"); // the first that is left
+    hash_replace(table, texts[3].c_str(), "new"); // the first one left
     expected.erase(expected.begin());
     expected.emplace_back(texts[3], "new");
     insert(table, texts[2999].c_str(), "again");
@@ -598,7 +598,7 @@ TEST(HashIndex, FindsWhatAMapFindsHoweverTheTableChanges)
         const std::string &key = texts[random() % texts.size()];
         const auto found = map.find(key);
         ASSERT_EQ(hash_get(table, key.c_str()), found == map.end() ? nullptr : found->second);
-        // It fills in the first half and empties in the second.
+        // The table fills in the first half and empties in the second.
         if ((random() % 4 == 0) == (i < 20000)) {
             EXPECT_EQ(hash_remove(table, key.c_str()) != nullptr, found != map.end());
             map.erase(key);

@@ -18,7 +18,7 @@ static std::string taken(char *text)
     return copy;
 }
 
-// What `make` returns, as long as it writes nothing else than `expected` on standard error.
+// The result of `make`, which must write only `expected` to standard error.
 template <class F> static std::string withStderr(const std::string &expected, F make)
 {
     testing::internal::CaptureStderr();
@@ -68,7 +68,7 @@ TEST(MemoryDeathTest, MoreThan32BitsAreOutOfMemoryNotWrapped)
                 "\\(296\\)");
 }
 
-// The address sanitizer keeps its shadow in more address space than the limit leaves.
+// The address sanitizer keeps its shadow in more address space than the limit allows.
 #if defined(__SANITIZE_ADDRESS__)
 #define ADDRESS_SANITIZED 1
 #elif defined(__has_feature)
@@ -78,7 +78,7 @@ TEST(MemoryDeathTest, MoreThan32BitsAreOutOfMemoryNotWrapped)
 #endif
 
 #ifndef ADDRESS_SANITIZED
-// Leaves the process no room for a large block.
+// Leaves the process without room for a large block.
 static void limitMemory()
 {
     const rlimit limit = {256U << 20, 256U << 20};
@@ -91,11 +91,11 @@ TEST(MemoryDeathTest, ExhaustionIsMessage296AndEndsTheRun)
     EXPECT_EXIT(limitMemory(); xmalloc_must(0xF0000000), testing::ExitedWithCode(1), "\\(296\\)");
 }
 
-// Takes every byte there is, so that the report of the exhaustion finds none either.
+// Takes all memory, so that the report of the exhaustion finds none either.
 static void exhaust()
 {
     limitMemory();
-    void *volatile taken = nullptr; // an optimiser drops blocks that nobody looks at
+    void *volatile taken = nullptr; // an optimiser drops blocks that are not used
     for (size_t size = 64U << 20; size >= 16; size /= 2) {
         do
             taken = std::malloc(size);
@@ -126,7 +126,7 @@ TEST(Memory, ConcatenationHoldsBothTexts)
 
 TEST(Memory, StepwiseConcatenationFreesTheFirstArgument)
 {
-    // The leak check of a sanitized run notices when the pieces stay behind.
+    // The leak check of a sanitized run fails if the pieces are not freed.
     char *text = xstrcat("a", "b");
     text = xstrcat_free(text, "c");
     text = xstrcat_free(text, "d");

@@ -22,7 +22,7 @@ static Numbers elements(const NumSet *set)
     return numbers;
 }
 
-// What is left of the top iteration, which ends.
+// The elements that the top iteration has left; it ends.
 static Numbers rest(NumSet *set)
 {
     Numbers numbers;
@@ -87,7 +87,7 @@ TEST_F(NumSetTestDeathTest, AddingTheLargestNumberIsABrokenContract)
     EXPECT_BROKEN(numset_add(first, UINT64_MAX), "numset_canContain(n)", 36);
 }
 
-// Plus one it is 0, which in 32 bits is also 2 to the 32nd.
+// Plus one it is 0, which in 32 bits is the same as 2 to the 32nd.
 TEST_F(NumSetTest, TheLargestNumberIsNeverPresent)
 {
     addAll(first, {0xFFFFFFFF});
@@ -223,7 +223,7 @@ TEST_F(NumSetTestDeathTest, ANullSetIsABrokenContract)
     EXPECT_BROKEN(numset_iterNext(nullptr), "sp != NULL", 198);
     EXPECT_BROKEN(numset_iterDone(nullptr, 0), "sp != NULL", 204);
     EXPECT_BROKEN(numset_id(nullptr), "sp != NULL", 210);
-    numset_destroy(nullptr); // is none
+    numset_destroy(nullptr); // is allowed
 }
 
 TEST_F(NumSetTestDeathTest, OneNullSetOfTwoIsABrokenContract)

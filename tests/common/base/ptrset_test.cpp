@@ -54,7 +54,7 @@ static void addAll(PtrSet *set, const Numbers &numbers)
         ptrset_add(set, number(n));
 }
 
-// Two sets and what comes of them; all are destroyed at the end.
+// Two sets and the results of operations on them; all are destroyed at the end.
 class PtrSetTest : public testing::Test {
   protected:
     PtrSet *first = ptrset_new(nullptr);
@@ -73,7 +73,7 @@ class PtrSetTest : public testing::Test {
         addAll(second, b);
     }
 
-    // What is left of the top iteration, which ends.
+    // The elements that the top iteration has left; it ends.
     static Numbers rest(PtrSet *set)
     {
         Numbers numbers;
@@ -565,7 +565,7 @@ TEST_F(PtrSetTestDeathTest, ANullSetIsABrokenContract)
     EXPECT_BROKEN(ptrset_iterDone(nullptr, 0), "sp != NULL", 470);
     EXPECT_BROKEN(ptrset_getCmpFunc(nullptr), "sp != NULL", 110);
     EXPECT_BROKEN(ptrset_id(nullptr), "sp != NULL", 116);
-    ptrset_destroy(nullptr); // is none
+    ptrset_destroy(nullptr); // is allowed
 }
 
 TEST_F(PtrSetTestDeathTest, OneNullSetOfTwoIsABrokenContract)

@@ -62,7 +62,7 @@ class SkipListTest : public testing::Test {
         skiplist_destroy(list);
     }
 
-    // Makes the list one with these functions.
+    // Gives the list these functions.
     void useFunctions(SkipHash hash, SkipCompare compare)
     {
         skiplist_destroy(list);
@@ -343,7 +343,7 @@ TEST(SkipList, NothingIsCopiedOrDestroyedOfNull)
     skiplist_destroy(nullptr);
 }
 
-// Whole contents, and the answers for absent keys, after many operations in no order.
+// The whole content, and the answers for absent keys, after many operations in random order.
 TEST_F(SkipListTest, BehavesAsAnOrderedMapDoes)
 {
     std::mt19937 random(5);
@@ -424,7 +424,7 @@ TEST_F(SkipListTest, APresentKeyDrawsNoLevel)
     EXPECT_EQ(s_draws, before);
 }
 
-// In a process of its own: the generator is one for all lists.
+// In a process of its own, because all lists share the generator.
 [[noreturn]] static void exitWithTheFirstLevels()
 {
     s_draws = 0;
@@ -438,8 +438,8 @@ TEST_F(SkipListTest, APresentKeyDrawsNoLevel)
     const std::vector<uint32_t> secondLevels = {1, 1, 1, 1, 1, 1, 1, 1, 1, 1,
                                                 1, 1, 1, 2, 1, 1, 1, 1, 1, 1};
     const bool same = levelsOf(first) == firstLevels && levelsOf(second) == secondLevels;
-    // The one discarded, one a node, and three more where a node rose and was not stopped by the
-    // list's level.
+    // One that is discarded, one per node, and three more where a node rose and the list's level
+    // did not stop it.
     const bool counted = s_draws == 44 && s_seeds == std::vector<unsigned>{0};
     std::_Exit(untouched && same && counted ? 0 : 1);
 }
@@ -504,7 +504,7 @@ TEST_F(SkipListTestDeathTest, RemovingANodeWithoutAPredecessorIsABrokenContract)
 
 static SkipList *s_damaged;
 
-// Damages what the search has found so far.
+// Damages the result of the search so far.
 static int32_t damagingOrder(const void *a, const void *b)
 {
     s_damaged->update[1] = nullptr;
@@ -517,7 +517,7 @@ TEST_F(SkipListTestDeathTest, InsertingANodeWithoutAPredecessorIsABrokenContract
     s_damaged = list;
     const auto insertMany = [this] {
         s_alwaysRise = true;
-        insert(1, 1); // levels 1 and 2, behind the head
+        insert(1, 1); // levels 1 and 2, after the head
         s_alwaysRise = false;
         for (uintptr_t key = 1000; key > 1; --key)
             insert(key, key);

@@ -64,13 +64,13 @@ TEST(StringCache, AnAdoptedTextIsKeptWithoutACopy)
     char *text = heapCopy("adopted for the first time");
     EXPECT_EQ(cache_adopt(text), text);
     EXPECT_EQ(cache_string("adopted for the first time"), text);
-    EXPECT_EQ(cache_adopt(text), text); // already its own
+    EXPECT_EQ(cache_adopt(text), text); // already interned
     EXPECT_EQ(cache_adopt(nullptr), nullptr);
 }
 
 TEST(StringCache, AnAdoptedTextThatIsThereAlreadyIsFreed)
 {
-    // The leak check of a sanitized run notices when it is not.
+    // The leak check of a sanitized run fails if it is not.
     const char *there = cache_string("there already");
     EXPECT_EQ(cache_adopt(heapCopy("there already")), there);
 }
@@ -223,7 +223,7 @@ TEST(StringCache, AResultLongerThanTheBufferIsFormattedAgainAndWhole)
 
 TEST(StringCache, ALongFormatIsTakenWhole)
 {
-    // Ten times its length outgrows the buffer before anything is written.
+    // Ten times its length exceeds the buffer before anything is written.
 #define BLANKS_100                                                                                 \
     "          "                                                                                   \
     "          "                                                                                   \

@@ -32,7 +32,7 @@ static bool s_refuseMemory;
 extern "C" void *__real__Z7xmallocj(uint32_t size);
 extern "C" void *__wrap__Z7xmallocj(uint32_t size);
 
-// As xmalloc() is when the report of exhausted memory returns.
+// Like xmalloc() when the report of exhausted memory returns.
 void *__wrap__Z7xmallocj(uint32_t size)
 {
     return s_refuseMemory ? nullptr : __real__Z7xmallocj(size);
@@ -213,7 +213,7 @@ TEST_F(TallyTest, AClearedTableStartsAgain)
     EXPECT_EQ(top(), (Counts{{"b", 2}, {"a", 1}}));
 }
 
-// The counts of all keys, and of those the top list shows, after many adds in no order.
+// The counts of all keys, and of those in the top list, after many adds in random order.
 TEST_F(TallyTest, CountsAsAMapDoes)
 {
     std::mt19937 random(11);

@@ -377,7 +377,7 @@ TEST_F(VectorTest, RemovingTheElementUnderAnIteratorGoesOnWithItsFollower)
 {
     vec_iterStart(v);
     EXPECT_EQ(next(v), "a");
-    vec_remove(v, B); // the one to come
+    vec_remove(v, B); // the next one
     EXPECT_EQ(next(v), "c");
     vec_remove(v, C); // the one just returned
     EXPECT_EQ(next(v), "d");

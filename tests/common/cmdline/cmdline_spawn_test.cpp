@@ -1,6 +1,6 @@
-// Running the command: what command files hold, which way the arguments go, what is shown, and what
-// comes back. Each case runs in a process of its own, whose outputs and exit status are compared
-// whole; the child that it runs writes down what it was given.
+// Running the command: the content of command files, the way of the arguments, the display, and the
+// status. Each case runs in a process of its own, whose outputs and exit status are compared as a
+// whole. The child that it runs records its arguments.
 #include "common/cmdline/cmdline.h"
 
 #include <csignal>
@@ -30,8 +30,8 @@ using Strings = std::vector<std::string>;
 
 static const char CHILD[] = QZM_RECORDING_CHILD;
 
-// fopen() fails while this is set: nothing else keeps a file that was just created from being
-// opened.
+// fopen() fails while this is set. There is no other way to make the opening of a file fail that
+// was just created.
 static bool refuseToOpen;
 
 extern "C" FILE *__real_fopen(const char *name, const char *mode);
@@ -61,7 +61,7 @@ static std::string contents(const std::filesystem::path &path)
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// What a command file was named differs each time.
+// The name of a command file differs each time.
 static std::string with_name_masked(const std::string &text)
 {
     return std::regex_replace(text, std::regex("/tmp/qz[A-Za-z0-9]{7}\\.cmd"), "NAME.cmd");
@@ -84,7 +84,7 @@ class CmdlineSpawn : public testing::Test {
 
     void TearDown() override { std::filesystem::remove_all(scratch); }
 
-    // Runs `action` in a process of its own, which ends with what it returns.
+    // Runs `action` in a process of its own, which ends with the result of `action`.
     Outcome outcome_of(const std::function<int()> &action) const
     {
         const pid_t process = fork();
@@ -116,7 +116,7 @@ class CmdlineSpawn : public testing::Test {
         return status;
     }
 
-    // The arguments that the child was given.
+    // The arguments of the child.
     Strings received() const
     {
         Strings arguments;
@@ -126,7 +126,7 @@ class CmdlineSpawn : public testing::Test {
         return arguments;
     }
 
-    // The bytes of the command file that these arguments are written to.
+    // The bytes of the command file that is written for these arguments.
     std::string file_of(Strings arguments) const
     {
         arguments.insert(arguments.begin(), CHILD);
@@ -202,7 +202,7 @@ TEST_F(CmdlineSpawn, NeverPassesTheArgumentsAsTheyAre)
     EXPECT_EQ(received(), Strings({CHILD, "a b", "", "'\\"}));
 }
 
-// A command whose driver, arguments and separators have this length together.
+// A command whose driver, arguments and separators together have this length.
 static Strings command_of_length(size_t length)
 {
     Strings command = {CHILD};
@@ -421,7 +421,7 @@ TEST_F(CmdlineSpawn, ACommandFileThatCannotBeOpenedIsAFatalError)
     EXPECT_EQ(received(), Strings());
 }
 
-// The trace of a case that ends with a fatal error, whose text goes nowhere.
+// The trace of a case that ends with a fatal error, whose text is discarded.
 static Strings trace_of_failure(const std::function<int()> &spawning)
 {
     alert_setOutputHook([](const char *) {});
@@ -458,7 +458,7 @@ TEST_F(CmdlineSpawn, TracesWhyNothingIsRun)
 
 TEST_F(CmdlineSpawn, ACommandFileThatCannotBeWrittenIsAFatalErrorAndNothingIsRun)
 {
-    // Both a file that overflows while it is written, and one that does so when it is closed.
+    // A file that overflows while it is written, and one that overflows when it is closed.
     for (const size_t length : {size_t{1'000'000}, size_t{2'000}}) {
         const auto run = [length] {
             std::signal(SIGXFSZ, SIG_IGN);

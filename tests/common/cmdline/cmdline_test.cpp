@@ -1,5 +1,5 @@
-// Taking in a command line: the splitter of response files, their nesting, escapes, the driver's
-// order of events.
+// Taking in a command line: the splitter of response files, their nesting, escapes, and the order
+// of the driver's steps.
 #include "common/cmdline/cmdline.h"
 
 #include <cstdint>
@@ -65,7 +65,7 @@ class Cmdline : public testing::Test {
         std::ofstream(name, std::ios::binary) << text;
     }
 
-    // A file of separators and a text behind them.
+    // A file of separators with a text after them.
     static void write_padded(const std::string &name, size_t separators, const std::string &text)
     {
         write(name, "");
@@ -81,7 +81,7 @@ class Cmdline : public testing::Test {
         EXPECT_GE(oldInput, 0);
     }
 
-    // What cmdline_readArgs() makes of `text`: all entries, the first included.
+    // The entries that cmdline_readArgs() makes of `text`, including the first.
     Strings read(const std::string &text, int singleLine = 0)
     {
         write("input", text);
@@ -98,7 +98,7 @@ class Cmdline : public testing::Test {
         return strings;
     }
 
-    // What cmdline_args() makes of a command line.
+    // The arguments that cmdline_args() makes of a command line.
     static Strings intake(Strings arguments, CmdlineVisitor visitor = nullptr)
     {
         arguments.insert(arguments.begin(), "qzm-cc");
@@ -111,7 +111,7 @@ class Cmdline : public testing::Test {
         return strings;
     }
 
-    // What a response file of this content gives.
+    // The arguments from a response file with this content.
     static Strings expand(const std::string &text)
     {
         write("response", text);
@@ -424,7 +424,7 @@ TEST_F(CmdlineResponseFile, IsExpandedInsideAnotherInPlace)
 
 TEST_F(CmdlineResponseFile, HasItsEscapesTakenOffTwice)
 {
-    // Once by the splitter, once as an argument.
+    // Once by the splitter, and once as an argument.
     EXPECT_EQ(expand("a\\\\\\\\b 'c\\\\ d' \\\\n"), Strings({"a\\b", "c d", "\\n"}));
 }
 
@@ -581,7 +581,7 @@ TEST_F(CmdlineResponseFile, AMessageFileCannotSoftenTheEnd)
         alert_loadFile("en_msgs.txt");
         intake({"@a"});
     };
-    // The kind is that of the file only when nothing was said before in this process.
+    // The kind comes from the file only if this process has not raised a message before.
     EXPECT_EXIT(run(), ExitedWithCode(1),
                 testing::MatchesRegex("\\(918\\) file \"a\" is a loop( \\(warning\\))?\n"));
 }
@@ -600,7 +600,7 @@ TEST_F(CmdlineResponseFile, FilesThatMultiplyEndTheRun)
 
 TEST_F(CmdlineResponseFile, ManyNamesDeepInsideEndTheRun)
 {
-    // Each would be compared with all the files around it, though none of them is read.
+    // Each is compared with all the files around it, although none of them is read.
     write_chain(99);
     std::filesystem::create_directory("directory");
     std::string names;
@@ -621,7 +621,7 @@ static constexpr size_t MEBIBYTE = 1024 * 1024;
 
 TEST_F(CmdlineResponseFile, AllOfThemMayCost64Mebibytes)
 {
-    // Each byte counts, each file at least 4096, each argument 256 more.
+    // Each byte counts, each file counts at least 4096, and each argument 256 more.
     write("small", "");
     write_padded("most", 64 * MEBIBYTE - 4096, "");
     EXPECT_EQ(intake({"@most", "@small", "a"}), Strings({"a"}));

@@ -1,4 +1,4 @@
-// Message files: their format, where they are searched for, and what a hostile one can do.
+// Message files: their format, where they are searched for, and the effects of hostile ones.
 #include "common/diagnostics/alert.h"
 
 #include <csignal>
@@ -20,7 +20,7 @@ namespace {
 
 class AlertFile : public AlertTest {
   protected:
-    // Loads a file with these bytes and tells what is known of the numbers.
+    // Loads a file with these bytes and describes the messages with these numbers.
     Outcome load(const std::string &bytes, const std::vector<uint32_t> &numbers) const
     {
         writeFile(scratch / "m", bytes);
@@ -357,7 +357,7 @@ TEST_F(AlertFile, AFileOfTooManyMalformedLinesIsNotReadOn)
 #endif
 #endif
 #ifdef __SANITIZE_ADDRESS__
-const long MEMORY_LIMIT = 400 * 1024; // KiB; freed memory is kept for a while
+const long MEMORY_LIMIT = 400 * 1024; // KiB; the sanitizer keeps freed memory for a while
 #else
 const long MEMORY_LIMIT = 32 * 1024;
 #endif
@@ -482,7 +482,8 @@ TEST_F(AlertFileSearch, AFileWithoutReadPermissionEndsTheReload)
     std::filesystem::permissions(scratch, std::filesystem::perms(0755));
     std::filesystem::permissions(scratch / "en_msgs.txt", std::filesystem::perms::none);
     EXPECT_EQ(run([] {
-                  // A changed user cannot be examined for leaks, so it leaves at once.
+                  // A process that has changed its user cannot be checked for leaks, so it leaves
+                  // at once.
                   exitpath_setRoutine([](int status) { _exit(status); });
                   if (geteuid() == 0 && seteuid(65534) != 0)
                       _exit(97);
@@ -596,7 +597,7 @@ TEST_F(AlertFile, NothingIsWrittenBeforeANumberIsAskedFor)
                   struct rlimit limit;
                   getrlimit(RLIMIT_FSIZE, &limit);
                   const struct rlimit none = {0, limit.rlim_max};
-                  setrlimit(RLIMIT_FSIZE, &none); // a write would be a signal
+                  setrlimit(RLIMIT_FSIZE, &none); // a write would cause a signal
                   alert_reload();
                   setrlimit(RLIMIT_FSIZE, &limit);
                   sayText(917);
@@ -647,7 +648,7 @@ TEST_F(AlertFile, OnAFullDiskTheCatalogueIsTakenFromTheProgramAndNothingIsLeft)
                   alert_raiseNumber(917);
                   std::ofstream out(names);
                   for (const std::string &name : temporaryFiles()) {
-                      std::error_code gone; // another program's, perhaps
+                      std::error_code gone; // perhaps of another program
                       if (!before.contains(name) && std::filesystem::file_size(name, gone) == 4096)
                           out << name << "\n";
                   }
@@ -656,8 +657,8 @@ TEST_F(AlertFile, OnAFullDiskTheCatalogueIsTakenFromTheProgramAndNothingIsLeft)
     EXPECT_EQ(readFile(names), "");
 }
 
-// The path of the file that could not be written is not used again: it is no longer there, neither
-// the file nor the text of the path. The trace shows what is left of it.
+// The path of the file that could not be written is not used again: neither the file nor the text
+// of the path exists any more. The trace shows what remains of it.
 TEST_F(AlertFile, OnAFullDiskTheTemporaryFileIsForgotten)
 {
     EXPECT_EQ(run([] {

@@ -1,5 +1,5 @@
-// What the tests of the message system share: each case runs in a process of its own, since the
-// tables, rules and counts live to the end of a run, and its standard error is compared whole.
+// The fixture of the message system's tests. Each case runs in a process of its own, since the
+// tables, rules and counts live to the end of a run. Its standard error is compared as a whole.
 #ifndef TESTS_COMMON_DIAGNOSTICS_ALERT_FIXTURE_H
 #define TESTS_COMMON_DIAGNOSTICS_ALERT_FIXTURE_H
 
@@ -58,7 +58,7 @@ class AlertTest : public testing::Test {
 
     std::string pathOf(const std::string &name) const { return (scratch / name).string(); }
 
-    // Runs `body` in a fresh process. It ends with status 0 unless it ends itself.
+    // Runs `body` in a fresh process. Its status is 0 unless `body` ends it.
     Outcome run(const std::function<void()> &body) const
     {
         const std::string errors = pathOf("stderr");

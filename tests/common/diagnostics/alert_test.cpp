@@ -707,7 +707,7 @@ TEST_F(AlertRule, ClearForgetsTheRulesOfTheTopMapOnly)
             alert_control(0, ALERT_PUSH_RULES);
             alert_control(0, ALERT_CLEAR_RULES);
             sayKind(2044);
-            alert_control(3000, ALERT_RULE_HIDE); // a slot behind those that were cleared
+            alert_control(3000, ALERT_RULE_HIDE); // a slot after those that were cleared
             sayKind(2044);
             alert_control(0, ALERT_POP_RULES);
             sayKind(2044);

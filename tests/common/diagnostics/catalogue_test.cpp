@@ -1,5 +1,5 @@
-// The catalogue common/diagnostics/en_msgs.txt: its form, and that the program's own reader takes
-// it whole.
+// The catalogue common/diagnostics/en_msgs.txt: its form, and that the program's own reader accepts
+// all of it.
 #include <cstdlib>
 #include <fstream>
 #include <map>
@@ -48,7 +48,7 @@ std::vector<Message> catalogue()
     return messages;
 }
 
-// "kind level text" of a record, and what the catalogue's kind field makes of it.
+// "kind level text" of a record, and the same from the catalogue's kind field.
 std::string describe(uint32_t kind, int32_t level, const std::string &text)
 {
     return std::to_string(kind) + " " + std::to_string(level) + " " + text;
@@ -74,7 +74,8 @@ std::string lookedUp(unsigned number)
     return text;
 }
 
-// The first conversion of `text` that is not one of those the suite uses; empty when there is none.
+// The first conversion of `text` that the suite does not use; empty when there is no such
+// conversion.
 std::string strangeConversion(const std::string &text)
 {
     for (size_t at = text.find('%'); at != std::string::npos; at = text.find('%', at)) {
@@ -193,7 +194,7 @@ TEST(Catalogue, EveryMessageIsLookedUpAsItIsWritten)
         EXPECT_EQ(lookedUp(message.number), describe(message)) << message.number;
 }
 
-// What the program's behaviour rests on: these numbers keep their kind and text.
+// The program's behaviour depends on these numbers: they keep their kind and text.
 TEST(Catalogue, MessagesThatTheProgramRaisesKeepTheirKindAndText)
 {
     const Message fixed[] = {

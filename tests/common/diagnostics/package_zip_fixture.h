@@ -1,5 +1,5 @@
-// A scratch directory with packages in it, what other programs read in them, and archives made byte
-// by byte.
+// A scratch directory with packages, the members that other programs read in them, and archives
+// made byte by byte.
 #ifndef TESTS_COMMON_DIAGNOSTICS_PACKAGE_ZIP_FIXTURE_H
 #define TESTS_COMMON_DIAGNOSTICS_PACKAGE_ZIP_FIXTURE_H
 
@@ -26,7 +26,7 @@ namespace fs = std::filesystem;
 
 using Strings = std::vector<std::string>;
 
-// Goes through the steps as a caller does; returns those that failed, in order.
+// Runs the steps as a caller does; returns those that failed, in order.
 inline Strings append(const fs::path &path, const std::string &member, const fs::path &file)
 {
     Strings failed;
@@ -75,8 +75,8 @@ inline std::string output_of(const std::string &command)
     return status == 0 ? output : output + "[status " + std::to_string(WEXITSTATUS(status)) + "]";
 }
 
-// What Python reads: a line "name:size" for every member, and the comment. All contents are
-// checked against their sums.
+// Python's view: a line "name:size" for every member, and the comment. All contents are checked
+// against their sums.
 inline std::string listing(const fs::path &path)
 {
     return output_of("python3 -c 'import sys,zipfile\n"
@@ -87,7 +87,7 @@ inline std::string listing(const fs::path &path)
                      path.string() + "'");
 }
 
-// What a process made for it returns, 0-255; 1000 + n when signal n killed it.
+// The result of `action` in a process of its own, 0-255; 1000 + n when signal n killed it.
 inline int in_child(const std::function<int()> &body)
 {
     const pid_t child = fork();
@@ -120,7 +120,8 @@ class PackageZip : public testing::Test {
         return found;
     }
 
-    // An existing package that must fail so and stay as it is, with nothing left beside it.
+    // Expects that appending to an existing package fails in this way, and that the package stays
+    // as it is, without other files beside it.
     void expect_refused(const std::string &bytes, const Strings &failed)
     {
         put(path, bytes);
@@ -152,7 +153,7 @@ struct Archive {
         uint64_t flags = 0;
         int64_t offsetLie = 0; // added to what is true
         int64_t sizeLie = 0;
-        int64_t commentLie = 0; // length of the entry's comment, of which there is none
+        int64_t commentLie = 0; // length of the entry's comment, which is empty
     };
     std::vector<Member> members;
     std::string comment;

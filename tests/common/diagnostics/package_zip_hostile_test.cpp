@@ -1,5 +1,5 @@
-// Existing packages that are none, are damaged, or lie about themselves; and those that are merely
-// unusual.
+// Existing files that are not packages, damaged packages, packages with false figures, and merely
+// unusual packages.
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -67,7 +67,7 @@ TEST_F(PackageZip, RefusesAnEndRecordThatLies)
         for (auto field : {&Archive::countLie, &Archive::sizeLie, &Archive::offsetLie,
                            &Archive::commentLie, &Archive::locatorLie})
             for (const int64_t lie : {-0xffff, -3, -1, 1, 2, 50, 0x7000, 0x7fffffff}) {
-                // An offset that is too low speaks of something in front of the archive.
+                // An offset that is too low means that something comes before the archive.
                 if ((lie < 0 && field == &Archive::offsetLie && !zip64) ||
                     (field == &Archive::locatorLie && !zip64))
                     continue;
@@ -114,7 +114,7 @@ TEST_F(PackageZip, RefusesMembersThatCannotBeWhereTheySay)
     }
 }
 
-// Everything about it is in order; names, extra fields and comments are holes in the file.
+// Everything about it is correct; names, extra fields and comments are holes in the file.
 TEST_F(PackageZip, RefusesADirectoryBeyondAllBounds)
 {
     const uint64_t count = 350;

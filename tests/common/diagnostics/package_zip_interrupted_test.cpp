@@ -1,5 +1,5 @@
-// The program is stopped, and each of its system calls on files made to fail, at every point of an
-// append: what is found afterwards is the old package or the new one, whole.
+// The program is killed, and each of its system calls on files fails, at every point of an append:
+// afterwards there is the old package or the new one, complete.
 #include <cerrno>
 #include <csignal>
 
@@ -121,8 +121,8 @@ bool concerns_files(unsigned long long call)
     return false;
 }
 
-// Runs the child with its call number `target` on files failing for want of space. Returns its
-// exit status, or -1 when it has fewer such calls.
+// Runs the child with its call number `target` on files failing for lack of space. Returns its exit
+// status, or -1 when it has fewer such calls.
 int run_with_failure(pid_t child, int target)
 {
     int calls = 0;
@@ -135,7 +135,7 @@ int run_with_failure(pid_t child, int target)
         ptrace(PTRACE_GETREGS, child, nullptr, &registers);
         const bool fails = concerns_files(registers.orig_rax) && ++calls == target;
         if (fails) {
-            registers.orig_rax = ~0ULL; // no call at all
+            registers.orig_rax = ~0ULL; // the call is not carried out
             ptrace(PTRACE_SETREGS, child, nullptr, &registers);
         }
         status = next_stop(child);

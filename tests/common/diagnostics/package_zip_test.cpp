@@ -1,5 +1,5 @@
-// The package as its users see it: what comes in, who may touch it, and that nobody is in the way
-// of anybody else.
+// The package as its users see it: its content, its permissions, and that several users do not
+// disturb each other.
 #include <algorithm>
 #include <csignal>
 #include <random>
@@ -29,7 +29,8 @@ std::string random_bytes(size_t size)
     return bytes;
 }
 
-// Appends as somebody who is not above permissions; those that failed, as bits in their order.
+// Appends as a user who is subject to permissions; returns those that failed, as bits in their
+// order.
 int failures_of_a_plain_user(const fs::path &path, const fs::path &file)
 {
     return in_child([&] {
@@ -242,7 +243,7 @@ TEST_F(PackageZip, FailsEveryStepThatIsOutOfTurn)
 
     package = package_claim(path.c_str());
     EXPECT_EQ(package_exists(package), 1);
-    EXPECT_EQ(package_startWriter(package), 0); // there is one
+    EXPECT_EQ(package_startWriter(package), 0); // one is already open
     EXPECT_EQ(package_openReader(package), 1);
     EXPECT_EQ(package_openReader(package), 0);
     EXPECT_EQ(package_toWriter(package), 1);
@@ -327,8 +328,8 @@ TEST_F(PackageZip, IsRefusedInADirectoryThatTakesNoFile)
     const std::string before = bytes_of(path);
     ASSERT_EQ(chmod(path.c_str(), 0666), 0);
     ASSERT_EQ(chmod(root.c_str(), 0555), 0);
-    EXPECT_EQ(failures_of_a_plain_user(path, file), 0b111010);             // no writer
-    EXPECT_EQ(failures_of_a_plain_user(root / "new.zip", file), 0b000100); // no start
+    EXPECT_EQ(failures_of_a_plain_user(path, file), 0b111010);             // without a writer
+    EXPECT_EQ(failures_of_a_plain_user(root / "new.zip", file), 0b000100); // without a start
     EXPECT_TRUE(bytes_of(path) == before);
     EXPECT_EQ(names(), (std::set<std::string>{"p.zip", "trace.out"}));
     ASSERT_EQ(chmod(root.c_str(), 0755), 0);

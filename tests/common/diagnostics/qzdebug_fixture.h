@@ -1,5 +1,5 @@
-// Tests of the debug facility, which is configured once a process: each works in a process of its
-// own, in a scratch directory.
+// Tests of the debug facility. It is configured once per process, so each test works in a process
+// of its own, in a scratch directory.
 #ifndef TESTS_COMMON_DIAGNOSTICS_QZDEBUG_FIXTURE_H
 #define TESTS_COMMON_DIAGNOSTICS_QZDEBUG_FIXTURE_H
 
@@ -28,7 +28,7 @@ struct Outcome {
     int status;          // exit status; 1000 and the signal when it was killed
     std::string output;  // standard output
     std::string errors;  // standard error
-    std::string answers; // what the process passed to answer()
+    std::string answers; // passed by the process to answer()
 };
 
 inline std::string contents(const fs::path &path)
@@ -80,7 +80,7 @@ class QzdebugProcess : public testing::Test {
             action();
             fclose(answersOfProcess);
             fflush(nullptr);
-            gDebugFlags = 0; // the trace is to hold what the action did
+            gDebugFlags = 0; // the trace must hold the action's lines only
             osdep_removeTempFiles();
             _exit(0);
         }

@@ -13,7 +13,7 @@ namespace {
 
 class QzdebugOptions : public QzdebugProcess {
   protected:
-    // What parsing one option says on standard error.
+    // The messages of parsing one option on standard error.
     std::string complaintsOf(const char *text) const
     {
         return inProcess([text] { qzdebug_parse(text); }).errors;

@@ -5,8 +5,8 @@
 #include "common/diagnostics/qzdebug_options.h"
 #include "qzdebug_fixture.h"
 
-// The program is linked so that these stand before the real functions (see CMakeLists.txt): the
-// debugger is there or not as the test says, and what would be run under it is noted.
+// The linker replaces the real functions by these (see CMakeLists.txt): the test decides whether
+// there is a debugger, and the command to be run under it is noted.
 
 namespace {
 
@@ -30,7 +30,7 @@ int __wrap__Z16osdep_fileExistsPKc(const char *path)
     return __real__Z16osdep_fileExistsPKc(path);
 }
 
-// Notes the arguments and, in the place of the command file's name, what is in it.
+// Notes the arguments, with the content of the command file in place of its name.
 int __wrap__Z11osdep_spawnPKcPKPc(const char *program, char *const *argv)
 {
     if (s_debugger != NOTED)

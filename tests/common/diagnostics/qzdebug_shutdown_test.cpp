@@ -20,7 +20,7 @@ class QzdebugShutdown : public QzdebugProcess {
     static void run(const char *option)
     {
         qzdebug_parse(option);
-        gDebugFlags &= ~DEBUG_TRACE; // nothing but what is written here
+        gDebugFlags &= ~DEBUG_TRACE; // only the line written here
         qzdebug_setComponent("qzm-cc");
         trace_puts("hello");
         qzdebug_shutdown();
@@ -31,7 +31,7 @@ class QzdebugShutdown : public QzdebugProcess {
         return inProcess([&] { run(option.c_str()); });
     }
 
-    // What the end of the run complains about.
+    // The complaints at the end of the run.
     std::string complaintsOf(const std::string &option) const
     {
         const Outcome outcome = outcomeOf(option);
@@ -49,7 +49,7 @@ class QzdebugShutdown : public QzdebugProcess {
         std::ofstream(work() / name, std::ios::binary) << bytes;
     }
 
-    // What is in the way of the package stays as it is, and there is one complaint about it.
+    // A file in the way of the package stays as it is, and there is one complaint about it.
     void expectUntouched(const char *what)
     {
         const std::string before = contents(work() / "p.zip");
@@ -62,7 +62,7 @@ class QzdebugShutdown : public QzdebugProcess {
     }
 };
 
-// As the driver leaves early.
+// In the way in which the driver leaves early.
 void leave(int status)
 {
     qzdebug_shutdown();
@@ -209,7 +209,8 @@ TEST_F(QzdebugShutdown, WithoutTheOptionNothingHappens)
     EXPECT_EQ(files(), Names{});
 }
 
-// A file that the user named is packed once, by the driver; the default files are each program's.
+// A file that the user named is packed once, by the driver; each program packs its own default
+// file.
 TEST_F(QzdebugShutdown, AUsersFileIsTheDriversAloneAndADefaultFileAnybodys)
 {
     const auto end = [&](const char *component, const char *option) {
@@ -250,7 +251,7 @@ TEST_F(QzdebugShutdown, AClosedTraceIsReportedAsTheAssertModeSays)
     for (const auto &item : cases) {
         const Outcome outcome = inProcess([&] {
             exitpath_setRoutine(leave);
-            puts("before the end"); // is not to be lost
+            puts("before the end"); // this must not be lost
             run(item.option);
         });
         EXPECT_EQ(outcome.errors, item.errors) << item.option;
@@ -259,7 +260,7 @@ TEST_F(QzdebugShutdown, AClosedTraceIsReportedAsTheAssertModeSays)
     }
 }
 
-// The fatal message leaves by the way that has just been taken.
+// The fatal message would leave by the way that is already being taken.
 TEST_F(QzdebugShutdown, AFatalCheckOnTheWayOutDoesNotComeBack)
 {
     fs::create_directory(work() / "qzm-cc-1.out");
@@ -331,7 +332,7 @@ TEST_F(QzdebugShutdown, ATraceThatIsNoFileIsNotAdded)
     EXPECT_EQ(files(), Names{});
 }
 
-// A package that may be read and not written to: every later step fails, too.
+// A package that can be read but not written to: every later step fails, too.
 TEST_F(QzdebugShutdown, EveryFailingStepIsSaidInItsOrder)
 {
     EXPECT_EQ(complaintsOf("on,zip:p.zip"), "");
@@ -340,7 +341,7 @@ TEST_F(QzdebugShutdown, EveryFailingStepIsSaidInItsOrder)
     fs::permissions(work(), fs::perms::all);
     fs::permissions(root, fs::perms{0755});
     const Outcome outcome = inProcess([] {
-        if (geteuid() == 0 && setuid(65534) != 0) // to root nothing is read-only
+        if (geteuid() == 0 && setuid(65534) != 0) // root may write to everything
             _exit(98);
         run("on,zip:+p.zip,out:x");
     });

@@ -74,7 +74,7 @@ std::string elf(int elfClass, unsigned machine)
     return header.replace(18, 2, number(machine, 2));
 }
 
-// A scratch directory with the trace of everything done in it.
+// A scratch directory, and the trace of every action in it.
 class FileUtils : public ::testing::Test {
   protected:
     void SetUp() override
@@ -264,7 +264,7 @@ TEST_F(FileUtils, LibrariesAreClassifiedByTheirModules)
             EXPECT_EQ(type(std::string("x.") + extension, kinds[i]), words[i]) << extension << i;
 }
 
-// No writer ever comes to the pipe: to open it would be to wait for ever.
+// No writer ever opens the pipe, so to open it would be to wait for ever.
 TEST_F(FileUtils, PipesAndDevicesAreNotOpened)
 {
     const std::pair<const char *, uint64_t> words[] = {
@@ -551,7 +551,7 @@ TEST_F(FileUtils, NoTruncatedObjectFilePasses)
         EXPECT_EQ(ofStream(fileid_is_obj_fp, object.substr(0, length)), 0) << length;
 }
 
-// What an object file is, told another way.
+// The rules of an object file, in another form.
 bool isObjectFile(const std::string &bytes)
 {
     for (size_t at = 0; at + 3 <= bytes.size();) {
@@ -623,7 +623,7 @@ TEST_F(FileUtils, LibrarySaysWhy)
 
 TEST_F(FileUtils, AModuleEndsWhereItsSizeSays)
 {
-    // The END record lies behind the end of the first module.
+    // The END record lies after the end of the first module.
     std::string bytes = library({{"o", record(1), {}}, {"x", record(6).substr(0, 1), {}}}) + "\0\6";
     EXPECT_EQ(ofStream(fileid_is_library_fp, bytes), 0);
     bytes = library({{"p", intermediate.substr(0, 20), {}}, {"x", intermediate.substr(20), {}}});

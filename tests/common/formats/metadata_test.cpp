@@ -100,7 +100,7 @@ struct File {
     }
 };
 
-// Reads `bytes` into the object; the code of the failure, or 0.
+// Reads `bytes` into the object; returns the code of the failure, or 0.
 uint32_t readInto(Metadata *metadata, const std::string &bytes)
 {
     std::string copy = bytes.empty() ? std::string(1, '\0') : bytes;
@@ -991,7 +991,7 @@ TEST(MetadataVerify, AcceptsAnObjectThatIsInOrder)
     EXPECT_FALSE(metadata_verify(nullptr));
 }
 
-// The code of verifying sample() after `change`.
+// The code that verifying sample() gives after `change`.
 template <class Change> uint32_t verified(Change change)
 {
     Object object = sample();
@@ -1061,7 +1061,7 @@ TEST(MetadataWrite, AFullDiskIsNoticed)
     fclose(out);
 }
 
-// The code of a write to a stream that takes one byte more than `room`.
+// The code of a write to a stream that takes `room` bytes and one more.
 static uint32_t codeOfWriteInto(size_t room)
 {
     Object object = sample();
@@ -1079,7 +1079,7 @@ TEST(MetadataWrite, AFailureHasTheCodeOfTheSectionItMeets)
     const struct {
         const std::string &bytes;
         uint32_t code;     // of a failure at its start
-        uint32_t listCode; // of a failure behind its magic number, or 0
+        uint32_t listCode; // of a failure after its magic number, or 0
     } sections[] = {
         {file.magic, METADATA_HEADER_MAGIC, 0},
         {file.title, METADATA_HEADER_TITLE, 0},

@@ -1,4 +1,4 @@
-// What the tests of digests, hash lists and manifests share.
+// The fixture of the tests of digests, hash lists and manifests.
 #ifndef TESTS_COMMON_FORMATS_SHAHASH_FIXTURE_H
 #define TESTS_COMMON_FORMATS_SHAHASH_FIXTURE_H
 
@@ -85,7 +85,7 @@ class ShaHash : public testing::Test {
         return {std::istreambuf_iterator<char>(file), {}};
     }
 
-    // For the body of a death test: nothing is readable only because root may read everything.
+    // For the body of a death test: root may read everything, so it changes the user.
     static void becomeNobody()
     {
         if (geteuid() == 0 && setresuid(65534, 65534, 65534) != 0)

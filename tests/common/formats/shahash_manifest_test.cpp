@@ -46,7 +46,7 @@ class Manifest : public ShaHash {
 
     static int check() { return shahash_checkManifests("tree", "manifests"); }
 
-    // What the check gives with this as the only manifest.
+    // The result of the check with this as the only manifest.
     static int checkOnly(const std::string &text)
     {
         put("manifests/vxp1.xml", text);

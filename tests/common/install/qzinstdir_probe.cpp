@@ -1,4 +1,4 @@
-// Run from a copy inside a scratch installation: says what the program finds from there.
+// Run from a copy inside a scratch installation: prints what the program finds from there.
 //
 //     probe list          every directory kind, one a line, then the registry's
 //     probe trace KIND    the trace of asking for one kind

@@ -237,7 +237,7 @@ class QzinstdirRootTest : public QzinstdirTest {
         QzinstdirTest::TearDown();
     }
 
-    // 0 when `path`, directly below the root, existed already or could not be made.
+    // 0 when `path`, directly below the root, already exists or cannot be made.
     bool make(const std::string &path)
     {
         std::error_code error;

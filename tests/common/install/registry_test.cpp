@@ -243,7 +243,7 @@ TEST_F(RegistryTest, TheTraceOfTheStandardLibrary)
     EXPECT_EQ(lines, expected);
 }
 
-// The test program itself lies in no installation.
+// The test program itself is not in an installation.
 void ask_without_an_installation()
 {
     Lines lines = trace_lines_while("registry", [] {

@@ -25,8 +25,7 @@
 
 namespace fs = std::filesystem;
 
-// The program is linked so that this stands before the real function: an entry cannot be read when
-// a test says so.
+// The linker replaces the real function by this: reading an entry fails when a test says so.
 static bool s_readingFails;
 
 extern "C" {
@@ -102,7 +101,7 @@ template <class Action> bool asNobody(Action action)
     return waitpid(child, &status, 0) == child && status == 0;
 }
 
-// The child takes the lock, says so by a byte and holds it for a moment.
+// The child takes the lock, reports it by a byte and holds it for a moment.
 pid_t holdLock(const fs::path &directory, int said)
 {
     const pid_t child = fork();

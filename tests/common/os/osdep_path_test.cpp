@@ -626,7 +626,7 @@ TEST_F(PathTest, TracedFunctionsGiveTheSameResultsAndLeaveAsOftenAsTheyEnter)
             ++found;
         return found;
     };
-    EXPECT_EQ(count("ENTER osdep_"), 12); // seven, and five that the two relative ones call
+    EXPECT_EQ(count("ENTER osdep_"), 12); // seven, and five in the two relative ones
     EXPECT_EQ(count("EXIT osdep_"), count("ENTER osdep_"));
     EXPECT_EQ(count("ENTER osdep_normalisePath(path=\"/%n//%s\")"), 1) << text;
     EXPECT_EQ(count("EXIT osdep_normalisePath() -> \"/%n/%s\""), 1) << text;

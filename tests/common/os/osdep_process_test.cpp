@@ -1,5 +1,5 @@
-// Most of these tests fork: what happens at the end of a process, or to its descriptors and
-// signals, happens to a process made for it.
+// Most of these tests fork: effects at the end of a process, or on its descriptors and signals,
+// happen to a process made for them.
 #include "common/os/osdep_process.h"
 
 #include <cerrno>
@@ -100,7 +100,7 @@ std::vector<std::string> lines(const std::string &text)
     return result;
 }
 
-// Writes to standard output past any buffer.
+// Writes more to standard output than any buffer holds.
 void say(const std::string &text)
 {
     if (write(1, text.data(), text.size()) < 0)
@@ -131,7 +131,7 @@ int spawn_alone(const char *program)
     return result;
 }
 
-// What the module says in the trace while `action` runs.
+// The module's lines in the trace while `action` runs.
 std::string traced(const std::function<void()> &action)
 {
     std::string text;
@@ -188,7 +188,7 @@ std::string own_suffix()
     return "." + std::to_string(getpid()) + "test";
 }
 
-// Gives this process a /tmp of its own; false where the machine does not allow that.
+// Gives this process a /tmp of its own; false if the machine does not allow that.
 bool mount_tmp(const char *options, unsigned long flags)
 {
     if (unshare(CLONE_NEWNS) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
@@ -200,7 +200,7 @@ bool mount_tmp(const char *options, unsigned long flags)
 
 constexpr int NOT_ALLOWED = 99;
 
-// Ends a process that has been left without what a leak check at its exit would need.
+// Ends a process that lacks the means for a leak check at its exit.
 [[noreturn]] void end_at_once(bool succeeded)
 {
     _exit(succeeded ? 0 : 1);
@@ -306,7 +306,7 @@ TEST(TemporaryObjects, ThatCannotBeDiscardedAreRemovedAtTheEnd)
         std::ofstream(dir + "/file") << "x";
         rlimit limit;
         getrlimit(RLIMIT_NOFILE, &limit);
-        const rlimit none = {0, limit.rlim_max}; // to look into the directory takes a descriptor
+        const rlimit none = {0, limit.rlim_max}; // to read the directory takes a descriptor
         setrlimit(RLIMIT_NOFILE, &none);
         osdep_discardTemp(dir.c_str());
         setrlimit(RLIMIT_NOFILE, &limit);
@@ -495,7 +495,7 @@ TEST(Spawn, ReportsAChildKilledByASignal)
     EXPECT_EQ(run.err, "/bin/sh: signal 9 \n/bin/sh: signal 11 \n");
 }
 
-// Whether a child that aborts leaves a core behind here.
+// Whether a child that aborts leaves a core file here.
 bool cores_are_written()
 {
     const pid_t child = fork();
@@ -610,11 +610,11 @@ TEST(Spawn, LearnsTheStatusAlthoughChildrensEndsWereIgnored)
 TEST(Spawn, GivesTheChildOnlyTheStandardDescriptors)
 {
     const Outcome run = in_process([] {
-        close_range(3, ~0U, 0); // what the test program was started with
+        close_range(3, ~0U, 0); // inherited by the test program
         osdep_installCrashHandlers();
         FILE *stream = capture_shell("ls /proc/self/fd");
         say(read_all(stream));
-        const int status = spawn_shell("ls /proc/self/fd"); // ls has the directory as number 3
+        const int status = spawn_shell("ls /proc/self/fd"); // ls opens the directory as number 3
         osdep_pclose(stream);
         return status;
     });
@@ -1061,7 +1061,7 @@ TEST(CrashHandler, StandsInForClosedStandardDescriptors)
 TEST(CrashHandler, GivesStandardOutputNoBufferFromAHeapItMayHaveInterrupted)
 {
     const Outcome run = in_process([] {
-        stdout = fdopen(dup(1), "w"); // one that has not been written to
+        stdout = fdopen(dup(1), "w"); // a stream that has not been written to
         osdep_installCrashHandlers();
         osdep_setSignalRoutine([] { end_at_once(__fbufsize(stdout) == 0); });
         return spawn_shell("kill -15 $PPID; exec sleep 60");
@@ -1070,7 +1070,7 @@ TEST(CrashHandler, GivesStandardOutputNoBufferFromAHeapItMayHaveInterrupted)
     EXPECT_EQ(run.out, "\n");
 }
 
-// exit() may be what was interrupted, with its lock held.
+// exit() may be the interrupted function, with its lock held.
 TEST(CrashHandler, RunsNoExitHandlers)
 {
     const Outcome run = in_process([] {
@@ -1084,7 +1084,7 @@ TEST(CrashHandler, RunsNoExitHandlers)
 }
 
 namespace {
-// A pipe that takes nothing more and that nobody reads becomes standard output.
+// Makes a full pipe that nobody reads standard output.
 void block_output()
 {
     int ends[2];
@@ -1165,10 +1165,10 @@ TEST(CrashHandler, EndsARunWhoseLastStepNeverEnds)
 // ---- Signals and children ---------------------------------------------------------------------
 
 namespace {
-// A shell heeds a signal between two commands.
+// A shell reacts to a signal between two commands.
 const char WAIT_A_WHILE[] = "i=0; while [ $i -lt 500 ]; do sleep 0.01; i=$((i + 1)); done";
 
-// Runs a shell that tells of the signals it gets; the first of its own is sent to this process.
+// Runs a shell that reports the signals it gets; at its first signal this process gets one.
 Outcome child_told_of(int number, bool captured)
 {
     return in_process([&] {
@@ -1221,8 +1221,8 @@ TEST(Signal, RemovesWhatTheChildHasMadeOnItsWayOut)
 }
 
 namespace {
-// From outside its process group, stops a process and its children after a while; kills them when
-// the process is still there three seconds later.
+// From outside its process group, stops a process and its children after a while. Kills them if the
+// process still exists three seconds later.
 void stop_group_later(pid_t group, unsigned microseconds)
 {
     if (fork() != 0)
@@ -1238,7 +1238,7 @@ void stop_group_later(pid_t group, unsigned microseconds)
 }
 } // namespace
 
-// A child that stops before it is its program would stop its parent as well.
+// A child that stops before it is its program would also stop its parent.
 TEST(Signal, ThatStopsTheGroupWhileChildrenStartEndsTheRun)
 {
     for (unsigned round = 0; round < 300; ++round) {
@@ -1277,7 +1277,7 @@ TEST(Signal, IsNotHeldUpByAChildThatIgnoresIt)
     EXPECT_LT(seconds_since(start), 4);
     const pid_t child = std::atoi(run.out.c_str());
     ASSERT_GT(child, 0);
-    EXPECT_EQ(kill(child, SIGKILL), 0); // it is still there
+    EXPECT_EQ(kill(child, SIGKILL), 0); // it still exists
 }
 
 TEST(CrashHandler, IsJoinedByWritesThatFailInsteadOfEndingTheProgram)

@@ -40,7 +40,7 @@ class Replacement : public testing::Test {
         std::ifstream file(path);
         return {std::istreambuf_iterator<char>(file), {}};
     }
-    // Names in the directory, without what is to be replaced.
+    // Names in the directory, without the file to be replaced.
     std::vector<std::string> others() const
     {
         std::vector<std::string> names;
@@ -160,7 +160,7 @@ TEST_F(Replacement, IsRemovedAtTheEndOfAProcessThatLeavesEarlyFromAnywhere)
         if (osdep_openReplacement(&replacement, "file") != 0)
             _exit(2);
         fs::current_path("/");
-        osdep_removeTempFiles(); // what runs at exit
+        osdep_removeTempFiles(); // as at exit
         _exit(0);
     }
     int status = -1;

@@ -19,7 +19,7 @@
 #include "common/text/osdep_wide.h"
 #include "tests/common/broken_contract.h"
 
-// The sort is to be seen failing to get its buffer.
+// The tests make the sort fail to get its buffer.
 extern "C" const char *__asan_default_options()
 {
     return "allocator_may_return_null=1";
@@ -53,7 +53,7 @@ void expect_sorted_like_the_library(std::vector<uint64_t> values)
     EXPECT_EQ(values, expected);
 }
 
-// An element of N bytes whose order is in its first byte and whose last byte goes along with it.
+// An element of N bytes whose order is in its first byte; its last byte is to move with it.
 template <size_t N> void expect_sorts_elements_of()
 {
     struct Element {

@@ -23,7 +23,7 @@ bool isXmlCharacter(uint32_t c)
            (c >= 0xE000 && c <= 0xFFFD) || (c >= 0x10000 && c <= 0x10FFFF);
 }
 
-// The bytes of the UTF-8 sequence that begins at `at`, or 0 when it is none for an XML character.
+// The bytes of the UTF-8 sequence that begins at `at`, or 0 when it is not an XML character.
 size_t characterLength(const std::string &text, size_t at)
 {
     static const uint32_t smallest[] = {0, 0, 0x80, 0x800, 0x10000};
@@ -108,7 +108,7 @@ class Reader {
         return text_.substr(start, at_ - start);
     }
 
-    // Appends what is read to `text`.
+    // Appends the characters that are read to `text`.
     bool characterOrReference(std::string &text)
     {
         static const std::map<std::string, char> entities = {
@@ -198,7 +198,7 @@ class Reader {
 
 // ---- Schema -----------------------------------------------------------------------------------
 
-// An attribute's name and what its value must look like; all are required.
+// An attribute's name and the form of its value; all are required.
 using Attributes = std::map<std::string, std::string>;
 
 const char DECIMAL[] = "[0-9]+(\\.[0-9]+)?";

@@ -1,5 +1,5 @@
-// The rules that a JUnit report has to keep for build servers to read it: well-formed XML 1.0 in
-// UTF-8, and the elements and attributes of their schema that we use.
+// The rules that build servers require of a JUnit report: well-formed XML 1.0 in UTF-8, and the
+// elements and attributes of their schema that we use.
 #ifndef TESTS_COMMON_SUITE_JUNIT_RULES_H
 #define TESTS_COMMON_SUITE_JUNIT_RULES_H
 

@@ -1,5 +1,5 @@
-// What the tests of the timer and of the test framework share: clocks that stand still until a test
-// moves them, memory that runs out when a test says so, and a console that remembers.
+// The fixture of the tests of the timer and of the test framework: clocks that stand still until a
+// test moves them, memory that runs out when a test says so, and a console that records.
 #ifndef TESTS_COMMON_SUITE_TSUITE_FIXTURE_H
 #define TESTS_COMMON_SUITE_TSUITE_FIXTURE_H
 
@@ -11,7 +11,7 @@
 #include "common/os/osdep_host.h"
 #include "common/suite/tsuite.h"
 
-// What the two clocks show, and the seconds by which a reading of the wall clock moves it on.
+// The times of the two clocks, and the seconds by which each reading moves the wall clock on.
 extern OsdepTime fakeWall;
 extern OsdepTime fakeCpu;
 extern int64_t fakeWallStep;
@@ -22,13 +22,13 @@ extern bool realClocks;
 // The order in which the clocks were read: "c" and "w".
 extern std::string clockReadings;
 
-// While set, blocks asked for with xmalloc() are refused.
+// While set, xmalloc() refuses blocks.
 extern bool refuseMemory;
 
 // 2024-02-29 23:59:58 UTC.
 inline constexpr int64_t FAKE_NOW = 1709251198;
 
-// Clocks that stand still at FAKE_NOW and 0, no readings, memory to be had.
+// Clocks that stand still at FAKE_NOW and 0, no readings, memory available.
 void resetSystem();
 
 // Moves the wall clock on.
@@ -41,7 +41,7 @@ void toConsole(const char *text);
 // The console with each run of N times backspace, blank, backspace shown as "{N}".
 std::string readableConsole();
 
-// Everything as it is at the start of a program, but for the counter of unnamed suites.
+// Everything as at the start of a program, except the counter of unnamed suites.
 class TsuiteTest : public testing::Test {
   protected:
     void SetUp() override;

@@ -80,7 +80,7 @@ class TsuiteReport : public TsuiteTest {
         return {std::istreambuf_iterator<char>(file), {}};
     }
 
-    // The whole report, or what went wrong.
+    // The whole report, or the reason why it failed.
     std::string junitOf(const TestSuite *suite) const
     {
         return tsuite_writeJUnit(suite, report.c_str()) == suite->tests ? reportText() : "failed";
@@ -91,7 +91,7 @@ class TsuiteReport : public TsuiteTest {
         return tsuite_failDetails(suite, report.c_str()) == suite->failed ? reportText() : "failed";
     }
 
-    // What goes to standard error meanwhile.
+    // The output on standard error meanwhile.
     template <class Action> static std::string errorOutputOf(Action action)
     {
         testing::internal::CaptureStderr();
@@ -294,7 +294,7 @@ TEST_F(TsuiteReport, AnOrdinaryFailureKeepsTheRulesToo)
     EXPECT_EQ(junitComplaint(junitOf(golden())), "");
 }
 
-// What is not escaped shows in the report, so the rules must notice it.
+// Text that is not escaped shows in the report, so the rules must notice it.
 TEST_F(TsuiteReport, TheRulesNoticeWhatIsNotEscaped)
 {
     const Escape rows[] = {

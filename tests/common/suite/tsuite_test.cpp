@@ -305,7 +305,7 @@ TEST_F(TsuiteTest, ThereIsNothingToRunWithoutCases)
 
 // ---- Calibration ------------------------------------------------------------------------------
 
-// No machine counts that far in less: the compiler would have removed the counting.
+// No machine counts that far in less time; otherwise the compiler has removed the counting.
 TEST_F(TsuiteTest, TheCalibrationReallyCounts)
 {
     EXPECT_EQ(TSUITE_CALIBRATION_COUNT, 0x0FFFFFFFU);
@@ -319,8 +319,8 @@ TEST_F(TsuiteTest, TheWorkFactorIsSevenTenthsOnTheMachineOfReference)
     EXPECT_DOUBLE_EQ(tsuite_workFactor(0.82L), 1.4);
 }
 
-// Each interval is 41 seconds: the calibration makes a work factor of 70, of which half a run is
-// left after the first of two tests.
+// Each interval is 41 seconds. The calibration gives a work factor of 70, and after the first of
+// two tests half a run is left.
 TEST_F(TsuiteTest, ARunIsCalibratedBeforeItsFirstTest)
 {
     fakeWallStep = 41;

@@ -52,7 +52,7 @@ std::string shape(const UxmlNode *node)
     return children.empty() ? result : result + "(" + children + ")";
 }
 
-// What a document with this behind its first line reads as.
+// The tree of a document that has this text after its first line.
 std::string readShape(const std::string &rest)
 {
     return shape(readBytes(LINE + rest).get());
@@ -126,7 +126,7 @@ TEST(XmlDocument, IsNotReadWhenItsDeclarationSharesALineWithTheRoot)
     EXPECT_EQ(shape(readBytes("<?xml version=\"1.0\"?><a />\n<b />").get()), "b");
 }
 
-// A longer line goes on as if what is beyond were the next one.
+// The characters after the limit are read as the next line.
 TEST(XmlDocument, FirstLineHasAtMost255CharactersWithItsEnd)
 {
     std::string line = "<?xml version=\"1.0\"?>";
@@ -382,7 +382,7 @@ TEST(XmlHostile, ZeroByteEndsTheInputOutsideOfComments)
     EXPECT_EQ(shape(readBytes("<?xml version=\"1.0" + zero + "\n<a />").get()), "a");
 }
 
-// The value ends with the input; what would complete the tag stands where the next block begins.
+// The value ends with the input; the rest of the tag is where the next block begins.
 TEST(XmlHostile, NothingIsReadBehindAZeroByteInALaterBlock)
 {
     std::string file = LINE + "<a x='" + std::string(1, '\0');
@@ -453,7 +453,7 @@ int64_t peakMemory()
     return usage.ru_maxrss * int64_t{1024};
 }
 
-// How much the peak of the memory in use grows when a file is read, in sizes of the file.
+// The growth of the peak of memory in use when a file is read, in sizes of the file.
 double memoryToRead(const std::string &file)
 {
     const int64_t before = peakMemory();
@@ -466,7 +466,7 @@ TEST(XmlHostile, MemoryIsASmallMultipleOfTheFile)
     std::string attributes = "<a";
     for (int i = 0; i < 500000; ++i)
         attributes += " a" + std::to_string(100000 + i) + "='x'";
-    // One after the other, what costs the least first: the peak only rises.
+    // One after the other, the cheapest first, because the peak only rises.
     EXPECT_LT(memoryToRead(LINE + "<a>" + repeated("<!-- -->", 1000000) + "</a>"), 2);
     EXPECT_LT(memoryToRead(LINE + "<a x='" + std::string(10000000, 'v') + "'/>"), 8);
     EXPECT_LT(memoryToRead(LINE + attributes + "/>"), 20);
@@ -619,7 +619,7 @@ TEST(XmlWriting, WritesWhatIsLargerThanABlock)
                                        repeated("  <c>some text</c>\n", 5000) + "</r>\n");
 }
 
-// Depth is indented, so a deep tree makes a large file: here the stack is small instead.
+// Depth is indented, so a deep tree makes a large file. The stack is made small instead.
 void withSmallStack(void *(*function)(void *), void *argument)
 {
     pthread_attr_t attributes;
@@ -669,7 +669,7 @@ TEST(XmlWriting, FullDiskIsNoticed)
     fclose(full);
 }
 
-// A stream that takes `room` bytes and counts what it is asked to write afterwards.
+// A stream that takes `room` bytes and counts the writes after that.
 struct Failing {
     size_t room;
     int refused;
@@ -686,7 +686,7 @@ ssize_t writeFailing(void *cookie, const char *, size_t size)
     return static_cast<ssize_t>(size);
 }
 
-// False, and no other write after the one that failed.
+// False, and no further write after the one that failed.
 void expectWriteFails(const UxmlNode *root, size_t room)
 {
     Failing failing = {room, 0};
@@ -713,7 +713,7 @@ TEST(XmlWriting, EndsWithTheFirstWriteThatFailsAndCanBeRepeated)
     EXPECT_EQ(written(root.get()), whole);
 }
 
-// The name of the root moves the line of a child over the place where the first block is full.
+// The length of the root's name moves a child's line over the point where the first block is full.
 TEST(XmlWriting, EndsWithTheFirstWriteThatFailsWhateverIsBeingWritten)
 {
     const std::string line = "  <c k=\"v\">1&amp;2\n  </c>\n";
@@ -781,7 +781,7 @@ TEST(XmlFormat, WhatIsWrittenReadsBackAsTheSameTree)
     EXPECT_EQ(written(again.get()), bytes);
 }
 
-// What the writer makes of an element that has only a name is a name with a slash to the reader.
+// The writer's form of an element that has only a name is a name with a slash to the reader.
 TEST(XmlFormat, ElementWithNothingButANameIsNotReadBack)
 {
     const Tree root(uxml_node_new("a"));

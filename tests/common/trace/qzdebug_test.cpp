@@ -63,7 +63,7 @@ class QzdebugTest : public testing::Test {
         gDebugOut = nullptr;
     }
 
-    // What has been written so far, read through a second descriptor: unflushed text is not seen.
+    // The text written so far, read through a second descriptor, which does not see unflushed text.
     std::string written()
     {
         FILE *copy = fopen(("/proc/self/fd/" + std::to_string(fileno(gDebugOut))).c_str(), "r");
@@ -86,7 +86,7 @@ std::string pointer_text(const void *pointer)
     return text;
 }
 
-// What the numbered message for a null argument reads like.
+// The numbered message for a null argument.
 std::string null_report(uint32_t number, const char *expression, uint32_t line)
 {
     AlertRecord *record = alert_lookup(number);
@@ -273,7 +273,7 @@ TEST_F(QzdebugTest, TheTraceStartsWithItsDefaults)
     EXPECT_EQ(trace_indent(), 0U);
 }
 
-// What the fixture sets, as a process finds it that nobody has set up.
+// Checks the settings that the fixture changes, in a process that has not changed any.
 [[noreturn]] void exit_with_defaults()
 {
     const bool good = trace_width() == 20 && trace_indentStep() == 4 && trace_indentLevel() == 0 &&
@@ -285,7 +285,7 @@ TEST_F(QzdebugTest, TheTraceStartsWithItsDefaults)
 
 TEST(QzdebugDeathTest, AProcessStartsWithTheTraceOffAndItsDefaults)
 {
-    GTEST_FLAG_SET(death_test_style, "threadsafe"); // run anew, without what other tests have set
+    GTEST_FLAG_SET(death_test_style, "threadsafe"); // without the settings of other tests
     EXPECT_EXIT(exit_with_defaults(), testing::ExitedWithCode(0), "");
     GTEST_FLAG_SET(death_test_style, "fast");
 }
@@ -756,8 +756,8 @@ std::string read_some(int descriptor, size_t length)
     return text;
 }
 
-// Runs `action` in a child whose controlling terminal is `terminal` (null: none); the child's
-// status is what the action returns. The child stays until `release` is closed.
+// Runs `action` in a child whose controlling terminal is `terminal` (null: no terminal); the
+// child's status is the result of the action. The child stays until `release` is closed.
 pid_t run_on_terminal(const char *terminal, int release, int (*action)())
 {
     pid_t child = fork();
@@ -967,7 +967,7 @@ TEST_F(QzdebugTest, AnExitIsTracedWhenItsEntryWasEvenIfDebuggingWasSwitchedOff)
 TEST_F(QzdebugTest, ANullStringIsShownAsNull)
 {
     gDebugFlags = DEBUG_TRACE;
-    const char *volatile none = nullptr; // the compiler must not see it: it would warn
+    const char *volatile none = nullptr; // hidden from the compiler, which would warn
     EXPECT_EQ(traced_text(none), nullptr);
     EXPECT_EQ(writtenWithoutLines(), "qzdebug_test:N> ENTER traced_text(text=\"(null)\")\n"
                                      "qzdebug_test:N> EXIT traced_text() -> \"(null)\"\n");

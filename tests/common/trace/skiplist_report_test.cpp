@@ -132,7 +132,7 @@ TEST(SkipListRecord, WhatTheLevelAboveHasPassedIsNotMetOnTheLowest)
     const uint32_t count = 60;
     for (uintptr_t key = 1; key <= count; ++key)
         insert(list, key);
-    // Some node with room for two levels becomes the only one that has them.
+    // Gives some node that has room for two levels the second level, as the only one.
     SkipNode *high = list->head->forward[0];
     uint32_t behind = count - 1;
     for (; high != nullptr && high->level < 2; high = high->forward[0])
@@ -235,7 +235,7 @@ TEST(SkipListRecord, AClashWhileCopyingIsTracedAtTheModulesOwnPlace)
     skiplist_destroy(s_list);
 }
 
-// Leads the exit of a run that is ending into a comparison of what was written until then.
+// Runs a comparison of the output so far at the exit of a run that is ending.
 static char *s_text;
 static size_t s_size;
 
@@ -305,7 +305,7 @@ TEST_F(SkipListReportDeathTest, AListOutOfOrderIsPrintedAndEndsTheRun)
                          "        0) Nil\n"));
 }
 
-// Two nodes on two levels, the second one's hash too small there as well.
+// Two nodes on two levels; the hash of the second is too small there as well.
 static void insertOutOfOrderAbove()
 {
     SkipList *list = recordedList(nullptr, nullptr, nameOf, 5);

@@ -84,7 +84,7 @@ TEST_F(VectorReportDeathTest, VectorsAreSortedAndSummedByTheirPlace)
     EXPECT_EXIT(sortedReport(), testing::ExitedWithCode(0), "");
 }
 
-// Three records that only their lines and addresses tell apart.
+// Three records that differ only in their lines and addresses.
 static void reportOfEquals()
 {
     vec_debugEnable(1);
