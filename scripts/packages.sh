@@ -3,17 +3,17 @@
 #     . scripts/packages.sh
 #     packages_need "${PACKAGES_BUILD[@]}"      # installs what is missing, or says why it cannot
 #
-# Nothing is asked; what is installed is said first.
+# No questions are asked; the packages are named before they are installed.
 
-# The compiler, the build tools, the test and benchmark libraries; what the sample compiles with.
+# The compiler, the build tools, the test and benchmark libraries; the compiler for the sample suite.
 PACKAGES_BUILD=(g++ gcc libc6-dev make cmake ninja-build libgtest-dev libgmock-dev libbenchmark-dev
     libexpat1-dev libminizip-dev zlib1g-dev file)
 
-# What the checks need: that, and the formatter.
+# The packages for the checks: those, and the formatter.
 # shellcheck disable=SC2034 # for the scripts that source this file
 PACKAGES_CHECK=("${PACKAGES_BUILD[@]}" git clang-format python3 unzip)
 
-# What single tests need that say so and are skipped without it.
+# The packages for single tests, which are skipped without them.
 # shellcheck disable=SC2034
 PACKAGES_OPTIONAL=(lldb strace)
 
@@ -62,7 +62,7 @@ packages_need() {
         apt-get -q -y --no-install-recommends install $missing </dev/null
 }
 
-# packages_want NAME...: the same for packages that the rest works without: says so when it cannot.
+# packages_want NAME...: the same for optional packages; only reports it when it cannot.
 packages_want() {
     # In a shell of its own, which may end.
     (packages_need "$@") || echo "Going on without: $(packages_missing "$@")"

@@ -1,10 +1,10 @@
-"""What scripts/faults and scripts/signals share: a suite to run, places to run it in, and an eye
-for what a run leaves behind.
+"""The common part of scripts/faults and scripts/signals: a suite to run, places to run it in, and
+the search for files and processes that a run leaves behind.
 
 A place is a worker process with a directory of its own, in which every run begins alike, and, where
 the system allows it (mount namespaces), a /tmp of its own. Each worker is the leader of a session
-and has a supervisor above it, to which the system gives the processes that outlive a run: so they
-are seen, and a stopped process that nobody waits for is treated as it is below a shell.
+and has a supervisor above it. The system gives the supervisor the processes that outlive a run. So
+they are noticed, and a stopped process that nobody waits for is treated as under a shell.
 """
 import ctypes
 import multiprocessing
@@ -62,7 +62,7 @@ def stage(build, into):
                        stdout=subprocess.DEVNULL)
     return suite
 
-# Stands before a compiler that is asked for its devices.
+# Replaces a compiler that is asked for its devices.
 SHORT_LIST = """#!/bin/sh
 case "$1" in
 --chipinforaw|--target-help) exec "$0.all" "$@" | grep -w -e {} ;;
@@ -72,8 +72,8 @@ esac
 
 
 def shorten(suite):
-    """Leaves the suite a device of each family, with a hash list that does not fit it any more: one
-    file is changed afterwards, and one is added."""
+    """Leaves the suite one device of each family, and a hash list that no longer fits: one file is
+    changed afterwards, and one is added."""
     (suite / "bin/deviceSupport.xml").write_text(DEVICE_LIST.format(*DEVICES))
     for name in ("orb/bin/orbc", "orb/bin/orbc18", "elm/bin/elm-gcc"):
         compiler = suite / name
@@ -100,7 +100,7 @@ class Outcome:
 
 
 class Place:
-    """Where a worker runs things: `root` with the suites and the directory `work`."""
+    """The place of a worker: `root` with the suites and the directory `work`."""
 
     def __init__(self, root, supervisor, own_tmp):
         self.root = root
@@ -110,7 +110,7 @@ class Place:
         self._before = set()
 
     def begin(self, files):
-        """Makes `work` hold these files (name: bytes) and nothing else, and /tmp nothing."""
+        """Leaves only these files (name: bytes) in `work`, and nothing in /tmp."""
         shutil.rmtree(self.work, ignore_errors=True)
         self.work.mkdir()
         for name, content in files.items():
@@ -164,7 +164,7 @@ class Place:
         return sorted(names)
 
     def anonymous(self, content):
-        """The bytes without what differs from run to run and place to place."""
+        """The bytes without the parts that differ from run to run and place to place."""
         content = content.replace(os.fsencode(self.root), b"{ROOT}")
         return re.sub(rb"\bqz\w{7}\b", b"{TMP}", content)
 
@@ -200,8 +200,7 @@ def members(group):
 
 
 def is_ending(pid):
-    """Whether a process is on its way out already, or a signal that it does not handle is under way
-    to it."""
+    """Whether a process is already ending, or a signal that it does not handle is pending for it."""
     fields = dict(line.split(":\t", 1) for line in
                   pathlib.Path(f"/proc/{pid}/status").read_text().splitlines())
     flags = int(pathlib.Path(f"/proc/{pid}/stat").read_text().rpartition(")")[2].split()[6])
@@ -213,7 +212,7 @@ def is_ending(pid):
 # ---- Workers ------------------------------------------------------------------------------------
 
 def _enter_namespace():
-    """Gives this process a /tmp of its own; whether that was possible."""
+    """Gives this process a /tmp of its own. Returns whether that was possible."""
     user, group = os.getuid(), os.getgid()
     if LIBC.unshare(CLONE_NEWNS) != 0:
         if LIBC.unshare(CLONE_NEWNS | CLONE_NEWUSER) != 0:
@@ -244,7 +243,7 @@ def _supervise(*task):
     signal.signal(signal.SIGTERM, signal.SIG_DFL)
     LIBC.prctl(PR_SET_PDEATHSIG, signal.SIGKILL)
     LIBC.prctl(PR_SET_CHILD_SUBREAPER, 1)
-    signal.signal(signal.SIGCHLD, signal.SIG_IGN)  # what outlives a run is nobody's to wait for
+    signal.signal(signal.SIGCHLD, signal.SIG_IGN)  # nobody waits for processes that outlive a run
     work, root, suites, own_tmp, tasks, results = task
     own_tmp = own_tmp and _enter_namespace()
     supervisor = os.getpid()
